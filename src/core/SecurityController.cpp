@@ -1,0 +1,33 @@
+#include "core/SecurityController.h"
+
+namespace tavo {
+
+SecurityController::SecurityController()
+    // The vendor's two service domains, then its three short-link domains.
+    : domainsTAVO_{"tavo.example", "quorvel.example", "tav.example", "qrv.example", "qvl.example"} {}
+
+void SecurityController::setWhitelist(const std::optional<std::vector<std::string>>& prefixes) {
+  std::lock_guard lock(mutex_);
+  whiteList_ = prefixes;
+}
+
+std::optional<std::vector<std::string>> SecurityController::whitelist() const {
+  std::lock_guard lock(mutex_);
+  return whiteList_;
+}
+
+bool SecurityController::checkTAVODomain(const std::string& address) const {
+  for (const auto& domain : domainsTAVO_)
+    if (address.find(domain) != std::string::npos) return true;
+  return false;
+}
+
+bool SecurityController::urlInWhiteList(const std::optional<std::string>& address) const {
+  const auto list = whitelist();
+  if (!address || !list || address->empty() || checkTAVODomain(*address)) return true;
+  for (const auto& prefix : *list)
+    if (address->rfind(prefix, 0) == 0) return true;
+  return false;
+}
+
+}  // namespace tavo

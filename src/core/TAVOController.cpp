@@ -1,0 +1,224 @@
+#include "core/TAVOController.h"
+
+#include <algorithm>
+
+#include "core/SecurityController.h"
+#include "core/TAVOAppController.h"
+#include "core/TAVODeviceController.h"
+#include "core/TAVOControllerTestAccess.h"
+#include "persistence/TAVODataStoreController.h"
+#include "tracking/TAVOUser.h"
+#include "tracking/TAVOUserController.h"
+
+namespace tavo {
+
+namespace {
+
+std::mutex& creationMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::atomic<TAVOController*>& instance() {
+  static std::atomic<TAVOController*> controller{nullptr};
+  return controller;
+}
+
+constexpr std::size_t kApiKeyLength = 9;
+
+}  // namespace
+
+TAVOController& TAVOController::sharedInstance() {
+  if (TAVOController* controller = instance().load(std::memory_order_acquire)) return *controller;
+  std::lock_guard lock(creationMutex());
+  if (TAVOController* controller = instance().load(std::memory_order_relaxed)) return *controller;
+  // Published only once initialised; a sub-controller must not ask for the shared controller while it is
+  // being built (that would wait here for ever).
+  auto* controller = new TAVOController();
+  controller->initTAVO();
+  instance().store(controller, std::memory_order_release);
+  return *controller;
+}
+
+void TAVOController::initTAVO() {
+  connectionStatus_.store(NotStarted);
+  // Sub-controllers in their fixed order of creation.
+  SubControllers fresh;
+  fresh.dataStore = std::make_shared<TAVODataStoreController>();
+  fresh.device = std::make_shared<TAVODeviceController>();
+  fresh.security = std::make_shared<SecurityController>();
+  fresh.user = std::make_shared<TAVOUserController>();
+  std::string version = TAVOAppController::getAppVersion();
+  std::shared_ptr<TAVOUser> user = TAVOUserController::getSavedUser();
+  {
+    std::lock_guard lock(mutex_);
+    subControllers_ = std::move(fresh);
+    appVersion_ = std::move(version);
+    currentUser_ = std::move(user);
+  }
+  {
+    std::lock_guard lock(inAppDelegatesMutex_);
+    inAppDelegates_.clear();
+    couponsDelegates_ = std::make_shared<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>>();
+  }
+}
+
+void TAVOController::generateApiKeyAndApiUserFrom(const std::optional<std::string>& key) {
+  if (!key || key->size() < kApiKeyLength + 1) return;
+  std::lock_guard lock(mutex_);
+  if (!apiUser_) apiUser_ = key->substr(0, key->size() - kApiKeyLength);
+  if (!apiKey_) apiKey_ = key->substr(key->size() - kApiKeyLength);
+}
+
+void TAVOController::reset() {
+  dataStoreController()->reset();
+  initTAVO();
+}
+
+std::optional<std::string> TAVOController::apiUser() const {
+  std::lock_guard lock(mutex_);
+  return apiUser_;
+}
+
+std::optional<std::string> TAVOController::apiKey() const {
+  std::lock_guard lock(mutex_);
+  return apiKey_;
+}
+
+std::optional<std::string> TAVOController::sessionKey() const {
+  std::lock_guard lock(mutex_);
+  return sessionKey_;
+}
+
+void TAVOController::setSessionKey(const std::optional<std::string>& key) {
+  std::lock_guard lock(mutex_);
+  sessionKey_ = key;
+}
+
+std::string TAVOController::appVersion() const {
+  std::lock_guard lock(mutex_);
+  return appVersion_;
+}
+
+std::shared_ptr<TAVOUser> TAVOController::currentUser() const {
+  std::lock_guard lock(mutex_);
+  return currentUser_;
+}
+
+void TAVOController::setCurrentUser(std::shared_ptr<TAVOUser> user) {
+  std::lock_guard lock(mutex_);
+  currentUser_ = std::move(user);
+}
+
+void TAVOController::persistCurrentUser() { TAVOUserController::saveUser(currentUser()); }
+
+std::shared_ptr<TAVODataStoreController> TAVOController::dataStoreController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.dataStore;
+}
+
+std::shared_ptr<TAVODeviceController> TAVOController::deviceController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.device;
+}
+
+std::shared_ptr<SecurityController> TAVOController::securityController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.security;
+}
+
+std::shared_ptr<TAVOUserController> TAVOController::userController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.user;
+}
+
+void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
+  if (!delegate) return;
+  std::lock_guard lock(inAppDelegatesMutex_);
+  for (const auto& entry : inAppDelegates_)
+    if (entry.lock() == delegate) return;
+  inAppDelegates_.push_back(delegate);
+}
+
+void TAVOController::removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
+  if (!delegate) return;
+  std::lock_guard lock(inAppDelegatesMutex_);
+  // Entries whose host object is gone are dropped on the way.
+  std::erase_if(inAppDelegates_, [&](const auto& entry) {
+    const auto live = entry.lock();
+    return !live || live == delegate;
+  });
+}
+
+void TAVOController::addCouponsDelegate(const std::shared_ptr<TAVOCouponsDelegate>& delegate) {
+  std::lock_guard lock(inAppDelegatesMutex_);
+  auto next = std::make_shared<std::vector<std::weak_ptr<TAVOCouponsDelegate>>>(*couponsDelegates_);
+  next->push_back(delegate);
+  couponsDelegates_ = std::move(next);
+}
+
+std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> TAVOController::liveInAppDelegates() const {
+  std::lock_guard lock(inAppDelegatesMutex_);
+  std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> snapshot;
+  snapshot.reserve(inAppDelegates_.size());
+  for (const auto& entry : inAppDelegates_)
+    if (auto live = entry.lock()) snapshot.push_back(std::move(live));
+  return snapshot;
+}
+
+std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> TAVOController::inAppDelegates() const {
+  return liveInAppDelegates();
+}
+
+template <class Callback, class Arg>
+void TAVOController::invokeInApp(Callback TAVOInAppMessageDelegate::*callback, const Arg& argument) {
+  for (const auto& delegate : liveInAppDelegates())
+    if (const auto& fn = (*delegate).*callback) fn(argument);
+}
+
+void TAVOController::invokeShownDelegates(const std::shared_ptr<TAVOCampaign>& campaign) {
+  invokeInApp(&TAVOInAppMessageDelegate::onShown, campaign);
+}
+
+void TAVOController::invokeHideDelegates(const std::shared_ptr<TAVOCampaign>& campaign) {
+  invokeInApp(&TAVOInAppMessageDelegate::onHide, campaign);
+}
+
+void TAVOController::invokeOnCloseDelegates(const std::shared_ptr<TAVOCampaign>& campaign) {
+  invokeInApp(&TAVOInAppMessageDelegate::onClose, campaign);
+}
+
+void TAVOController::invokeOnReceiveNativeAdDelegates(const std::shared_ptr<TAVONativeAd>& nativeAd) {
+  invokeInApp(&TAVOInAppMessageDelegate::onReceived, nativeAd);
+}
+
+void TAVOController::invokeOnBatchNativeAdReceivedDelegate(
+    const std::vector<std::shared_ptr<TAVONativeAd>>& nativeAds) {
+  invokeInApp(&TAVOInAppMessageDelegate::onBatchNativeAdReceived, nativeAds);
+}
+
+void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TAVOCoupon>>& coupons, bool failed) {
+  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> delegates;
+  {
+    std::lock_guard lock(inAppDelegatesMutex_);
+    delegates = couponsDelegates_;
+  }
+  for (const auto& entry : *delegates) {
+    const auto delegate = entry.lock();
+    if (!delegate) continue;
+    if (failed) {
+      if (delegate->onCouponsFailure) delegate->onCouponsFailure();
+    } else if (delegate->onCouponsReceived) {
+      delegate->onCouponsReceived(coupons);
+    }
+  }
+}
+
+void TAVOControllerTestAccess::replaceSharedInstance() {
+  std::lock_guard lock(creationMutex());
+  // The old controller is kept, not deleted: a stray task of the previous test may still hold a reference.
+  static std::vector<std::unique_ptr<TAVOController>> retired;
+  if (TAVOController* old = instance().exchange(nullptr)) retired.emplace_back(old);
+}
+
+}  // namespace tavo

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "inapp/TAVOCouponsDelegate.h"
+#include "inapp/TAVOInAppMessageDelegate.h"
+
+namespace tavo {
+
+class SecurityController;
+class TAVODataStoreController;
+class TAVODeviceController;
+class TAVOUser;
+class TAVOUserController;
+
+// The one shared object of the SDK. It owns every sub-controller (sub-controllers reach each other only by
+// asking it), holds the credentials every request carries, the connection status, the current user and the
+// host's in-app and coupons listeners. Created on first use; lives for the whole process.
+//
+// Thread safety: getters may be called from any thread (the request queue reads credentials and
+// sub-controllers while the main thread may reset); start calls and reset belong to the main thread.
+class TAVOController {
+ public:
+  enum ConnectionStatus : std::int32_t { NotStarted = 0, StartRequested = 1, SessionStarted = 2 };
+
+  // The one controller, created and initialised exactly once, whatever thread asks first.
+  static TAVOController& sharedInstance();
+
+  // (Re)builds the controller's state: status 0, new sub-controllers, app version, stored user, empty
+  // listener lists. Credentials and the session key are kept.
+  void initTAVO();
+  // Splits a session key into the API user (all but the last 9 characters) and the 9-character API key.
+  // Keys shorter than 10 characters are ignored; a credential already set is never replaced.
+  void generateApiKeyAndApiUserFrom(const std::optional<std::string>& sessionKey);
+  // Flushes what is queued, clears the store and rebuilds everything but the credentials.
+  void reset();
+
+  std::int32_t connectionStatus() const { return connectionStatus_.load(); }
+  void setConnectionStatusTo(std::int32_t status) { connectionStatus_.store(status); }
+
+  std::optional<std::string> apiUser() const;
+  std::optional<std::string> apiKey() const;
+  std::optional<std::string> sessionKey() const;
+  void setSessionKey(const std::optional<std::string>& key);
+  std::string appVersion() const;
+  std::uint64_t logLevel() const { return logLevel_.load(); }
+  void setLogLevel(std::uint64_t level) { logLevel_.store(level); }
+
+  std::shared_ptr<TAVOUser> currentUser() const;
+  void setCurrentUser(std::shared_ptr<TAVOUser> user);
+  // Saves the current user through the user part.
+  void persistCurrentUser();
+
+  // Sub-controllers. Each returns the instance of the current life of the controller (reset replaces them).
+  std::shared_ptr<TAVODataStoreController> dataStoreController() const;
+  std::shared_ptr<TAVODeviceController> deviceController() const;
+  std::shared_ptr<SecurityController> securityController() const;
+  std::shared_ptr<TAVOUserController> userController() const;
+
+  // In-app listeners: held weakly (the host owns them); added once, removed if present; null is ignored.
+  void addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
+  void removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
+  // Coupons listeners: held weakly, appended without a duplicate check (one added twice hears twice).
+  void addCouponsDelegate(const std::shared_ptr<TAVOCouponsDelegate>& delegate);
+
+  // Fan-out over a snapshot of the in-app listeners, so a listener may remove itself from its callback.
+  void invokeShownDelegates(const std::shared_ptr<TAVOCampaign>& campaign);
+  void invokeHideDelegates(const std::shared_ptr<TAVOCampaign>& campaign);
+  void invokeOnCloseDelegates(const std::shared_ptr<TAVOCampaign>& campaign);
+  void invokeOnReceiveNativeAdDelegates(const std::shared_ptr<TAVONativeAd>& nativeAd);
+  void invokeOnBatchNativeAdReceivedDelegate(const std::vector<std::shared_ptr<TAVONativeAd>>& nativeAds);
+  // failed: onCouponsFailure to each listener that has it; otherwise onCouponsReceived with the coupons.
+  void invokeCouponsDelegates(const std::vector<std::shared_ptr<TAVOCoupon>>& coupons, bool failed);
+
+  std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> inAppDelegates() const;
+
+  TAVOController(const TAVOController&) = delete;
+  TAVOController& operator=(const TAVOController&) = delete;
+
+ private:
+  friend struct TAVOControllerTestAccess;
+  TAVOController() = default;
+
+  // Everything initTAVO rebuilds, swapped in as one piece so a reader on another thread sees one life.
+  struct SubControllers {
+    std::shared_ptr<TAVODataStoreController> dataStore;
+    std::shared_ptr<TAVODeviceController> device;
+    std::shared_ptr<SecurityController> security;
+    std::shared_ptr<TAVOUserController> user;
+  };
+
+  std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> liveInAppDelegates() const;
+  template <class Callback, class Arg>
+  void invokeInApp(Callback TAVOInAppMessageDelegate::*callback, const Arg& argument);
+
+  std::atomic<std::int32_t> connectionStatus_{NotStarted};
+  std::atomic<std::uint64_t> logLevel_{0};
+
+  mutable std::mutex mutex_;  // guards the members below
+  SubControllers subControllers_;
+  std::optional<std::string> apiUser_;
+  std::optional<std::string> apiKey_;
+  std::optional<std::string> sessionKey_;
+  std::string appVersion_;
+  std::shared_ptr<TAVOUser> currentUser_;
+
+  mutable std::mutex inAppDelegatesMutex_;
+  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_;
+  // Replaced, never changed in place: a fan-out walks the list it started with.
+  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_;
+};
+
+}  // namespace tavo

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace tavo {
+
+// Test-only access to the shared controller; not part of the public headers.
+struct TAVOControllerTestAccess {
+  // The next sharedInstance() builds a fresh controller (on the platform installed at that moment).
+  static void replaceSharedInstance();
+};
+
+}  // namespace tavo

@@ -1,0 +1,109 @@
+#include "core/TAVODeviceController.h"
+
+#include <gtest/gtest.h>
+
+#include "SdkTestEnvironment.h"
+#include "core/TAVOController.h"
+#include "persistence/TAVODataStoreController.h"
+
+namespace tavo {
+namespace {
+
+class TAVODeviceControllerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    device().setIdentifierForVendor(std::string("0A1B2C3D-0000-4000-8000-00000000ABCD"));
+  }
+  platform::Device& device() { return *env.platform().device; }
+  std::shared_ptr<TAVODeviceController> controller() { return TAVOController::sharedInstance().deviceController(); }
+
+  testing::SdkTestEnvironment env{testing::SdkTestEnvironment::Store::File};
+};
+
+TEST_F(TAVODeviceControllerTest, InstallationIdIsMadeOnceFromTheVendorIdAndSurvivesARestart) {
+  EXPECT_EQ(controller()->deviceUUID(), "V-0A1B2C3D-0000-4000-8000-00000000ABCD");
+  const auto stored = TAVODataStoreController().getObjectFromDataStore(TAVODataStoreController::kDeviceUUIDKey);
+  EXPECT_EQ(stored, std::optional<platform::Value>("V-0A1B2C3D-0000-4000-8000-00000000ABCD"));
+
+  env.restart();
+  device().setIdentifierForVendor(std::string("FFFFFFFF-0000-4000-8000-000000000000"));
+  EXPECT_EQ(controller()->deviceUUID(), "V-0A1B2C3D-0000-4000-8000-00000000ABCD");  // never changes once stored
+}
+
+TEST_F(TAVODeviceControllerTest, AReinstallOnTheSameDeviceBuildsTheSameId) {
+  const std::string first = controller()->deviceUUID();
+  TAVOController::sharedInstance().reset();  // the store is emptied, as by a reinstall
+  EXPECT_FALSE(env.platform().userDefaults->objectForKey(TAVODataStoreController::kDeviceUUIDKey));
+  EXPECT_EQ(controller()->deviceUUID(), first);
+}
+
+TEST_F(TAVODeviceControllerTest, WithoutAVendorIdTheInstallationStillGetsItsOwnId) {
+  device().setIdentifierForVendor(std::nullopt);
+  const std::string id = controller()->deviceUUID();
+  EXPECT_EQ(id.rfind("V-", 0), 0u);
+  EXPECT_NE(id, "V-(null)");
+  EXPECT_EQ(id.size(), 38u);
+  env.restart();
+  device().setIdentifierForVendor(std::nullopt);
+  EXPECT_EQ(controller()->deviceUUID(), id);
+}
+
+TEST_F(TAVODeviceControllerTest, AdvertisingIdOnlyWithTrackingAuthorised) {
+  platform::Dictionary ids;
+  controller()->addDeviceIdsToDict(ids);
+  EXPECT_FALSE(ids.contains("idfa"));
+  EXPECT_EQ(*ids.find("idfv"), platform::Value("0A1B2C3D-0000-4000-8000-00000000ABCD"));
+
+  device().setTracking(true, platform::Device::Denied, std::string("AD-ID"));
+  EXPECT_FALSE(controller()->idfa());
+
+  // The host grants tracking when the SDK asks.
+  device().setTrackingRequestHandler([&](std::function<void(platform::Device::TrackingStatus)> done) {
+    device().setTracking(true, platform::Device::Authorized, std::string("AD-ID"));
+    done(platform::Device::Authorized);
+  });
+  controller()->requestTrackingWithIdfa();
+  EXPECT_EQ(controller()->idfa(), std::optional<std::string>("AD-ID"));
+  platform::Dictionary after;
+  controller()->addDeviceIdsToDict(after);
+  EXPECT_EQ(*after.find("idfa"), platform::Value("AD-ID"));
+}
+
+TEST_F(TAVODeviceControllerTest, NoTrackingServiceMeansNoAdvertisingId) {
+  device().setTracking(false, platform::Device::Authorized, std::string("AD-ID"));
+  EXPECT_FALSE(controller()->idfa());
+}
+
+TEST_F(TAVODeviceControllerTest, DescriptiveFactsFallBackAsDocumented) {
+  device().setSysctlValue("hw.machine", std::string("iPhone14,2"));
+  device().setSysctlValue("kern.osversion", std::string("20G75"));
+  device().setSystem("iOS", "17.1");
+  EXPECT_EQ(controller()->deviceModel(), "iPhone14,2");
+  EXPECT_EQ(controller()->deviceBuild(), std::optional<std::string>("20G75"));
+  EXPECT_EQ(controller()->deviceFirmware(), "iOS 17.1");
+
+  device().setSysctlValue("hw.machine", std::nullopt);
+  device().setSysctlValue("kern.osversion", std::nullopt);
+  device().setModel(std::string("Linux"));
+  EXPECT_EQ(controller()->deviceModel(), "Linux");
+  EXPECT_FALSE(controller()->deviceBuild());
+  device().setModel(std::nullopt);
+  EXPECT_EQ(controller()->deviceModel(), "Undefined");
+  device().setSystem("", "");
+  EXPECT_EQ(controller()->deviceFirmware(), "Undefined");
+}
+
+TEST(TAVODeviceFacts, ThisMachineGivesAStableVendorIdPerVendor) {
+  auto a = platform::Device::fromThisMachine("com.example");
+  auto b = platform::Device::fromThisMachine("com.example");
+  auto other = platform::Device::fromThisMachine("org.other");
+  EXPECT_EQ(a->identifierForVendor(), b->identifierForVendor());
+  if (a->identifierForVendor()) {
+    EXPECT_NE(a->identifierForVendor(), other->identifierForVendor());
+  }
+  EXPECT_TRUE(a->sysctlByName("hw.machine"));
+  EXPECT_FALSE(a->hasTrackingManager());
+}
+
+}  // namespace
+}  // namespace tavo

@@ -1,0 +1,82 @@
+#include "core/TAVOLogger.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "SdkTestEnvironment.h"
+#include "core/TAVOError.h"
+
+namespace tavo {
+namespace {
+
+class TAVOLoggerTest : public ::testing::Test {
+ protected:
+  testing::SdkTestEnvironment env;
+};
+
+TEST_F(TAVOLoggerTest, DefaultMaskPrintsOnlyErrors) {
+  TAVOLogger::log("Starting TAVO session:%@", "k");
+  TAVOLogger::logAndType("QueueCompleted", TAVOLogger::Verbose);
+  TAVOLogger::logAndType("a warning", TAVOLogger::Warning);
+  EXPECT_TRUE(env.logLines().empty());
+  TAVOLogger::logAndType("Request failed with message: boom", TAVOLogger::Error);
+  EXPECT_EQ(env.logLines(), std::vector<std::string>{"TAVOLogger: 16 - Request failed with message: boom"});
+}
+
+TEST_F(TAVOLoggerTest, DebugMaskPrintsEveryLevelWithItsNumber) {
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  EXPECT_EQ(TAVOLogger::sharedLogger().logLevel(), 30u);
+  TAVOLogger::log("Starting TAVO session:%@", "k");
+  TAVOLogger::logAndType("QueueCompleted", TAVOLogger::Verbose);
+  TAVOLogger::logAndType("UITabBarController has not items loads", TAVOLogger::Warning);
+  EXPECT_EQ(env.logLines(), (std::vector<std::string>{"TAVOLogger: 4 - Starting TAVO session:k",
+                                                      "TAVOLogger: 2 - QueueCompleted",
+                                                      "TAVOLogger: 8 - UITabBarController has not items loads"}));
+}
+
+TEST_F(TAVOLoggerTest, HostLocalisationOfTheMessageIsUsed) {
+  env.platform().bundle->setLocalizedStrings("en", platform::Dictionary{{"ReservedKeyUsed", "Reserved key refused"}});
+  TAVOLogger::logAndType("ReservedKeyUsed", TAVOLogger::Error);
+  TAVOLogger::logAndType("KeysObjectsNotTheSame", TAVOLogger::Error);
+  EXPECT_EQ(env.logLines(), (std::vector<std::string>{"TAVOLogger: 16 - Reserved key refused",
+                                                      "TAVOLogger: 16 - KeysObjectsNotTheSame"}));
+}
+
+TEST_F(TAVOLoggerTest, LogsFromManyThreadsArriveWholeAndUncounted) {
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      for (int i = 0; i < 50; ++i) TAVOLogger::log("thread %d line %d", t, i);
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(env.logLines().size(), 200u);
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - thread 3 line 49"));
+}
+
+TEST_F(TAVOLoggerTest, ErrorsCarryTheFixedKeysTheHostLocalises) {
+  env.platform().bundle->setLocalizedStrings("", platform::Dictionary{{"ServerError", "Server failed"}});
+  const TAVOError server = TAVOError::errorWithCode(0);
+  EXPECT_EQ(server.code(), 0);
+  EXPECT_EQ(server.domain(), TAVOError::kDomain);
+  EXPECT_EQ(server.localizedDescription(), "Server failed");
+  EXPECT_EQ(*server.userInfo().find(TAVOError::kLocalizedFailureReasonErrorKey), platform::Value("ServerErrorDescription"));
+  EXPECT_EQ(server.userInfo().find(TAVOError::kLocalizedRecoverySuggestionErrorKey), nullptr);
+
+  const TAVOError parse = TAVOError::errorWithCode(1);
+  EXPECT_EQ(parse.localizedDescription(), "ResponseParseError");
+  EXPECT_EQ(*parse.userInfo().find(TAVOError::kLocalizedFailureReasonErrorKey),
+            platform::Value("ResponseParseErrorErrorDescription"));
+
+  for (int code : {2, 3, 7}) {
+    const TAVOError other = TAVOError::errorWithCode(code);
+    EXPECT_EQ(other.code(), code);
+    EXPECT_EQ(other.localizedDescription(), "UnexpectedError");
+    EXPECT_EQ(*other.userInfo().find(TAVOError::kLocalizedFailureReasonErrorKey), platform::Value("UnexpectedErrorDescription"));
+    EXPECT_EQ(*other.userInfo().find(TAVOError::kLocalizedRecoverySuggestionErrorKey), platform::Value("UnexpedtedErrorRecovery"));
+  }
+}
+
+}  // namespace
+}  // namespace tavo

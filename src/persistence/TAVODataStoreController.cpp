@@ -1,0 +1,162 @@
+#include "persistence/TAVODataStoreController.h"
+
+#include <algorithm>
+
+#include "core/Exception.h"
+#include "core/TAVOLogger.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
+#include "platform/Platform.h"
+
+namespace tavo {
+
+using platform::Value;
+
+namespace {
+
+constexpr const char* kGetReason = "You are getting a key of datastore that is not allowed";
+constexpr const char* kSaveReason = "You are saving a key to datastore that is not allowed";
+
+platform::UserDefaults& defaults() { return *platform::Platform::shared().userDefaults; }
+
+}  // namespace
+
+TAVODataStoreController::TAVODataStoreController() = default;
+
+const std::vector<std::string>& TAVODataStoreController::allowedKeys() const {
+  static const std::vector<std::string> keys = {
+      kUserModelKey,        kPendingRequestsKey, kSessionDataKey,         kPushTokenRegisteredKey,
+      kLastPushIdKey,       kAlertNumTimesSeenKey, kAlertLastTimeKey,     kDenegateSeenKey,
+      kAlertSeenKey,        kAppVersionKey,      kRateLastVersionKey,     kAfterUpdateKey,
+      kAttributionCampaignKey, kAttributionCampaignsKey, kUserTrackingKey, kInstallAttributionCampaignKey,
+      kInstallDateKey,      kDeviceUUIDKey,
+  };
+  return keys;
+}
+
+void TAVODataStoreController::checkAllowed(const std::string& key, const char* reason) const {
+  const auto& keys = allowedKeys();
+  if (std::find(keys.begin(), keys.end(), key) == keys.end()) throw Exception("KeyNotAllowed", reason);
+}
+
+std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::string& key) {
+  checkAllowed(key, kGetReason);
+  const std::optional<Value> raw = defaults().objectForKey(key);
+  if (raw && raw->asData()) {
+    try {
+      return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
+    } catch (const Exception& e) {
+      // Damaged bytes will never read back: drop them. Any other failure may be transient: keep them.
+      if (e.name() == platform::kInvalidUnarchiveOperationException) removeObjectFromDataStoreWithKey(key);
+      return std::nullopt;
+    } catch (const std::exception&) {
+      return std::nullopt;
+    }
+  }
+  // A plain value (written by an earlier version or by the bulk write), or nothing: store it archived.
+  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(raw)), key);
+  defaults().synchronize();
+  return raw;
+}
+
+void TAVODataStoreController::saveObjectToDataStore(const std::optional<Value>& object, const std::string& key) {
+  checkAllowed(key, kSaveReason);
+  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(object)), key);
+  defaults().synchronize();
+}
+
+void TAVODataStoreController::removeObjectFromDataStoreWithKey(const std::string& key) {
+  checkAllowed(key, kSaveReason);
+  defaults().removeObjectForKey(key);
+  defaults().synchronize();
+}
+
+void TAVODataStoreController::saveObjectsToDataStore(const platform::Array& objects,
+                                                     const std::vector<std::string>& keys) {
+  if (objects.size() != keys.size()) {
+    TAVOLogger::logAndType("KeysObjectsNotTheSame", TAVOLogger::Error);
+    return;
+  }
+  for (std::size_t i = 0; i < keys.size(); ++i) defaults().setObject(objects[i], keys[i]);
+  defaults().synchronize();
+}
+
+void TAVODataStoreController::reset() {
+  for (const auto& key : allowedKeys()) defaults().removeObjectForKey(key);
+  defaults().synchronize();
+}
+
+std::string TAVODataStoreController::pushIDSeenFilePath() const {
+  return platform::Platform::shared().fileSystem->documentsDirectory() + "/" + kPushSeenFileName;
+}
+
+std::optional<platform::Array> TAVODataStoreController::getPushSeenIDS() const {
+  const auto list = platform::Platform::shared().fileSystem->readPropertyList(pushIDSeenFilePath());
+  if (!list || !list->isArray()) return std::nullopt;
+  return *list->asArray();
+}
+
+void TAVODataStoreController::savePushSeenIDS(const platform::Array& ids) const {
+  platform::Platform::shared().fileSystem->writePropertyList(Value(ids), pushIDSeenFilePath());
+}
+
+void TAVODataStoreController::saveCampaingTimesShown(std::int32_t times, const std::string& key) {
+  defaults().setObject(Value(times), key);
+  defaults().synchronize();
+}
+
+std::int32_t TAVODataStoreController::campaignTimesShown(const std::string& key) const {
+  const auto stored = defaults().objectForKey(key);
+  return stored ? static_cast<std::int32_t>(stored->integerValue()) : 0;
+}
+
+platform::Dictionary TAVODataStoreController::attributionCampaigns() {
+  const auto stored = getObjectFromDataStore(kAttributionCampaignsKey);
+  if (stored && stored->isDictionary()) return *stored->asDictionary();
+  return {};
+}
+
+void TAVODataStoreController::removeAttributionCampaigns(const std::string& hashSource) {
+  platform::Dictionary campaigns = attributionCampaigns();
+  campaigns.remove(hashSource);
+  saveObjectToDataStore(Value(std::move(campaigns)), kAttributionCampaignsKey);
+}
+
+std::optional<Value> TAVODataStoreController::attributionCampaign() {
+  return getObjectFromDataStore(kAttributionCampaignKey);
+}
+
+void TAVODataStoreController::removeAttributionCampaign() {
+  // Stores an archive of nothing rather than removing the key.
+  saveObjectToDataStore(std::nullopt, kAttributionCampaignKey);
+}
+
+void TAVODataStoreController::saveUserTracking(bool disabled) {
+  defaults().setObject(Value(disabled), kUserTrackingKey);
+  defaults().synchronize();
+}
+
+bool TAVODataStoreController::getUserTrackingDisabled() const {
+  const auto stored = defaults().objectForKey(kUserTrackingKey);
+  return stored && stored->boolValue();
+}
+
+void TAVODataStoreController::saveInstallAttributionCampaign(const std::optional<Value>& campaign) {
+  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaign)),
+                       kInstallAttributionCampaignKey);
+  defaults().synchronize();
+}
+
+std::optional<Value> TAVODataStoreController::installAttributionCampaign() {
+  const auto raw = defaults().objectForKey(kInstallAttributionCampaignKey);
+  if (!raw || !raw->asData()) return std::nullopt;
+  try {
+    return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+std::string TAVODataStoreController::getAppendedKey(const std::string& key) { return key + "-tAVo-Local-Data"; }
+
+}  // namespace tavo

@@ -1,0 +1,65 @@
+#include "persistence/TAVOTransmitObject.h"
+
+#include <algorithm>
+
+#include "core/TAVOController.h"
+#include "core/TAVOLogger.h"
+#include "platform/JSONSerialization.h"
+#include "tracking/TAVOUser.h"
+#include "tracking/TAVOUserController.h"
+
+namespace tavo {
+
+void TAVOTransmitObject::init() {
+  auto& controller = TAVOController::sharedInstance();
+  if (auto users = controller.userController()) objectData = users->basicUserInfo();
+  if (getAction() == "check" || getType() == "event") objectData.set("tavo_impression_delegate", true);
+  appendUserData();
+}
+
+void TAVOTransmitObject::appendUserData() {
+  const auto user = TAVOController::sharedInstance().currentUser();
+  if (!user) return;
+  if (user->tAVoUserID) objectData.set("eid", *user->tAVoUserID);
+  if (user->userMail) objectData.set("email", *user->userMail);
+}
+
+void TAVOTransmitObject::addExtraData(const platform::Dictionary& extras) {
+  for (const auto& [key, value] : extras) {
+    if (isReservedKey(key)) {
+      TAVOLogger::logAndType("ReservedKeyUsed", TAVOLogger::Error);
+      continue;
+    }
+    objectData.set(key, value);
+  }
+}
+
+void TAVOTransmitObject::setAttributes(const std::optional<platform::Dictionary>& attributes) {
+  attributes_ = attributes;
+  if (attributes) objectData.set("attributes", *attributes);
+}
+
+std::optional<std::string> TAVOTransmitObject::serializeToJSONString() const {
+  return platform::JSONSerialization::dataWithJSONObjectPretty(platform::Value(objectData));
+}
+
+const std::vector<std::string>& TAVOTransmitObject::reservedKeys() {
+  // "registred_at", "cupon" and "estado" are the wire names as the server knows them.
+  static const std::vector<std::string> keys = {
+      "gcmenabled", "tavo_referrer_id", "tavo_device_id", "operation", "apiUser", "apiKey", "androidid",
+      "email", "customerid", "device", "app_version", "os_version", "mktc", "udid", "partner_device_id",
+      "login", "id", "created_at", "updated_at", "registred_at", "first_login", "last_login",
+      "user_extras_id", "cupon", "price", "order_id", "orderid", "json", "estado", "userid", "userID",
+      "userId", "user_id", "product_name", "product_id", "quantity", "tavo_build", "longitude", "latitude",
+      "tavo_city", "tavo_country", "tavo_state", "tavo_geolocation", "os", "tavo_timestamp", "tavo_retrieve",
+      "tavo_timezone_name", "idfa", "idfv", "eid",
+  };
+  return keys;
+}
+
+bool TAVOTransmitObject::isReservedKey(const std::string& key) {
+  const auto& keys = reservedKeys();
+  return std::find(keys.begin(), keys.end(), key) != keys.end();
+}
+
+}  // namespace tavo

@@ -1,0 +1,96 @@
+#include "persistence/TAVOTransmitObject.h"
+
+#include <gtest/gtest.h>
+
+#include "SdkTestEnvironment.h"
+#include "core/TAVOController.h"
+#include "core/TAVOControllerTestAccess.h"
+#include "platform/JSONSerialization.h"
+#include "tracking/TAVOUser.h"
+
+namespace tavo {
+namespace {
+
+using platform::Value;
+
+struct EventLike : TAVOTransmitObject {
+  std::string getType() const override { return "event"; }
+};
+struct CheckLike : TAVOTransmitObject {
+  std::string getType() const override { return "banner"; }
+  std::string getAction() const override { return "check"; }
+};
+
+class TransmitObjectTest : public ::testing::Test {
+ protected:
+  template <class T>
+  std::shared_ptr<T> make() {
+    auto object = std::make_shared<T>();
+    object->init();
+    return object;
+  }
+  testing::SdkTestEnvironment env;
+};
+
+TEST_F(TransmitObjectTest, StartsFromTheCommonParametersOfEveryPayload) {
+  env.clock().setNow(platform::Date(1700000000.0));
+  env.platform().timeZone = std::make_shared<platform::TimeZone>(platform::TimeZone::utc());
+  env.platform().bundle->setInfoValue("CFBundleShortVersionString", "2.1");
+  TAVOControllerTestAccess::replaceSharedInstance();  // re-read the app version
+  auto object = make<TAVOTransmitObject>();
+  const auto& data = object->objectData;
+  for (const char* key : {"udid", "device", "tavo_build", "app_version", "os_version", "tavo_accept_language",
+                          "tavo_timestamp", "tavo_timezone_name"})
+    EXPECT_TRUE(data.contains(key)) << key;
+  EXPECT_EQ(*data.find("tavo_build"), Value(108));
+  EXPECT_EQ(*data.find("app_version"), Value("2.1"));
+  EXPECT_EQ(*data.find("tavo_timestamp"), Value("2023-11-14 22:13:20"));
+  EXPECT_EQ(data.find("udid")->asString()->rfind("V-", 0), 0u);
+  EXPECT_FALSE(data.contains("tavo_impression_delegate"));
+  EXPECT_FALSE(data.contains("eid"));
+  EXPECT_FALSE(data.contains("email"));
+}
+
+TEST_F(TransmitObjectTest, EventsAndChecksAskForImpressionDelegation) {
+  EXPECT_EQ(*make<EventLike>()->objectData.find("tavo_impression_delegate"), Value(true));
+  EXPECT_EQ(*make<CheckLike>()->objectData.find("tavo_impression_delegate"), Value(true));
+}
+
+TEST_F(TransmitObjectTest, TheCurrentUsersServerIdAndMailAreAdded) {
+  auto user = TAVOController::sharedInstance().currentUser();
+  user->tAVoUserID = Value(981);
+  user->userMail = "ana@example.com";
+  auto object = make<TAVOTransmitObject>();
+  EXPECT_EQ(*object->objectData.find("eid"), Value(981));
+  EXPECT_EQ(*object->objectData.find("email"), Value("ana@example.com"));
+}
+
+TEST_F(TransmitObjectTest, ReservedExtraKeysAreRefusedOneByOne) {
+  auto object = make<TAVOTransmitObject>();
+  const Value udid = *object->objectData.find("udid");
+  object->addExtraData(platform::Dictionary{{"price", 10}, {"color", "red"}, {"udid", "forged"}, {"Price", 1}});
+  EXPECT_FALSE(object->objectData.contains("price"));
+  EXPECT_EQ(*object->objectData.find("color"), Value("red"));
+  EXPECT_EQ(*object->objectData.find("Price"), Value(1));  // the check is case-sensitive
+  EXPECT_EQ(*object->objectData.find("udid"), udid);
+  EXPECT_EQ(env.countLogged("TAVOLogger: 16 - ReservedKeyUsed"), 2u);
+  EXPECT_TRUE(TAVOTransmitObject::isReservedKey("partner_device_id"));
+  EXPECT_TRUE(TAVOTransmitObject::isReservedKey("registred_at"));
+}
+
+TEST_F(TransmitObjectTest, AttributesAndJSON) {
+  auto object = make<TAVOTransmitObject>();
+  object->setAttributes(std::nullopt);
+  EXPECT_FALSE(object->objectData.contains("attributes"));
+  object->setAttributes(platform::Dictionary{{"level", 3}});
+  EXPECT_EQ(*object->objectData.find("attributes"), Value(platform::Dictionary{{"level", 3}}));
+  const auto json = object->serializeToJSONString();
+  ASSERT_TRUE(json);
+  EXPECT_EQ(platform::JSONSerialization::JSONObjectWithData(*json), Value(object->objectData));
+
+  object->objectData.set("when", platform::Date(0));  // not expressible in JSON
+  EXPECT_FALSE(object->serializeToJSONString());
+}
+
+}  // namespace
+}  // namespace tavo

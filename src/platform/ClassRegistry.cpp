@@ -1,0 +1,34 @@
+#include "platform/ClassRegistry.h"
+
+#include <utility>
+
+namespace tavo::platform {
+
+ClassRegistry& ClassRegistry::shared() {
+  static ClassRegistry registry;
+  return registry;
+}
+
+void ClassRegistry::registerClass(const std::string& name, Factory factory) {
+  std::lock_guard lock(mutex_);
+  factories_[name] = std::move(factory);
+}
+
+std::shared_ptr<Codable> ClassRegistry::makeInstance(const std::string& name) const {
+  Factory factory;
+  {
+    std::lock_guard lock(mutex_);
+    const auto it = factories_.find(name);
+    if (it == factories_.end()) return nullptr;
+    factory = it->second;
+  }
+  // Called unlocked: a factory may itself consult the registry.
+  return factory ? factory() : nullptr;
+}
+
+bool ClassRegistry::hasClass(const std::string& name) const {
+  std::lock_guard lock(mutex_);
+  return factories_.count(name) != 0;
+}
+
+}  // namespace tavo::platform

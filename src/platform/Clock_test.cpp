@@ -1,0 +1,119 @@
+#include "platform/Clock.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <limits>
+#include <thread>
+#include <vector>
+
+namespace tavo::platform {
+namespace {
+
+TEST(ManualClockTest, AdvanceMovesWallAndMonotonicTogether) {
+  ManualClock clock(Date(1000.0));
+  EXPECT_EQ(clock.now(), Date(1000.0));
+  EXPECT_EQ(clock.monotonicSeconds(), 0.0);
+  clock.advance(2.5);
+  EXPECT_EQ(clock.now(), Date(1002.5));
+  EXPECT_EQ(clock.monotonicSeconds(), 2.5);
+}
+
+TEST(ManualClockTest, NeverRunsBackwards) {
+  ManualClock clock(Date(1000.0));
+  clock.advance(-5.0);
+  EXPECT_EQ(clock.monotonicSeconds(), 0.0);
+  EXPECT_EQ(clock.now(), Date(1000.0));
+
+  std::mutex mutex;
+  std::condition_variable cv;
+  std::unique_lock lock(mutex);
+  clock.waitUntil(cv, lock, 7.0);
+  EXPECT_EQ(clock.monotonicSeconds(), 7.0);
+  EXPECT_EQ(clock.now(), Date(1007.0));
+  clock.waitUntil(cv, lock, 3.0);
+  EXPECT_EQ(clock.monotonicSeconds(), 7.0);
+  EXPECT_EQ(clock.now(), Date(1007.0));
+  EXPECT_TRUE(lock.owns_lock());
+}
+
+TEST(ManualClockTest, SetNowMovesWallTimeOnly) {
+  ManualClock clock(Date(1000.0));
+  clock.advance(1.0);
+  clock.setNow(Date(500.0));  // a user setting the device clock back
+  EXPECT_EQ(clock.now(), Date(500.0));
+  EXPECT_EQ(clock.monotonicSeconds(), 1.0);
+  clock.advance(1.0);
+  EXPECT_EQ(clock.now(), Date(501.0));
+}
+
+TEST(ManualClockTest, ConcurrentAdvancesAndWaitsLoseNoTime) {
+  ManualClock clock(Date(0.0));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&clock] {
+      for (int i = 0; i < 1000; ++i) clock.advance(0.5);
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(clock.monotonicSeconds(), 2000.0);
+  EXPECT_EQ(clock.now(), Date(2000.0));
+
+  // Racing waits for the same deadline move wall time once, not once per waiter.
+  threads.clear();
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&clock] {
+      std::mutex mutex;
+      std::condition_variable cv;
+      std::unique_lock lock(mutex);
+      clock.waitUntil(cv, lock, 2100.0);
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(clock.monotonicSeconds(), 2100.0);
+  EXPECT_EQ(clock.now(), Date(2100.0));
+}
+
+TEST(SystemClockTest, ReadsTheMachineClocks) {
+  SystemClock clock;
+  const double unix = static_cast<double>(std::time(nullptr));
+  EXPECT_NEAR(clock.now().timeIntervalSince1970(), unix, 5.0);
+  const double first = clock.monotonicSeconds();
+  EXPECT_LE(first, clock.monotonicSeconds());
+}
+
+TEST(SystemClockTest, WaitUntilReachesTheDeadline) {
+  SystemClock clock;
+  std::mutex mutex;
+  std::condition_variable cv;
+  std::unique_lock lock(mutex);
+  const double deadline = clock.monotonicSeconds() + 0.05;
+  while (clock.monotonicSeconds() < deadline) clock.waitUntil(cv, lock, deadline);
+  EXPECT_TRUE(lock.owns_lock());
+  clock.waitUntil(cv, lock, deadline - 10.0);  // a past deadline returns at once
+}
+
+TEST(SystemClockTest, WaitUntilWakesOnNotify) {
+  SystemClock clock;
+  // A far deadline and one too far for a steady_clock time point: both must still hear the notify.
+  for (double wait : {60.0, std::numeric_limits<double>::infinity()}) {
+    std::mutex mutex;
+    std::condition_variable cv;
+    bool woken = false;
+    const double start = clock.monotonicSeconds();
+    std::thread notifier([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      std::lock_guard lock(mutex);
+      woken = true;
+      cv.notify_all();
+    });
+    std::unique_lock lock(mutex);
+    while (!woken) clock.waitUntil(cv, lock, start + wait);
+    lock.unlock();
+    notifier.join();
+    EXPECT_LT(clock.monotonicSeconds() - start, 30.0);
+  }
+}
+
+}  // namespace
+}  // namespace tavo::platform

@@ -1,0 +1,10 @@
+#include "platform/Exception.h"
+
+#include <utility>
+
+namespace tavo::platform {
+
+Exception::Exception(std::string name, std::string reason)
+    : name_(std::move(name)), reason_(std::move(reason)), what_(name_ + ": " + reason_) {}
+
+}  // namespace tavo::platform

@@ -1,0 +1,516 @@
+#include "platform/HttpClient.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <future>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "platform/OperationQueue.h"
+
+namespace tavo::platform {
+namespace {
+
+using namespace std::chrono_literals;
+using SteadyClock = std::chrono::steady_clock;
+
+struct Outcome {
+  std::optional<HttpResponse> response;
+  std::optional<HttpError> error;
+};
+
+// Sends one request and waits for its completion; fails the test if none comes.
+Outcome sendAndWait(HttpClient& client, HttpRequest request) {
+  auto promise = std::make_shared<std::promise<Outcome>>();
+  auto future = promise->get_future();
+  client.send(std::move(request), [promise](std::optional<HttpResponse> response, std::optional<HttpError> error) {
+    promise->set_value(Outcome{std::move(response), std::move(error)});
+  });
+  if (future.wait_for(5s) != std::future_status::ready) {
+    ADD_FAILURE() << "no completion within 5 s";
+    return {};
+  }
+  return future.get();
+}
+
+HttpRequest request(std::string method, std::string url, double timeoutSeconds = 3.0) {
+  HttpRequest r;
+  r.method = std::move(method);
+  r.url = std::move(url);
+  r.timeoutSeconds = timeoutSeconds;
+  return r;
+}
+
+// A cpp-httplib server on 127.0.0.1 and an ephemeral port, served from its own thread.
+class LoopbackServer {
+ public:
+  explicit LoopbackServer(const std::function<void(httplib::Server&)>& routes) {
+    // Enough workers that keep-alive connections never starve the requests queued behind them.
+    server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
+    routes(server_);
+    port_ = server_.bind_to_any_port("127.0.0.1");
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+  }
+  ~LoopbackServer() {
+    server_.stop();
+    thread_.join();
+  }
+  std::string url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port_) + path; }
+
+ private:
+  httplib::Server server_;
+  int port_ = 0;
+  std::thread thread_;
+};
+
+int listeningSocket(int& port, bool listening = true) {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = 0;
+  if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) ADD_FAILURE() << "bind failed";
+  if (listening && ::listen(fd, 16) != 0) ADD_FAILURE() << "listen failed";
+  socklen_t length = sizeof address;
+  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+  port = ntohs(address.sin_port);
+  return fd;
+}
+
+// A bare TCP server for what httplib will not do: show the request bytes as sent, or misbehave on purpose.
+// Each connection is read up to the end of its request, handed to the handler, then closed.
+class RawServer {
+ public:
+  using Handler = std::function<void(int fd, const std::string& request)>;
+
+  explicit RawServer(Handler handler) : handler_(std::move(handler)) {
+    listenFd_ = listeningSocket(port_);
+    thread_ = std::thread([this] { serve(); });
+  }
+  ~RawServer() {
+    stop_ = true;
+    thread_.join();
+    ::close(listenFd_);
+  }
+  std::string url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port_) + path; }
+  std::string lastRequest() const {
+    std::lock_guard lock(mutex_);
+    return lastRequest_;
+  }
+
+  static void write(int fd, const std::string& bytes) {
+    ASSERT_EQ(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+  }
+
+ private:
+  void serve() {
+    while (!stop_) {
+      pollfd waiting{listenFd_, POLLIN, 0};
+      if (::poll(&waiting, 1, 20) <= 0) continue;
+      const int fd = ::accept(listenFd_, nullptr, nullptr);
+      if (fd < 0) continue;
+      const std::string received = readRequest(fd);
+      {
+        std::lock_guard lock(mutex_);
+        lastRequest_ = received;
+      }
+      handler_(fd, received);
+      ::close(fd);
+    }
+  }
+
+  static std::string readRequest(int fd) {
+    std::string bytes;
+    std::size_t expected = std::string::npos;
+    char buffer[4096];
+    while (bytes.size() < expected) {
+      pollfd waiting{fd, POLLIN, 0};
+      if (::poll(&waiting, 1, 2000) <= 0) break;
+      const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
+      if (got <= 0) break;
+      bytes.append(buffer, static_cast<std::size_t>(got));
+      const auto end = bytes.find("\r\n\r\n");
+      if (expected == std::string::npos && end != std::string::npos) {
+        std::size_t length = 0;
+        const auto field = bytes.find("Content-Length: ");
+        if (field != std::string::npos && field < end) length = std::stoul(bytes.substr(field + 16));
+        expected = end + 4 + length;
+      }
+    }
+    return bytes;
+  }
+
+  Handler handler_;
+  int listenFd_ = -1;
+  int port_ = 0;
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+  mutable std::mutex mutex_;
+  std::string lastRequest_;
+};
+
+class HttpClientTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<OperationQueue> queue_ = std::make_shared<OperationQueue>();
+};
+
+// --- what goes out on the wire ---
+
+TEST_F(HttpClientTest, ServerReceivesMethodPathBodyAndHeaderValues) {
+  std::mutex mutex;
+  std::vector<httplib::Request> seen;
+  LoopbackServer server([&](httplib::Server& s) {
+    const auto record = [&](const httplib::Request& req, httplib::Response& res) {
+      std::lock_guard lock(mutex);
+      seen.push_back(req);
+      res.set_content("ok", "text/plain");
+    };
+    s.Post("/track", record);
+    s.Put("/track", record);
+    s.Get("/track", record);
+    s.Delete("/track", record);
+  });
+  CurlHttpClient client(queue_);  // after the server: its connections close before the server stops
+
+  const std::string body("a=1&b=\0\x01\xff\r\n\r\nend", 17);
+  HttpRequest post = request("POST", server.url("/track?v=4"));
+  post.headerFields = {{"X-First", "1"}, {"Content-Type", "application/json"}, {"X-Second", "two words"}};
+  post.body = body;
+  auto outcome = sendAndWait(client, post);
+  ASSERT_TRUE(outcome.response) << (outcome.error ? outcome.error->message : "");
+
+  HttpRequest put = request("PUT", server.url("/track"));
+  put.body = "replacement";
+  ASSERT_TRUE(sendAndWait(client, put).response);
+  ASSERT_TRUE(sendAndWait(client, request("GET", server.url("/track"))).response);
+  ASSERT_TRUE(sendAndWait(client, request("DELETE", server.url("/track"))).response);
+
+  std::lock_guard lock(mutex);
+  ASSERT_EQ(seen.size(), 4u);
+  EXPECT_EQ(seen[0].method, "POST");
+  EXPECT_EQ(seen[0].path, "/track");
+  EXPECT_EQ(seen[0].get_param_value("v"), "4");
+  EXPECT_EQ(seen[0].body, body);
+  EXPECT_EQ(seen[0].get_header_value("X-First"), "1");
+  EXPECT_EQ(seen[0].get_header_value("X-Second"), "two words");
+  // The caller's Content-Type is the only one; curl's form default must not ride along.
+  EXPECT_EQ(seen[0].get_header_value_count("Content-Type"), 1u);
+  EXPECT_EQ(seen[0].get_header_value("Content-Type"), "application/json");
+  EXPECT_FALSE(seen[0].has_header("Expect"));
+  EXPECT_EQ(seen[1].method, "PUT");
+  EXPECT_EQ(seen[1].body, "replacement");
+  EXPECT_EQ(seen[2].method, "GET");
+  EXPECT_TRUE(seen[2].body.empty());
+  EXPECT_EQ(seen[3].method, "DELETE");
+}
+
+TEST_F(HttpClientTest, HeaderFieldsGoOutInTheOrderGiven) {
+  RawServer server([](int fd, const std::string&) {
+    RawServer::write(fd, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nConnection: close\r\n\r\nok");
+  });
+  CurlHttpClient client(queue_);
+  HttpRequest post = request("POST", server.url("/form"));
+  post.headerFields = {{"X-Zeta", "z"}, {"X-Alpha", "a"}, {"X-Empty", ""}, {"X-Mid", "m\r\nInjected: yes"}};
+  const std::string body(1536 * 1024, 'x');  // large enough that curl would otherwise ask for 100-continue
+  post.body = body;
+  const auto start = SteadyClock::now();
+  ASSERT_TRUE(sendAndWait(client, post).response);
+  EXPECT_LT(SteadyClock::now() - start, 900ms) << "the client waited for a 100 Continue";
+
+  const std::string raw = server.lastRequest();
+  const std::string head = raw.substr(0, raw.find("\r\n\r\n") + 2);
+  const auto zeta = head.find("\r\nX-Zeta: z\r\n");
+  const auto alpha = head.find("\r\nX-Alpha: a\r\n");
+  const auto empty = head.find("\r\nX-Empty:");
+  const auto mid = head.find("\r\nX-Mid: m");
+  ASSERT_NE(zeta, std::string::npos) << head;
+  ASSERT_NE(alpha, std::string::npos) << head;
+  ASSERT_NE(empty, std::string::npos) << head;
+  ASSERT_NE(mid, std::string::npos) << head;
+  EXPECT_LT(zeta, alpha);
+  EXPECT_LT(alpha, empty);
+  EXPECT_LT(empty, mid);
+  EXPECT_EQ(head.find("\r\nInjected:"), std::string::npos) << "a line break in a value started a new header";
+  EXPECT_EQ(head.find("Expect:"), std::string::npos);
+  // A form body without a Content-Type keeps curl's form default, as the SDK's form requests expect.
+  EXPECT_NE(head.find("Content-Type: application/x-www-form-urlencoded"), std::string::npos);
+  EXPECT_NE(raw.find("\r\n\r\n" + body), std::string::npos);
+}
+
+// --- what comes back ---
+
+TEST_F(HttpClientTest, AnyStatusCodeIsAResponseWithItsBody) {
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get("/ok", [](const httplib::Request&, httplib::Response& res) { res.set_content("{\"a\":1}", "application/json"); });
+    s.Get("/fail", [](const httplib::Request&, httplib::Response& res) {
+      res.status = 500;
+      res.set_content("boom", "text/plain");
+    });
+  });
+  CurlHttpClient client(queue_);
+  for (const auto& [path, status, body] : std::vector<std::tuple<std::string, int, std::string>>{
+           {"/ok", 200, "{\"a\":1}"}, {"/fail", 500, "boom"}, {"/missing", 404, ""}}) {
+    const auto outcome = sendAndWait(client, request("GET", server.url(path)));
+    ASSERT_TRUE(outcome.response) << path;
+    EXPECT_FALSE(outcome.error) << path;
+    EXPECT_EQ(outcome.response->statusCode, status) << path;
+    EXPECT_EQ(outcome.response->body, body) << path;
+  }
+}
+
+TEST_F(HttpClientTest, ResponseHeaderFieldsKeepTheirOrderAndSkipInterimResponses) {
+  RawServer server([](int fd, const std::string&) {
+    RawServer::write(fd,
+                     "HTTP/1.1 100 Continue\r\nX-Interim: yes\r\n\r\n"
+                     "HTTP/1.1 201 Created\r\nSet-Cookie: a=1\r\nX-B:  spaced  \r\nSet-Cookie: b=2\r\n"
+                     "Content-Length: 4\r\nConnection: close\r\n\r\ndone");
+  });
+  CurlHttpClient client(queue_);
+  const auto outcome = sendAndWait(client, request("GET", server.url("/")));
+  ASSERT_TRUE(outcome.response);
+  EXPECT_EQ(outcome.response->statusCode, 201);
+  EXPECT_EQ(outcome.response->body, "done");
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"Set-Cookie", "a=1"}, {"X-B", "spaced"}, {"Set-Cookie", "b=2"}, {"Content-Length", "4"}, {"Connection", "close"}};
+  EXPECT_EQ(outcome.response->headerFields, expected);
+}
+
+// --- transport failures ---
+
+TEST_F(HttpClientTest, RefusedConnectionIsCannotConnectAndComesQuickly) {
+  int port = 0;
+  const int bound = listeningSocket(port, false);  // bound but not listening: connects are refused
+  CurlHttpClient client(queue_);
+  const auto start = SteadyClock::now();
+  const auto outcome = sendAndWait(client, request("GET", "http://127.0.0.1:" + std::to_string(port) + "/", 10.0));
+  ::close(bound);
+  EXPECT_LT(SteadyClock::now() - start, 2s);
+  ASSERT_TRUE(outcome.error);
+  EXPECT_FALSE(outcome.response);
+  EXPECT_EQ(outcome.error->code, HttpError::CannotConnect);
+  EXPECT_FALSE(outcome.error->message.empty());
+}
+
+TEST_F(HttpClientTest, MalformedUrlsAndNonHttpSchemesAreBadURL) {
+  CurlHttpClient client(queue_);
+  for (const std::string url : {"", "http://", "not a url at all", "file:///etc/passwd", "ftp://127.0.0.1/"}) {
+    const auto outcome = sendAndWait(client, request("GET", url));
+    ASSERT_TRUE(outcome.error) << url;
+    EXPECT_FALSE(outcome.response) << url;
+    EXPECT_EQ(outcome.error->code, HttpError::BadURL) << url;
+  }
+}
+
+TEST_F(HttpClientTest, SilentServerTimesOutOnceAndItsLateAnswerIsIgnored) {
+  std::atomic<bool> lateAnswerSent{false};
+  LoopbackServer server([&](httplib::Server& s) {
+    s.Get("/slow", [&](const httplib::Request&, httplib::Response& res) {
+      std::this_thread::sleep_for(1200ms);
+      res.set_content("late", "text/plain");
+      lateAnswerSent = true;
+    });
+    s.Get("/fast", [](const httplib::Request&, httplib::Response& res) { res.set_content("fast", "text/plain"); });
+  });
+  CurlHttpClient client(queue_);
+
+  std::atomic<int> calls{0};
+  std::atomic<bool> onQueue{false};
+  std::promise<Outcome> first;
+  const auto start = SteadyClock::now();
+  client.send(request("GET", server.url("/slow"), 0.5), [&](auto response, auto error) {
+    onQueue = queue_->isCurrentQueue();  // never on the I/O thread
+    if (++calls == 1) first.set_value(Outcome{response, error});
+  });
+  auto future = first.get_future();
+  ASSERT_EQ(future.wait_for(3s), std::future_status::ready);
+  const auto outcome = future.get();
+  EXPECT_LT(SteadyClock::now() - start, 1100ms);
+  ASSERT_TRUE(outcome.error);
+  EXPECT_EQ(outcome.error->code, HttpError::TimedOut);
+  EXPECT_TRUE(onQueue.load());
+
+  while (!lateAnswerSent) std::this_thread::sleep_for(10ms);
+  // The next request must get its own answer, not the late one left on an old connection.
+  const auto next = sendAndWait(client, request("GET", server.url("/fast")));
+  ASSERT_TRUE(next.response);
+  EXPECT_EQ(next.response->body, "fast");
+  queue_->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(calls.load(), 1);
+}
+
+TEST_F(HttpClientTest, ServerClosingMidBodyIsConnectionLost) {
+  RawServer server([](int fd, const std::string&) {
+    RawServer::write(fd, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n0123456789");
+  });
+  CurlHttpClient client(queue_);
+  const auto outcome = sendAndWait(client, request("GET", server.url("/")));
+  ASSERT_TRUE(outcome.error);
+  EXPECT_FALSE(outcome.response);
+  EXPECT_EQ(outcome.error->code, HttpError::ConnectionLost);
+}
+
+TEST_F(HttpClientTest, ServerClosingWithoutAnswerIsConnectionLost) {
+  RawServer server([](int, const std::string&) {});
+  CurlHttpClient client(queue_);
+  const auto outcome = sendAndWait(client, request("POST", server.url("/")));
+  ASSERT_TRUE(outcome.error);
+  EXPECT_EQ(outcome.error->code, HttpError::ConnectionLost);
+}
+
+// --- connections and threads ---
+
+TEST_F(HttpClientTest, SequentialRequestsReuseOneConnection) {
+  LoopbackServer server([](httplib::Server& s) {
+    s.Post("/", [](const httplib::Request& req, httplib::Response& res) {
+      res.set_content(std::to_string(req.remote_port), "text/plain");
+    });
+  });
+  CurlHttpClient client(queue_);
+  const auto first = sendAndWait(client, request("POST", server.url("/")));
+  const auto second = sendAndWait(client, request("POST", server.url("/")));
+  ASSERT_TRUE(first.response);
+  ASSERT_TRUE(second.response);
+  EXPECT_EQ(first.response->body, second.response->body) << "the second request opened a new connection";
+}
+
+TEST_F(HttpClientTest, ManyConcurrentSendsEachCompleteExactlyOnce) {
+  LoopbackServer server([](httplib::Server& s) {
+    s.Post("/echo", [](const httplib::Request& req, httplib::Response& res) { res.set_content(req.body, "text/plain"); });
+  });
+  CurlHttpClient client(queue_);
+  constexpr int kThreads = 4;
+  constexpr int kPerThread = 13;
+  std::mutex mutex;
+  std::condition_variable done;
+  std::map<std::string, int> calls;  // body -> completions
+  int mismatches = 0;
+  int total = 0;
+
+  std::vector<std::thread> senders;
+  for (int t = 0; t < kThreads; ++t) {
+    senders.emplace_back([&, t] {
+      for (int i = 0; i < kPerThread; ++i) {
+        HttpRequest r = request("POST", server.url("/echo"));
+        r.body = "request-" + std::to_string(t) + "-" + std::to_string(i);
+        client.send(r, [&, sent = r.body](std::optional<HttpResponse> response, std::optional<HttpError>) {
+          std::lock_guard lock(mutex);
+          ++calls[sent];
+          if (!response || response->body != sent) ++mismatches;
+          ++total;
+          done.notify_all();
+        });
+      }
+    });
+  }
+  for (auto& sender : senders) sender.join();
+
+  std::unique_lock lock(mutex);
+  ASSERT_TRUE(done.wait_for(lock, 5s, [&] { return total >= kThreads * kPerThread; })) << total;
+  lock.unlock();
+  queue_->waitUntilAllOperationsAreFinished();
+  lock.lock();
+  EXPECT_EQ(total, kThreads * kPerThread);
+  EXPECT_EQ(calls.size(), static_cast<std::size_t>(kThreads * kPerThread));
+  for (const auto& [body, count] : calls) EXPECT_EQ(count, 1) << body;
+  EXPECT_EQ(mismatches, 0);
+}
+
+// --- destruction ---
+
+// A server whose answers wait until the test lets them go.
+struct GatedServer {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int arrived = 0;
+  bool open = false;
+  LoopbackServer server{[this](httplib::Server& s) {
+    s.Get("/", [this](const httplib::Request&, httplib::Response& res) {
+      std::unique_lock lock(mutex);
+      ++arrived;
+      changed.notify_all();
+      changed.wait_for(lock, 4s, [this] { return open; });
+      res.set_content("late", "text/plain");
+    });
+  }};
+  bool waitForArrivals(int count) {
+    std::unique_lock lock(mutex);
+    return changed.wait_for(lock, 3s, [&] { return arrived >= count; });
+  }
+  void openGate() {
+    std::lock_guard lock(mutex);
+    open = true;
+    changed.notify_all();
+  }
+};
+
+TEST(HttpClientDestructionTest, InFlightAndQueuedRequestsCompleteCancelledAndTheDestructorIsPrompt) {
+  auto queue = std::make_shared<OperationQueue>();
+  GatedServer gated;
+  std::mutex mutex;
+  std::vector<HttpError::Code> codes;
+  int responses = 0;
+  const auto record = [&](std::optional<HttpResponse> response, std::optional<HttpError> error) {
+    std::lock_guard lock(mutex);
+    if (response) ++responses;
+    if (error) codes.push_back(error->code);
+  };
+
+  auto client = std::make_unique<CurlHttpClient>(queue);
+  for (int i = 0; i < 3; ++i) client->send(request("GET", gated.server.url("/"), 10.0), record);
+  ASSERT_TRUE(gated.waitForArrivals(3));
+  client->send(request("GET", gated.server.url("/"), 10.0), record);  // may not have left yet
+  const auto start = SteadyClock::now();
+  client.reset();
+  EXPECT_LT(SteadyClock::now() - start, 1s);
+  queue->waitUntilAllOperationsAreFinished();
+  gated.openGate();
+
+  std::lock_guard lock(mutex);
+  EXPECT_EQ(responses, 0);
+  EXPECT_EQ(codes, std::vector<HttpError::Code>(4, HttpError::Cancelled));
+}
+
+TEST(HttpClientDestructionTest, DestroyingTheClientFromItsOwnCompletionDoesNotDeadlock) {
+  auto queue = std::make_shared<OperationQueue>();
+  GatedServer gated;
+  LoopbackServer quick([](httplib::Server& s) {
+    s.Get("/", [](const httplib::Request&, httplib::Response& res) { res.set_content("quick", "text/plain"); });
+  });
+  auto client = std::make_shared<std::unique_ptr<CurlHttpClient>>(std::make_unique<CurlHttpClient>(queue));
+  std::promise<std::optional<HttpError>> stuck;
+  (*client)->send(request("GET", gated.server.url("/"), 10.0),
+                  [&](auto, std::optional<HttpError> error) { stuck.set_value(error); });
+  ASSERT_TRUE(gated.waitForArrivals(1));
+  std::promise<void> destroyed;
+  (*client)->send(request("GET", quick.url("/")), [&, client](auto, auto) {
+    client->reset();  // the last owner lets go from the completion queue itself
+    destroyed.set_value();
+  });
+
+  auto destroyedFuture = destroyed.get_future();
+  auto stuckFuture = stuck.get_future();
+  EXPECT_EQ(destroyedFuture.wait_for(3s), std::future_status::ready);
+  ASSERT_EQ(stuckFuture.wait_for(3s), std::future_status::ready);
+  const auto error = stuckFuture.get();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, HttpError::Cancelled);
+  gated.openGate();
+}
+
+}  // namespace
+}  // namespace tavo::platform

@@ -1,0 +1,236 @@
+#include "platform/JSONSerialization.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+namespace tavo::platform {
+
+namespace {
+
+// Nesting deeper than this is refused rather than risking the stack of whoever walks the result.
+constexpr std::size_t kMaxDepth = 512;
+
+// Builds Values straight from parser events (no intermediate DOM).
+class ValueBuilder : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  bool null() override { return add(Value()); }
+  bool boolean(bool b) override { return add(Value(b)); }
+  bool number_integer(number_integer_t i) override { return add(Value(static_cast<long long>(i))); }
+  bool number_unsigned(number_unsigned_t u) override { return add(Value(static_cast<unsigned long long>(u))); }
+  bool number_float(number_float_t d, const string_t&) override { return add(Value(d)); }
+  bool string(string_t& s) override { return add(Value(std::move(s))); }
+  bool binary(binary_t&) override { return false; }
+
+  bool start_object(std::size_t) override { return open(Value(Dictionary())); }
+  bool key(string_t& k) override {
+    keys_.back() = std::move(k);
+    return true;
+  }
+  bool end_object() override { return close(); }
+  bool start_array(std::size_t) override { return open(Value(Array())); }
+  bool end_array() override { return close(); }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+
+  std::optional<Value> result() { return done_ ? std::optional<Value>(std::move(root_)) : std::nullopt; }
+
+ private:
+  bool open(Value container) {
+    if (stack_.size() >= kMaxDepth) return false;
+    stack_.push_back(std::move(container));
+    keys_.emplace_back();
+    return true;
+  }
+
+  bool close() {
+    Value finished = std::move(stack_.back());
+    stack_.pop_back();
+    keys_.pop_back();
+    return add(std::move(finished));
+  }
+
+  bool add(Value v) {
+    if (stack_.empty()) {
+      root_ = std::move(v);
+      done_ = true;
+      return true;
+    }
+    Value& parent = stack_.back();
+    if (parent.isArray()) {
+      parent.mutableArray().push_back(std::move(v));
+    } else {
+      parent.mutableDictionary().set(keys_.back(), std::move(v));  // a repeated key keeps the last value
+    }
+    return true;
+  }
+
+  std::vector<Value> stack_;
+  std::vector<std::string> keys_;
+  Value root_;
+  bool done_ = false;
+};
+
+std::string formatNumber(double d) {
+  if (d == std::floor(d) && std::fabs(d) < 1e15) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.0f", d);
+    return buf;
+  }
+  char buf[40];
+  for (int precision = 1; precision <= 17; ++precision) {
+    std::snprintf(buf, sizeof buf, "%.*g", precision, d);
+    if (std::strtod(buf, nullptr) == d) break;
+  }
+  return buf;
+}
+
+// Length of the valid UTF-8 sequence starting at s[i], or 0 when the bytes there are not valid UTF-8.
+std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
+  const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(s[k]); };
+  const unsigned char c = byte(i);
+  std::size_t n;
+  std::uint32_t cp;
+  if (c < 0x80) return 1;
+  if ((c & 0xE0) == 0xC0) { n = 2; cp = c & 0x1F; }
+  else if ((c & 0xF0) == 0xE0) { n = 3; cp = c & 0x0F; }
+  else if ((c & 0xF8) == 0xF0) { n = 4; cp = c & 0x07; }
+  else return 0;
+  if (i + n > s.size()) return 0;
+  for (std::size_t k = 1; k < n; ++k) {
+    if ((byte(i + k) & 0xC0) != 0x80) return 0;
+    cp = (cp << 6) | (byte(i + k) & 0x3F);
+  }
+  const bool overlong = (n == 2 && cp < 0x80) || (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
+  if (overlong || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+  return n;
+}
+
+void writeString(std::string& out, const std::string& s) {
+  static const char* hex = "0123456789abcdef";
+  out += '"';
+  for (std::size_t i = 0; i < s.size();) {
+    const unsigned char c = static_cast<unsigned char>(s[i]);
+    if (c >= 0x80) {
+      const std::size_t n = utf8SequenceLength(s, i);
+      if (n == 0) {
+        out += "\xEF\xBF\xBD";  // an invalid byte becomes U+FFFD so the text stays valid JSON
+        ++i;
+      } else {
+        out.append(s, i, n);
+        i += n;
+      }
+      continue;
+    }
+    switch (c) {
+      case '"': out += "\\\""; break;
+      case '\\': out += "\\\\"; break;
+      case '/': out += "\\/"; break;
+      case '\n': out += "\\n"; break;
+      case '\r': out += "\\r"; break;
+      case '\t': out += "\\t"; break;
+      case '\b': out += "\\b"; break;
+      case '\f': out += "\\f"; break;
+      default:
+        if (c < 0x20) {
+          out += "\\u00";
+          out += hex[c >> 4];
+          out += hex[c & 15];
+        } else {
+          out += static_cast<char>(c);
+        }
+    }
+    ++i;
+  }
+  out += '"';
+}
+
+class Writer {
+ public:
+  explicit Writer(bool pretty) : pretty_(pretty) {}
+
+  bool write(const Value& v, std::size_t depth) {
+    if (depth > kMaxDepth) return false;
+    switch (v.type()) {
+      case Value::Type::Null: out += "null"; return true;
+      case Value::Type::Boolean: out += v.boolValue() ? "true" : "false"; return true;
+      case Value::Type::Integer: out += std::to_string(v.integerValue()); return true;
+      case Value::Type::Real: {
+        const double d = v.doubleValue();
+        if (!std::isfinite(d)) return false;
+        out += formatNumber(d);
+        return true;
+      }
+      case Value::Type::String: writeString(out, *v.asString()); return true;
+      case Value::Type::Array: {
+        const Array& a = *v.asArray();
+        out += '[';
+        for (std::size_t i = 0; i < a.size(); ++i) {
+          if (i) out += ',';
+          newline(depth + 1);
+          if (!write(a[i], depth + 1)) return false;
+        }
+        if (!a.empty()) newline(depth);
+        out += ']';
+        return true;
+      }
+      case Value::Type::Dictionary: {
+        const Dictionary& d = *v.asDictionary();
+        out += '{';
+        bool first = true;
+        for (const auto& [key, value] : d) {
+          if (!first) out += ',';
+          first = false;
+          newline(depth + 1);
+          writeString(out, key);
+          out += pretty_ ? " : " : ":";
+          if (!write(value, depth + 1)) return false;
+        }
+        if (!d.empty()) newline(depth);
+        out += '}';
+        return true;
+      }
+      default: return false;  // data, dates and objects have no JSON form
+    }
+  }
+
+  std::string out;
+
+ private:
+  void newline(std::size_t depth) {
+    if (!pretty_) return;
+    out += '\n';
+    out.append(depth * 2, ' ');
+  }
+  bool pretty_;
+};
+
+std::optional<std::string> serialise(const Value& value, bool pretty) {
+  Writer writer(pretty);
+  if (!writer.write(value, 0)) return std::nullopt;
+  return std::move(writer.out);
+}
+
+}  // namespace
+
+std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view text) {
+  ValueBuilder builder;
+  const bool ok = nlohmann::json::sax_parse(text.begin(), text.end(), &builder,
+                                            nlohmann::json::input_format_t::json, true, false);
+  if (!ok) return std::nullopt;
+  return builder.result();
+}
+
+std::optional<std::string> JSONSerialization::dataWithJSONObjectPretty(const Value& value) {
+  return serialise(value, true);
+}
+
+std::optional<std::string> JSONSerialization::dataWithJSONObject(const Value& value) {
+  return serialise(value, false);
+}
+
+bool JSONSerialization::isValidJSONObject(const Value& value) { return serialise(value, false).has_value(); }
+
+}  // namespace tavo::platform

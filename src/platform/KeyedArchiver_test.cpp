@@ -1,0 +1,295 @@
+#include "platform/KeyedArchiver.h"
+
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+
+#include <chrono>
+#include <limits>
+#include <string>
+
+#include "platform/ClassRegistry.h"
+#include "platform/Codable.h"
+#include "platform/Exception.h"
+#include "platform/KeyedUnarchiver.h"
+#include "platform/PropertyListSerialization.h"
+
+namespace tavo::platform {
+namespace {
+
+// A campaign-like model: scalars, a collection, a nested object of its own class and a '$' key.
+class TestCard : public Codable {
+ public:
+  std::optional<Value> title;
+  std::optional<Value> tags;
+  std::shared_ptr<TestCard> next;
+  std::optional<Value> dollar;
+  std::optional<Value> missing;
+  bool hadNoSuchKey = true;
+
+  std::string className() const override { return "TAVOTestCard"; }
+  std::vector<std::string> classHierarchy() const override { return {"TAVOTestCard", "TAVOTestBase", "NSObject"}; }
+  void encodeWithCoder(KeyedArchiver& coder) const override {
+    if (title) coder.encodeObject(*title, "title");
+    if (tags) coder.encodeObject(*tags, "tags");
+    if (next) coder.encodeObject(Value(std::shared_ptr<Codable>(next)), "next");
+    if (dollar) coder.encodeObject(*dollar, "$class");
+  }
+  void initWithCoder(KeyedUnarchiver& coder) override {
+    title = coder.decodeObjectOfClass("NSString", "title");
+    tags = coder.decodeObjectOfClass("NSArray", "tags");
+    const auto n = coder.decodeObjectOfClass("TAVOTestCard", "next");
+    next = n ? n->objectAs<TestCard>() : nullptr;
+    dollar = coder.decodeObjectForKey("$class");
+    missing = coder.decodeObjectForKey("neverWritten");
+    hadNoSuchKey = !coder.containsValueForKey("neverWritten") && coder.containsValueForKey("title");
+  }
+};
+const ClassRegistration<TestCard> registerTestCard("TAVOTestCard");
+
+class UnregisteredThing : public Codable {
+ public:
+  std::string className() const override { return "TAVOUnregisteredThing"; }
+  void encodeWithCoder(KeyedArchiver& coder) const override { coder.encodeObject(1, "one"); }
+  void initWithCoder(KeyedUnarchiver&) override {}
+};
+
+Value object(std::shared_ptr<Codable> o) { return Value(std::move(o)); }
+
+std::optional<Value> roundTrip(const std::optional<Value>& v) {
+  return KeyedUnarchiver::unarchiveObjectWithData(KeyedArchiver::archivedDataWithRootObject(v));
+}
+
+// Runs f and reports whether it raised the invalid-archive exception (and nothing else).
+template <class F>
+bool rejectsArchive(F&& f) {
+  try {
+    f();
+  } catch (const Exception& e) {
+    return e.name() == kInvalidUnarchiveOperationException;
+  }
+  return false;
+}
+
+bool rejects(const Data& data) {
+  return rejectsArchive([&] { KeyedUnarchiver::unarchiveObjectWithData(data); });
+}
+
+Data bytesOf(const std::string& s) { return Data(s.begin(), s.end()); }
+
+// Archives as the platform writes them in XML: references are {"CF$UID": n} dictionaries.
+std::string uid(int n) { return "<dict><key>CF$UID</key><integer>" + std::to_string(n) + "</integer></dict>"; }
+std::string xmlArchive(const std::string& objects, int root = 1, const std::string& archiver = "NSKeyedArchiver") {
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+         "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+         "<plist version=\"1.0\"><dict><key>$archiver</key><string>" + archiver + "</string>"
+         "<key>$objects</key><array><string>$null</string>" + objects + "</array>"
+         "<key>$top</key><dict><key>root</key>" + uid(root) + "</dict>"
+         "<key>$version</key><integer>100000</integer></dict></plist>";
+}
+std::string classDescriptor(const std::string& name) {
+  return "<dict><key>$classes</key><array><string>" + name + "</string><string>NSObject</string></array>"
+         "<key>$classname</key><string>" + name + "</string></dict>";
+}
+// An NSArray at index first holding the given references, its class at index classAt.
+std::string arrayObject(const std::vector<int>& members, int classAt) {
+  std::string refs;
+  for (int m : members) refs += uid(m);
+  return "<dict><key>NS.objects</key><array>" + refs + "</array><key>$class</key>" + uid(classAt) + "</dict>";
+}
+
+TEST(KeyedArchiver, EveryValueTypeRoundTrips) {
+  const Value everything = Dictionary{
+      {"zulu", true},
+      {"int", std::numeric_limits<std::int64_t>::min()},
+      {"big", std::numeric_limits<std::int64_t>::max()},
+      {"negative", -42},
+      {"real", -2.5e-300},
+      {"text", "naïve ☕ 😀"},
+      {"same", "naïve ☕ 😀"},
+      {"data", Data{0, 0xff, 0}},
+      {"date", Date(1700000000.123456)},
+      {"oldDate", Date(-1234.75)},
+      {"null", Value()},
+      {"list", Array{Array{}, Dictionary{}, Array{1, Array{"x"}}, Value()}},
+      {"$dollar", Dictionary{{"b", 1}, {"a", 2}}},
+  };
+  const auto back = roundTrip(everything);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(*back, everything);
+  EXPECT_EQ(back->asDictionary()->allKeys(), everything.asDictionary()->allKeys());
+  EXPECT_EQ(back->get("$dollar")->asDictionary()->allKeys(), (std::vector<std::string>{"b", "a"}));
+  EXPECT_TRUE(back->get("null")->isNull());
+}
+
+TEST(KeyedArchiver, NothingAndTheNullObjectAreDifferent) {
+  EXPECT_EQ(roundTrip(std::nullopt), std::nullopt);
+  const auto null = roundTrip(Value());
+  ASSERT_TRUE(null);
+  EXPECT_TRUE(null->isNull());
+}
+
+TEST(KeyedArchiver, WritesThePlatformKeyedLayout) {
+  const Data data = KeyedArchiver::archivedDataWithRootObject(Value(Dictionary{{"k", Array{Array{"v"}}}}));
+  const auto tree = PropertyListSerialization::parseNodeTree(data);
+  ASSERT_TRUE(tree);
+  plist_t archive = tree.get();
+  EXPECT_EQ(plist_string_val_compare(plist_dict_get_item(archive, "$archiver"), "NSKeyedArchiver"), 0);
+  EXPECT_EQ(plist_uint_val_compare(plist_dict_get_item(archive, "$version"), 100000), 0);
+  plist_t objects = plist_dict_get_item(archive, "$objects");
+  EXPECT_EQ(plist_string_val_compare(plist_array_get_item(objects, 0), "$null"), 0);
+  auto deref = [&](plist_t ref) -> plist_t {  // the object a UID node refers to
+    std::uint64_t uid = 0;
+    if (!PLIST_IS_UID(ref)) return nullptr;
+    plist_get_uid_val(ref, &uid);
+    return plist_array_get_item(objects, static_cast<std::uint32_t>(uid));
+  };
+
+  plist_t root = deref(plist_dict_get_item(plist_dict_get_item(archive, "$top"), "root"));
+  ASSERT_TRUE(PLIST_IS_DICT(root));
+  ASSERT_TRUE(PLIST_IS_ARRAY(plist_dict_get_item(root, "NS.objects")));
+  EXPECT_EQ(plist_string_val_compare(deref(plist_array_get_item(plist_dict_get_item(root, "NS.keys"), 0)), "k"), 0);
+  plist_t descriptor = deref(plist_dict_get_item(root, "$class"));
+  EXPECT_EQ(plist_string_val_compare(plist_dict_get_item(descriptor, "$classname"), "NSMutableDictionary"), 0);
+  plist_t classes = plist_dict_get_item(descriptor, "$classes");
+  ASSERT_EQ(plist_array_get_size(classes), 3u);
+  EXPECT_EQ(plist_string_val_compare(plist_array_get_item(classes, 1), "NSDictionary"), 0);
+
+  int arrayDescriptors = 0;  // two arrays share one descriptor
+  for (std::uint32_t i = 0; i < plist_array_get_size(objects); ++i) {
+    plist_t name = plist_dict_get_item(plist_array_get_item(objects, i), "$classname");
+    if (name && plist_string_val_compare(name, "NSMutableArray") == 0) ++arrayDescriptors;
+  }
+  EXPECT_EQ(arrayDescriptors, 1);
+}
+
+TEST(KeyedArchiver, CodableObjectsRoundTripWithNestingAndMissingKeys) {
+  auto inner = std::make_shared<TestCard>();
+  inner->title = "inner";
+  auto outer = std::make_shared<TestCard>();
+  outer->title = "outer";
+  outer->tags = Array{"a", Date(1600000000.5)};
+  outer->next = inner;
+  outer->dollar = "not the class";
+
+  const auto back = roundTrip(object(outer));
+  ASSERT_TRUE(back);
+  const auto card = back->objectAs<TestCard>();
+  ASSERT_TRUE(card);
+  EXPECT_EQ(card->title, Value("outer"));
+  EXPECT_EQ(card->tags, outer->tags);
+  EXPECT_EQ(card->dollar, Value("not the class"));
+  EXPECT_EQ(card->missing, std::nullopt);
+  EXPECT_TRUE(card->hadNoSuchKey);
+  ASSERT_TRUE(card->next);
+  EXPECT_EQ(card->next->title, Value("inner"));
+  EXPECT_EQ(card->next->tags, std::nullopt);
+  EXPECT_EQ(card->next->next, nullptr);
+}
+
+TEST(KeyedArchiver, SharedObjectsStaySharedAndCyclesAreRefused) {
+  auto shared = std::make_shared<TestCard>();
+  shared->title = "shared";
+  const auto back = roundTrip(Value(Array{object(shared), object(shared)}));
+  ASSERT_TRUE(back);
+  const Array& list = *back->asArray();
+  ASSERT_EQ(list.size(), 2u);
+  EXPECT_NE(list[0].objectAs<TestCard>(), nullptr);
+  EXPECT_EQ(list[0].objectAs<TestCard>(), list[1].objectAs<TestCard>());
+
+  auto loop = std::make_shared<TestCard>();
+  loop->next = loop;
+  try {
+    KeyedArchiver::archivedDataWithRootObject(object(loop));
+    ADD_FAILURE() << "a cycle was archived";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.name(), "NSInvalidArchiveOperationException");
+  }
+  loop->next = nullptr;  // break the cycle so the test does not leak it
+}
+
+TEST(KeyedArchiver, ClassMismatchIsNotAnInvalidArchive) {
+  const auto text = roundTrip(Value("a string"));
+  ASSERT_TRUE(text);
+  EXPECT_FALSE(KeyedUnarchiver::classMatches(*text, "NSDictionary"));
+  EXPECT_TRUE(KeyedUnarchiver::classMatches(*text, "NSString"));
+
+  auto card = std::make_shared<TestCard>();
+  EXPECT_TRUE(KeyedUnarchiver::classMatches(object(card), "TAVOTestBase"));
+  EXPECT_FALSE(KeyedUnarchiver::classMatches(object(card), "NSArray"));
+  EXPECT_TRUE(KeyedUnarchiver::classMatches(Value(Array{}), "NSMutableArray"));
+  EXPECT_TRUE(KeyedUnarchiver::classMatches(Value(true), "NSNumber"));
+  EXPECT_TRUE(KeyedUnarchiver::classMatches(Value(), "NSNull"));
+  EXPECT_FALSE(KeyedUnarchiver::classMatches(Value(), "NSString"));
+  EXPECT_TRUE(KeyedUnarchiver::classMatches(Value(Date()), "id"));
+}
+
+TEST(KeyedUnarchiver, ReadsThePlatformXmlArchive) {
+  const std::string objects = "<dict><key>NS.keys</key><array>" + uid(2) + uid(3) +
+                              "</array><key>NS.objects</key><array>" + uid(4) + uid(5) + "</array><key>$class</key>" +
+                              uid(6) + "</dict><string>name</string><string>count</string><string>Ada</string>"
+                              "<integer>-36</integer>" + classDescriptor("NSDictionary");
+  const auto value = KeyedUnarchiver::unarchiveObjectWithData(bytesOf(xmlArchive(objects)));
+  ASSERT_TRUE(value);
+  EXPECT_EQ(*value, Value(Dictionary{{"name", "Ada"}, {"count", -36}}));
+}
+
+TEST(KeyedUnarchiver, BrokenArchivesRaiseInvalidArchive) {
+  EXPECT_TRUE(rejects({}));
+  EXPECT_TRUE(rejects(bytesOf("definitely not a plist")));
+  EXPECT_TRUE(rejects(*PropertyListSerialization::dataWithPropertyList(Dictionary{{"plain", 1}})));
+  EXPECT_TRUE(rejects(bytesOf(xmlArchive("<string>x</string>", 1, "NSSomethingElse"))));
+  EXPECT_TRUE(rejects(bytesOf(xmlArchive("<string>x</string>", 9))));                       // root beyond $objects
+  EXPECT_TRUE(rejects(bytesOf(xmlArchive(arrayObject({1}, 2) + classDescriptor("NSArray")))));  // contains itself
+  EXPECT_TRUE(rejects(bytesOf(xmlArchive("<dict><key>NS.objects</key><array/></dict>"))));     // no $class
+  EXPECT_TRUE(rejects(bytesOf(xmlArchive(arrayObject({}, 0)))));                               // $class is $null
+  EXPECT_TRUE(rejects(bytesOf(xmlArchive(arrayObject({}, 2) + classDescriptor("TAVONoSuchClass")))));
+  EXPECT_TRUE(rejects(KeyedArchiver::archivedDataWithRootObject(object(std::make_shared<UnregisteredThing>()))));
+
+  const Data good = KeyedArchiver::archivedDataWithRootObject(Value(Array{"a", 1, Dictionary{{"k", 2.5}}}));
+  for (std::size_t n = 0; n < good.size(); ++n)
+    EXPECT_TRUE(rejects(Data(good.begin(), good.begin() + n))) << "truncated to " << n;
+}
+
+TEST(KeyedUnarchiver, NestingIsBoundedAndSharingIsCheap) {
+  auto chain = [](int depth) {  // object i holds object i+1; the class descriptor comes last
+    std::string objects;
+    for (int i = 1; i <= depth; ++i) objects += arrayObject(i < depth ? std::vector<int>{i + 1} : std::vector<int>{}, depth + 1);
+    return bytesOf(xmlArchive(objects + classDescriptor("NSArray")));
+  };
+  EXPECT_TRUE(KeyedUnarchiver::unarchiveObjectWithData(chain(200)));
+  EXPECT_TRUE(rejects(chain(5000)));
+
+  // Each level refers to the next one twice: decoded naively that is 2^60 arrays.
+  const auto start = std::chrono::steady_clock::now();
+  std::string objects;
+  for (int i = 1; i <= 60; ++i) objects += arrayObject(i < 60 ? std::vector<int>{i + 1, i + 1} : std::vector<int>{}, 61);
+  const auto value = KeyedUnarchiver::unarchiveObjectWithData(bytesOf(xmlArchive(objects + classDescriptor("NSArray"))));
+  ASSERT_TRUE(value);
+  EXPECT_EQ(value->asArray()->size(), 2u);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST(KeyedUnarchiver, DamagedBytesNeverCrash) {
+  auto card = std::make_shared<TestCard>();
+  card->title = "t";
+  card->tags = Array{1, "x", Date(5.5), Value()};
+  card->next = std::make_shared<TestCard>();
+  const Data good = KeyedArchiver::archivedDataWithRootObject(object(card));
+  int rejected = 0;
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    for (std::uint8_t flip : {0x01, 0x10, 0x80, 0xff}) {
+      Data bad = good;
+      bad[i] ^= flip;
+      try {
+        KeyedUnarchiver::unarchiveObjectWithData(bad);
+      } catch (const Exception& e) {
+        ASSERT_EQ(e.name(), kInvalidUnarchiveOperationException) << e.what();
+        ++rejected;
+      }
+    }
+  }
+  EXPECT_GT(rejected, 0);
+}
+
+}  // namespace
+}  // namespace tavo::platform

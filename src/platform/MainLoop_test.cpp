@@ -1,0 +1,273 @@
+#include "platform/MainLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tavo::platform {
+namespace {
+
+class MainLoopTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+  MainLoop loop{clock};
+};
+
+// --- posted tasks
+
+TEST_F(MainLoopTest, PostedTasksRunInOrderAtTheNextPump) {
+  std::vector<int> ran;
+  for (int i = 0; i < 5; ++i) loop.post([&ran, i] { ran.push_back(i); });
+  EXPECT_TRUE(ran.empty());
+  EXPECT_EQ(loop.runPending(), 5u);
+  EXPECT_EQ(ran, (std::vector<int>{0, 1, 2, 3, 4}));
+  EXPECT_EQ(loop.runPending(), 0u);
+}
+
+TEST_F(MainLoopTest, TaskPostedByATaskWaitsForTheNextPump) {
+  int runs = 0;
+  std::function<void()> again = [&] {
+    ++runs;
+    loop.post(again);  // endless: each pump must still return
+  };
+  loop.post(again);
+  EXPECT_EQ(loop.runPending(), 1u);
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(loop.runPending(), 1u);
+  EXPECT_EQ(runs, 2);
+}
+
+TEST_F(MainLoopTest, ThrowingTaskKeepsTheTasksBehindIt) {
+  std::vector<int> ran;
+  loop.post([&] { ran.push_back(1); });
+  loop.post([] { throw std::runtime_error("boom"); });
+  loop.post([&] { ran.push_back(3); });
+  EXPECT_THROW(loop.runPending(), std::runtime_error);
+  loop.post([&] { ran.push_back(4); });
+  loop.runPending();
+  EXPECT_EQ(ran, (std::vector<int>{1, 3, 4}));
+}
+
+// --- timers
+
+TEST_F(MainLoopTest, TimersFireByDueTimeThenBySchedulingOrder) {
+  std::string fired;
+  loop.postAfter(3, [&] { fired += 'c'; });
+  loop.postAfter(1, [&] { fired += 'a'; });
+  loop.postAfter(2, [&] { fired += 'b'; });
+  loop.postAfter(1, [&] { fired += 'A'; });
+  clock->advance(0.5);
+  EXPECT_EQ(loop.runPending(), 0u);
+  clock->advance(1.5);
+  EXPECT_EQ(loop.runPending(), 3u);
+  EXPECT_EQ(fired, "aAb");
+  clock->advance(5);
+  loop.runPending();
+  EXPECT_EQ(fired, "aAbc");
+  clock->advance(5);
+  EXPECT_EQ(loop.runPending(), 0u);  // one-shots fire once
+}
+
+TEST_F(MainLoopTest, CancelStopsPendingTimersAndIgnoresUnknownIds) {
+  int fired = 0;
+  const auto once = loop.postAfter(1, [&] { ++fired; });
+  const auto repeating = loop.scheduleRepeating(1, [&] { ++fired; });
+  loop.cancel(once);
+  loop.cancel(repeating);
+  loop.cancel(987654);
+  loop.runFor(5);
+  EXPECT_EQ(fired, 0);
+}
+
+TEST_F(MainLoopTest, RepeatingTimerCancelledFromItsOwnTaskStops) {
+  int fired = 0;
+  MainLoop::TimerId id = 0;
+  id = loop.scheduleRepeating(1, [&] {
+    if (++fired == 3) loop.cancel(id);
+  });
+  loop.runFor(10);
+  EXPECT_EQ(fired, 3);
+}
+
+TEST_F(MainLoopTest, TimerCancelledByAnEarlierTimerInTheSamePumpDoesNotFire) {
+  bool laterFired = false;
+  MainLoop::TimerId later = 0;
+  loop.postAfter(1, [&] { loop.cancel(later); });
+  later = loop.postAfter(2, [&] { laterFired = true; });
+  clock->advance(3);
+  EXPECT_EQ(loop.runPending(), 1u);
+  EXPECT_FALSE(laterFired);
+}
+
+TEST_F(MainLoopTest, ZeroDelayTimerScheduledByATimerWaitsForTheNextPump) {
+  int fired = 0;
+  std::function<void()> again = [&] {
+    ++fired;
+    loop.postAfter(0, again);
+  };
+  loop.postAfter(0, again);
+  EXPECT_EQ(loop.runPending(), 1u);
+  EXPECT_EQ(loop.runPending(), 1u);
+  EXPECT_EQ(fired, 2);
+}
+
+TEST_F(MainLoopTest, RunForFiresARepeatingTimerOncePerInterval) {
+  int fired = 0;
+  loop.scheduleRepeating(1, [&] { ++fired; });
+  loop.runFor(10);
+  EXPECT_EQ(fired, 10);
+  EXPECT_EQ(clock->monotonicSeconds(), 10.0);
+  loop.runFor(2.5);
+  EXPECT_EQ(fired, 12);
+  EXPECT_EQ(clock->monotonicSeconds(), 12.5);
+}
+
+TEST_F(MainLoopTest, RepeatingTimerKeepsItsCadenceWhenItsTaskTakesTime) {
+  std::vector<double> firedAt;
+  loop.scheduleRepeating(1, [&] {
+    firedAt.push_back(clock->monotonicSeconds());
+    clock->advance(0.3);  // a slow task must not push the next fire later
+  });
+  loop.runFor(4);
+  EXPECT_EQ(firedAt, (std::vector<double>{1, 2, 3, 4}));
+}
+
+TEST_F(MainLoopTest, MissedRepeatsAreCoalescedIntoOneFire) {
+  int fired = 0;
+  loop.scheduleRepeating(1, [&] { ++fired; });
+  clock->advance(10.5);  // the host did not pump for ten intervals
+  EXPECT_EQ(loop.runPending(), 1u);
+  EXPECT_EQ(fired, 1);
+  clock->advance(0.4);
+  EXPECT_EQ(loop.runPending(), 0u);
+  clock->advance(0.1);  // still on the original grid: due at 11
+  EXPECT_EQ(loop.runPending(), 1u);
+}
+
+TEST_F(MainLoopTest, NonPositiveIntervalRepeatsEveryTenthOfASecond) {
+  int zero = 0;
+  int negative = 0;
+  loop.scheduleRepeating(0, [&] { ++zero; });
+  loop.scheduleRepeating(-3, [&] { ++negative; });
+  loop.runFor(0.05);
+  EXPECT_EQ(zero, 0);
+  loop.runFor(1.0);
+  EXPECT_EQ(zero, 10);
+  EXPECT_EQ(negative, 10);
+}
+
+// --- pumping with the manual clock
+
+TEST_F(MainLoopTest, RunForWithoutWorkMovesTheManualClockToTheEnd) {
+  loop.runFor(3);
+  EXPECT_EQ(clock->monotonicSeconds(), 3.0);
+  loop.runFor(-1);
+  EXPECT_EQ(clock->monotonicSeconds(), 3.0);
+}
+
+TEST_F(MainLoopTest, RunUntilAdvancesTheManualClockToTheNextTimer) {
+  bool done = false;
+  loop.postAfter(5, [&] { done = true; });
+  loop.postAfter(1, [] {});
+  EXPECT_TRUE(loop.runUntil([&] { return done; }, 10));
+  EXPECT_EQ(clock->monotonicSeconds(), 5.0);
+}
+
+TEST_F(MainLoopTest, RunUntilGivesUpAtTheTimeout) {
+  EXPECT_FALSE(loop.runUntil([] { return false; }, 3));
+  EXPECT_EQ(clock->monotonicSeconds(), 3.0);
+  // Already true: nothing runs and no time passes.
+  bool ran = false;
+  loop.post([&] { ran = true; });
+  EXPECT_TRUE(loop.runUntil([] { return true; }, 3));
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(clock->monotonicSeconds(), 3.0);
+}
+
+// --- threads
+
+TEST_F(MainLoopTest, MainThreadIsTheCreatorOrTheLastBinder) {
+  EXPECT_TRUE(loop.isMainThread());
+  bool onOther = true;
+  std::thread([&] { onOther = loop.isMainThread(); }).join();
+  EXPECT_FALSE(onOther);
+
+  std::atomic<bool> bound{false};
+  std::thread reader([&] {
+    while (!bound.load()) (void)loop.isMainThread();  // reads race with the bind below
+  });
+  std::thread binder([&] {
+    loop.bindToCurrentThread();
+    onOther = loop.isMainThread();
+    bound = true;
+  });
+  binder.join();
+  reader.join();
+  EXPECT_TRUE(onOther);
+  EXPECT_FALSE(loop.isMainThread());
+}
+
+TEST(MainLoopSystemClockTest, PostFromAnotherThreadWakesASleepingPump) {
+  auto clock = std::make_shared<SystemClock>();
+  MainLoop loop(clock);
+  bool done = false;  // touched on the main thread only
+  const double start = clock->monotonicSeconds();
+  std::thread poster([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    loop.post([&] { done = true; });
+  });
+  const bool finished = loop.runUntil([&] { return done; }, 20);
+  poster.join();
+  EXPECT_TRUE(finished);
+  EXPECT_LT(clock->monotonicSeconds() - start, 10.0);  // not slept to the deadline
+}
+
+TEST(MainLoopSystemClockTest, EarlierTimerFromAnotherThreadWakesASleepingPump) {
+  auto clock = std::make_shared<SystemClock>();
+  MainLoop loop(clock);
+  bool done = false;
+  loop.postAfter(60, [] {});  // the pump first sleeps toward this one
+  const double start = clock->monotonicSeconds();
+  std::thread scheduler([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    loop.postAfter(0.01, [&] { done = true; });
+  });
+  const bool finished = loop.runUntil([&] { return done; }, 20);
+  scheduler.join();
+  EXPECT_TRUE(finished);
+  EXPECT_LT(clock->monotonicSeconds() - start, 10.0);
+}
+
+TEST(MainLoopSystemClockTest, PostsFromManyThreadsAllRunInEachThreadsOrder) {
+  auto clock = std::make_shared<SystemClock>();
+  MainLoop loop(clock);
+  constexpr int kThreads = 4;
+  constexpr int kPosts = 1000;
+  std::vector<std::vector<int>> seen(kThreads);  // touched on the main thread only
+  int total = 0;
+  std::vector<std::thread> posters;
+  for (int t = 0; t < kThreads; ++t) {
+    posters.emplace_back([&, t] {
+      for (int i = 0; i < kPosts; ++i) {
+        loop.post([&, t, i] {
+          seen[t].push_back(i);
+          ++total;
+        });
+      }
+    });
+  }
+  const bool finished = loop.runUntil([&] { return total == kThreads * kPosts; }, 30);
+  for (auto& poster : posters) poster.join();
+  ASSERT_TRUE(finished);
+  for (const auto& order : seen) {
+    ASSERT_EQ(order.size(), static_cast<std::size_t>(kPosts));
+    for (int i = 0; i < kPosts; ++i) ASSERT_EQ(order[i], i);
+  }
+}
+
+}  // namespace
+}  // namespace tavo::platform

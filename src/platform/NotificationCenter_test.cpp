@@ -1,0 +1,117 @@
+#include "platform/NotificationCenter.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tavo::platform {
+namespace {
+
+TEST(NotificationCenterTest, DeliversToObserversOfTheNameInRegistrationOrder) {
+  NotificationCenter center;
+  std::vector<std::string> heard;
+  center.addObserver(kApplicationDidBecomeActiveNotification, [&](const Notification& n) {
+    heard.push_back("first:" + n.name + ":" + n.userInfo.find("reason")->stringValue());
+  });
+  center.addObserver(kApplicationDidEnterBackgroundNotification, [&](const Notification&) {
+    heard.push_back("background");
+  });
+  center.addObserver(kApplicationDidBecomeActiveNotification, [&](const Notification&) {
+    heard.push_back("second");
+  });
+  center.postNotification(kApplicationDidBecomeActiveNotification, Dictionary{{"reason", "launch"}});
+  EXPECT_EQ(heard, (std::vector<std::string>{"first:UIApplicationDidBecomeActiveNotification:launch", "second"}));
+  heard.clear();
+  center.postNotification("NobodyListens");
+  EXPECT_TRUE(heard.empty());
+}
+
+TEST(NotificationCenterTest, HandlersRunOnThePostingThread) {
+  NotificationCenter center;
+  std::thread::id handlerThread;
+  center.addObserver("n", [&](const Notification&) { handlerThread = std::this_thread::get_id(); });
+  std::thread::id posterThread;
+  std::thread([&] {
+    posterThread = std::this_thread::get_id();
+    center.postNotification("n");
+  }).join();
+  EXPECT_EQ(handlerThread, posterThread);
+}
+
+TEST(NotificationCenterTest, ObserverMayRemoveItself) {
+  NotificationCenter center;
+  int calls = 0;
+  NotificationCenter::ObserverId self = 0;
+  self = center.addObserver("n", [&](const Notification&) {
+    ++calls;
+    center.removeObserver(self);
+  });
+  center.postNotification("n");
+  center.postNotification("n");
+  EXPECT_EQ(calls, 1);
+  center.removeObserver(self);  // already gone: ignored
+  center.removeObserver(424242);
+}
+
+TEST(NotificationCenterTest, ObserverRemovedByAnEarlierOneIsNotCalledInTheSameDelivery) {
+  NotificationCenter center;
+  bool laterCalled = false;
+  NotificationCenter::ObserverId later = 0;
+  center.addObserver("n", [&](const Notification&) { center.removeObserver(later); });
+  later = center.addObserver("n", [&](const Notification&) { laterCalled = true; });
+  center.postNotification("n");
+  EXPECT_FALSE(laterCalled);
+}
+
+TEST(NotificationCenterTest, ObserverAddedDuringDeliveryHearsTheNextOne) {
+  NotificationCenter center;
+  int addedCalls = 0;
+  bool added = false;
+  center.addObserver("n", [&](const Notification&) {
+    if (added) return;
+    added = true;
+    center.addObserver("n", [&](const Notification&) { ++addedCalls; });
+  });
+  center.postNotification("n");
+  EXPECT_EQ(addedCalls, 0);
+  center.postNotification("n");
+  EXPECT_EQ(addedCalls, 1);
+}
+
+TEST(NotificationCenterTest, HandlerMayPostAnotherNotification) {
+  NotificationCenter center;
+  std::vector<std::string> heard;
+  center.addObserver(kApplicationWillResignActiveNotification, [&](const Notification& n) {
+    heard.push_back(n.name);
+    center.postNotification(kApplicationDidEnterBackgroundNotification);
+  });
+  center.addObserver(kApplicationDidEnterBackgroundNotification,
+                     [&](const Notification& n) { heard.push_back(n.name); });
+  center.postNotification(kApplicationWillResignActiveNotification);
+  EXPECT_EQ(heard, (std::vector<std::string>{kApplicationWillResignActiveNotification,
+                                             kApplicationDidEnterBackgroundNotification}));
+}
+
+TEST(NotificationCenterTest, ConcurrentObserversAndPostsAreSafe) {
+  NotificationCenter center;
+  std::atomic<int> permanentCalls{0};
+  center.addObserver("n", [&](const Notification&) { ++permanentCalls; });
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        const auto id = center.addObserver("n", [](const Notification&) {});
+        center.postNotification("n");
+        center.removeObserver(id);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(permanentCalls.load(), 800);
+}
+
+}  // namespace
+}  // namespace tavo::platform

@@ -1,0 +1,72 @@
+#include "platform/OperationQueue.h"
+
+#include <exception>
+#include <iostream>
+#include <utility>
+
+namespace tavo::platform {
+
+namespace {
+
+// The queue whose worker is running on this thread, if any.
+thread_local const OperationQueue* currentQueue = nullptr;
+
+}  // namespace
+
+OperationQueue::OperationQueue(int maxConcurrentOperationCount) {
+  const int count = maxConcurrentOperationCount > 0 ? maxConcurrentOperationCount : 1;
+  workers_.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
+}
+
+OperationQueue::~OperationQueue() {
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  available_.notify_all();
+  for (auto& worker : workers_) worker.join();
+}
+
+void OperationQueue::addOperation(std::function<void()> operation) {
+  {
+    std::lock_guard lock(mutex_);
+    pending_.push_back(std::move(operation));
+  }
+  available_.notify_one();
+}
+
+void OperationQueue::waitUntilAllOperationsAreFinished() {
+  std::unique_lock lock(mutex_);
+  idle_.wait(lock, [this] { return pending_.empty() && running_ == 0; });
+}
+
+bool OperationQueue::isCurrentQueue() const { return currentQueue == this; }
+
+void OperationQueue::work() {
+  currentQueue = this;
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    available_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+    // Stopping still drains: the destructor promises that what was queued gets run.
+    if (pending_.empty()) break;
+    std::function<void()> operation = std::move(pending_.front());
+    pending_.pop_front();
+    ++running_;
+    lock.unlock();
+    try {
+      operation();
+    } catch (const std::exception& e) {
+      std::cerr << "OperationQueue: operation threw: " << e.what() << '\n';
+    } catch (...) {
+      std::cerr << "OperationQueue: operation threw a non-standard exception\n";
+    }
+    // Whatever the operation captured is released before anyone is told the queue is idle.
+    operation = nullptr;
+    lock.lock();
+    --running_;
+    if (pending_.empty() && running_ == 0) idle_.notify_all();
+  }
+}
+
+}  // namespace tavo::platform

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tavo::platform {
+
+// Worker threads that run operations in the order they were added (serial by default, so completions of
+// one client are handled one after another). The destructor finishes what was queued, then joins.
+class OperationQueue {
+ public:
+  explicit OperationQueue(int maxConcurrentOperationCount = 1);
+  ~OperationQueue();
+  OperationQueue(const OperationQueue&) = delete;
+  OperationQueue& operator=(const OperationQueue&) = delete;
+
+  void addOperation(std::function<void()> operation);
+  // Blocks until every operation added so far has finished (not to be called from the queue itself).
+  void waitUntilAllOperationsAreFinished();
+  // Whether the calling thread is one of this queue's workers.
+  bool isCurrentQueue() const;
+
+ private:
+  void work();
+
+  mutable std::mutex mutex_;
+  std::condition_variable available_;
+  std::condition_variable idle_;
+  std::deque<std::function<void()>> pending_;
+  std::size_t running_ = 0;
+  bool stopping_ = false;
+  std::vector<std::thread> workers_;
+};
+
+}  // namespace tavo::platform

@@ -1,0 +1,141 @@
+#include "platform/OperationQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace tavo::platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(OperationQueueTest, SerialQueueRunsOneAtATimeInOrder) {
+  OperationQueue queue;
+  std::vector<int> order;  // guarded by the queue being serial
+  std::atomic<int> inside{0};
+  std::atomic<int> mostInside{0};
+  for (int i = 0; i < 500; ++i) {
+    queue.addOperation([&, i] {
+      const int now = ++inside;
+      if (now > mostInside) mostInside = now;
+      order.push_back(i);
+      --inside;
+    });
+  }
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(mostInside.load(), 1);
+  ASSERT_EQ(order.size(), 500u);
+  for (int i = 0; i < 500; ++i) ASSERT_EQ(order[i], i);
+}
+
+TEST(OperationQueueTest, NonPositiveCountGivesASerialQueue) {
+  OperationQueue queue(0);
+  std::atomic<int> ran{0};
+  for (int i = 0; i < 10; ++i) queue.addOperation([&] { ++ran; });
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(ran.load(), 10);
+}
+
+TEST(OperationQueueTest, ConcurrentQueueRunsOperationsSideBySide) {
+  OperationQueue queue(4);
+  std::mutex mutex;
+  std::condition_variable allArrived;
+  int arrived = 0;
+  std::atomic<int> metTheOthers{0};
+  for (int i = 0; i < 4; ++i) {
+    queue.addOperation([&] {
+      std::unique_lock lock(mutex);
+      ++arrived;
+      allArrived.notify_all();
+      // With fewer than four workers the others never arrive and this times out.
+      if (allArrived.wait_for(lock, 20s, [&] { return arrived == 4; })) ++metTheOthers;
+    });
+  }
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(metTheOthers.load(), 4);
+}
+
+TEST(OperationQueueTest, OperationsAddedFromManyThreadsRunExactlyOnce) {
+  static constexpr int kThreads = 8;
+  static constexpr int kPerThread = 500;
+  std::vector<std::atomic<int>> runs(kThreads * kPerThread);
+  OperationQueue queue(3);
+  std::vector<std::thread> adders;
+  for (int t = 0; t < kThreads; ++t) {
+    adders.emplace_back([&, t] {
+      for (int i = 0; i < kPerThread; ++i) queue.addOperation([&runs, t, i] { ++runs[t * kPerThread + i]; });
+    });
+  }
+  for (auto& adder : adders) adder.join();
+  queue.waitUntilAllOperationsAreFinished();
+  for (const auto& count : runs) ASSERT_EQ(count.load(), 1);
+}
+
+TEST(OperationQueueTest, WaitCoversOperationsAddedByOperations) {
+  OperationQueue queue;
+  int depth = 0;
+  std::function<void()> next = [&] {
+    if (++depth < 100) queue.addOperation(next);
+  };
+  queue.addOperation(next);
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(depth, 100);
+  queue.waitUntilAllOperationsAreFinished();  // an idle queue returns at once
+}
+
+TEST(OperationQueueTest, DestructorFinishesWhatWasQueued) {
+  std::atomic<int> ran{0};
+  {
+    OperationQueue queue(2);
+    queue.addOperation([&] {
+      std::this_thread::sleep_for(20ms);
+      ++ran;
+    });
+    for (int i = 0; i < 200; ++i) queue.addOperation([&] { ++ran; });
+  }
+  EXPECT_EQ(ran.load(), 201);
+}
+
+TEST(OperationQueueTest, ThrowingOperationIsReportedAndTheWorkerCarriesOn) {
+  OperationQueue queue;
+  std::thread::id before;
+  std::thread::id after;
+  bool lastRan = false;
+  testing::internal::CaptureStderr();
+  queue.addOperation([&] { before = std::this_thread::get_id(); });
+  queue.addOperation([] { throw std::runtime_error("disk on fire"); });
+  queue.addOperation([] { throw 42; });
+  queue.addOperation([&] {
+    after = std::this_thread::get_id();
+    lastRan = true;
+  });
+  queue.waitUntilAllOperationsAreFinished();
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(lastRan);
+  EXPECT_EQ(before, after);  // the same worker, not a replacement
+  EXPECT_NE(log.find("disk on fire"), std::string::npos);
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2);
+}
+
+TEST(OperationQueueTest, IsCurrentQueueOnlyOnItsOwnWorkers) {
+  OperationQueue queue;
+  OperationQueue other;
+  EXPECT_FALSE(queue.isCurrentQueue());
+  bool onOwn = false;
+  bool onOther = true;
+  queue.addOperation([&] { onOwn = queue.isCurrentQueue(); });
+  other.addOperation([&] { onOther = queue.isCurrentQueue(); });
+  queue.waitUntilAllOperationsAreFinished();
+  other.waitUntilAllOperationsAreFinished();
+  EXPECT_TRUE(onOwn);
+  EXPECT_FALSE(onOther);
+}
+
+}  // namespace
+}  // namespace tavo::platform

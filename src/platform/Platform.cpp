@@ -1,0 +1,55 @@
+#include "platform/Platform.h"
+
+#include <utility>
+
+namespace tavo::platform {
+
+namespace {
+
+std::shared_ptr<Platform>& installed() {
+  static std::shared_ptr<Platform> platform;
+  return platform;
+}
+
+// Services that are the same for the real platform and the test one.
+std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::string& dataDirectory,
+                                   const std::string& defaultsPath) {
+  auto p = std::make_shared<Platform>();
+  p->clock = std::move(clock);
+  p->mainLoop = std::make_shared<MainLoop>(p->clock);
+  p->operationQueue = std::make_shared<OperationQueue>();
+  p->notificationCenter = std::make_shared<NotificationCenter>();
+  p->fileSystem = std::make_shared<FileSystem>(dataDirectory);
+  p->userDefaults = std::make_shared<UserDefaults>(defaultsPath.empty() ? dataDirectory + "/UserDefaults.sqlite"
+                                                                        : defaultsPath);
+  p->bundle = std::make_shared<Bundle>(Dictionary{
+      {"CFBundleIdentifier", "com.example.tavo-host"},
+      {"CFBundleName", "TAVO Host"},
+  });
+  // The identifier for vendor is shared by the apps of one vendor, as on the phone.
+  p->device = Device::fromThisMachine("com.example");
+  p->locale = std::make_shared<Locale>(Locale::currentLocale());
+  p->timeZone = std::make_shared<TimeZone>(TimeZone::systemTimeZone());
+  p->systemLog = std::make_shared<SystemLog>();
+  return p;
+}
+
+}  // namespace
+
+std::shared_ptr<Platform> Platform::makeDefault(const std::string& dataDirectory) {
+  return makeWith(std::make_shared<SystemClock>(), dataDirectory, "");
+}
+
+std::shared_ptr<Platform> Platform::makeForTesting(const std::string& dataDirectory) {
+  return makeWith(std::make_shared<ManualClock>(), dataDirectory, ":memory:");
+}
+
+Platform& Platform::shared() {
+  auto& platform = installed();
+  if (!platform) platform = makeDefault(FileSystem::defaultDataDirectory("tavo"));
+  return *platform;
+}
+
+void Platform::install(std::shared_ptr<Platform> platform) { installed() = std::move(platform); }
+
+}  // namespace tavo::platform

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/Bundle.h"
+#include "platform/Clock.h"
+#include "platform/Device.h"
+#include "platform/FileSystem.h"
+#include "platform/Locale.h"
+#include "platform/MainLoop.h"
+#include "platform/NotificationCenter.h"
+#include "platform/OperationQueue.h"
+#include "platform/SystemLog.h"
+#include "platform/TimeZone.h"
+#include "platform/UserDefaults.h"
+
+namespace tavo::platform {
+
+// The services the SDK takes from the platform, gathered in one object. The SDK reaches them through
+// Platform::shared(); a host (or a test) installs its own before the SDK starts, otherwise the first use
+// installs the Linux defaults in the default data directory.
+class Platform {
+ public:
+  // The Linux services with the store and Documents under dataDirectory and the machine's clock.
+  static std::shared_ptr<Platform> makeDefault(const std::string& dataDirectory);
+  // Same services with a manual clock and an in-memory store, for tests; files still go to dataDirectory.
+  static std::shared_ptr<Platform> makeForTesting(const std::string& dataDirectory);
+
+  // The installed platform; installs makeDefault(FileSystem::defaultDataDirectory("tavo")) on first use.
+  static Platform& shared();
+  // Replaces the installed platform. Call before the SDK starts, or between tests, while no SDK thread runs.
+  static void install(std::shared_ptr<Platform> platform);
+
+  std::shared_ptr<Clock> clock;
+  std::shared_ptr<MainLoop> mainLoop;
+  std::shared_ptr<OperationQueue> operationQueue;
+  std::shared_ptr<NotificationCenter> notificationCenter;
+  std::shared_ptr<FileSystem> fileSystem;
+  std::shared_ptr<UserDefaults> userDefaults;
+  std::shared_ptr<Bundle> bundle;
+  std::shared_ptr<Device> device;
+  std::shared_ptr<Locale> locale;
+  std::shared_ptr<TimeZone> timeZone;
+  std::shared_ptr<SystemLog> systemLog;
+};
+
+}  // namespace tavo::platform

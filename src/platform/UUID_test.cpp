@@ -1,0 +1,107 @@
+#include "platform/UUID.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Exception.h"
+
+namespace tavo::platform {
+namespace {
+
+constexpr const char* kDnsNamespace = "6ba7b810-9dad-11d1-80b4-00c04fd430c8";
+
+// Canonical upper-case 8-4-4-4-12 text with the given version and the RFC 4122 variant.
+void expectCanonical(const std::string& text, char version) {
+  ASSERT_EQ(text.size(), 36u) << text;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (i == 8 || i == 13 || i == 18 || i == 23) {
+      EXPECT_EQ(text[i], '-') << text;
+    } else {
+      EXPECT_TRUE((text[i] >= '0' && text[i] <= '9') || (text[i] >= 'A' && text[i] <= 'F')) << text;
+    }
+  }
+  EXPECT_EQ(text[14], version) << text;
+  EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos) << text;
+}
+
+TEST(RandomUUID, IsCanonicalVersion4) {
+  for (int i = 0; i < 200; ++i) expectCanonical(UUID::randomUUIDString(), '4');
+}
+
+TEST(RandomUUID, NoRepeatsAcrossThreads) {
+  constexpr int kThreads = 8;
+  constexpr int kPerThread = 2000;
+  std::mutex mutex;
+  std::set<std::string> seen;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&] {
+      std::vector<std::string> mine;
+      for (int i = 0; i < kPerThread; ++i) mine.push_back(UUID::randomUUIDString());
+      std::lock_guard lock(mutex);
+      seen.insert(mine.begin(), mine.end());
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(seen.size(), static_cast<std::size_t>(kThreads * kPerThread));
+}
+
+TEST(RandomUUID, RandomBitsVaryInEveryPosition) {
+  // A generator stuck on some bytes (a bad seed, a short read) shows up as a position that never changes.
+  const std::string first = UUID::randomUUIDString();
+  std::vector<bool> changed(first.size(), false);
+  for (int i = 0; i < 200; ++i) {
+    const std::string next = UUID::randomUUIDString();
+    for (std::size_t j = 0; j < next.size(); ++j) changed[j] = changed[j] || next[j] != first[j];
+  }
+  for (std::size_t j = 0; j < first.size(); ++j) {
+    const bool fixed = j == 8 || j == 13 || j == 14 || j == 18 || j == 23;
+    EXPECT_EQ(changed[j], !fixed) << "position " << j;
+  }
+}
+
+TEST(NameBasedUUID, MatchesKnownVector) {
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, "www.example.com"),
+            "2ED6657D-E927-568B-95E1-2665A8AEA6A2");
+  // The namespace's letter case does not matter.
+  EXPECT_EQ(UUID::nameBasedUUIDString("6BA7B810-9DAD-11D1-80B4-00C04FD430C8", "www.example.com"),
+            "2ED6657D-E927-568B-95E1-2665A8AEA6A2");
+}
+
+TEST(NameBasedUUID, HashesNamesAcrossBlockBoundaries) {
+  // Namespace (16 bytes) + name fills 0, 55, 56, 63, 64 and several 64-byte blocks: every padding case.
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, ""), "4EBD0208-8328-5D69-8C44-EC50939C0967");
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, std::string(39, 'a')),
+            "5824F981-4282-59D4-9716-ACB6D741350E");
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, std::string(40, 'a')),
+            "39F39C20-DB47-5131-8879-62F8F67F9014");
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, std::string(47, 'a')),
+            "660C273C-8A00-5941-B6F4-8D0AFED88966");
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, std::string(48, 'a')),
+            "7280CC42-274A-5C4A-91FC-AE23F853EEB7");
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, std::string(200, 'b')),
+            "74678596-6C70-5563-8444-3AD77191F2E0");
+}
+
+TEST(NameBasedUUID, StableAndSensitiveToNameAndNamespace) {
+  const std::string id = UUID::nameBasedUUIDString(kDnsNamespace, "vendor");
+  expectCanonical(id, '5');
+  EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, "vendor"), id);
+  EXPECT_NE(UUID::nameBasedUUIDString(kDnsNamespace, "Vendor"), id);
+  EXPECT_NE(UUID::nameBasedUUIDString("6ba7b811-9dad-11d1-80b4-00c04fd430c8", "vendor"), id);
+}
+
+TEST(NameBasedUUID, RejectsMalformedNamespace) {
+  EXPECT_THROW(UUID::nameBasedUUIDString("", "x"), Exception);
+  EXPECT_THROW(UUID::nameBasedUUIDString("6ba7b810-9dad-11d1-80b4-00c04fd430c", "x"), Exception);
+  EXPECT_THROW(UUID::nameBasedUUIDString("6ba7b810x9dad-11d1-80b4-00c04fd430c8", "x"), Exception);
+  EXPECT_THROW(UUID::nameBasedUUIDString("6ba7b810-9dad-11d1-80b4-00c04fd430cg", "x"), Exception);
+}
+
+}  // namespace
+}  // namespace tavo::platform

@@ -1,0 +1,105 @@
+#include "platform/UserDefaults.h"
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <limits>
+#include <system_error>
+
+#include "platform/Exception.h"
+#include "platform/PropertyListSerialization.h"
+
+namespace tavo::platform {
+
+namespace {
+
+constexpr const char* kOpenFailed = "UserDefaultsOpenFailed";
+// How long a statement waits for another connection (thread or process) to release the file.
+constexpr int kBusyTimeoutMs = 5000;
+
+// A prepared statement, finalized when it goes out of scope.
+class Statement {
+ public:
+  Statement(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr); }
+  ~Statement() { sqlite3_finalize(stmt_); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  explicit operator bool() const { return stmt_ != nullptr; }
+  sqlite3_stmt* get() const { return stmt_; }
+  void bindText(int index, const std::string& s) {
+    sqlite3_bind_text(stmt_, index, s.data(), static_cast<int>(s.size()), SQLITE_TRANSIENT);
+  }
+
+ private:
+  sqlite3_stmt* stmt_ = nullptr;
+};
+
+}  // namespace
+
+UserDefaults::UserDefaults(const std::string& path) : path_(path) {
+  if (path != ":memory:") {
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    std::error_code error;
+    if (!parent.empty() && !std::filesystem::is_directory(parent, error)) {
+      std::filesystem::create_directories(parent, error);
+      if (error) throw Exception(kOpenFailed, "cannot create " + parent.string() + ": " + error.message());
+    }
+  }
+  int rc = sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
+                           nullptr);
+  auto fail = [&](const std::string& what) {
+    const std::string reason = what + " " + path + ": " + (db_ ? sqlite3_errmsg(db_) : "out of memory");
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+    throw Exception(kOpenFailed, reason);
+  };
+  if (rc != SQLITE_OK) fail("cannot open");
+  sqlite3_busy_timeout(db_, kBusyTimeoutMs);
+  // WAL lets a second connection read while one writes; FULL syncs every commit, so a write that has
+  // returned survives a crash of the process or of the machine.
+  for (const char* sql : {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
+                          "CREATE TABLE IF NOT EXISTS defaults (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL)"}) {
+    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail("cannot set up");
+  }
+  if (sqlite3_db_readonly(db_, "main") == 1) fail("cannot write to");
+}
+
+UserDefaults::~UserDefaults() { sqlite3_close_v2(db_); }
+
+std::optional<Value> UserDefaults::objectForKey(const std::string& key) const {
+  std::lock_guard lock(mutex_);
+  Statement select(db_, "SELECT value FROM defaults WHERE key = ?1");
+  if (!select) return std::nullopt;
+  select.bindText(1, key);
+  if (sqlite3_step(select.get()) != SQLITE_ROW) return std::nullopt;
+  const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(select.get(), 0));
+  const int length = sqlite3_column_bytes(select.get(), 0);
+  const Data data = bytes ? Data(bytes, bytes + length) : Data();
+  // A row that is not a readable property list reads as absent.
+  return PropertyListSerialization::propertyListWithData(data);
+}
+
+bool UserDefaults::setObject(const Value& value, const std::string& key) {
+  const auto data = PropertyListSerialization::dataWithPropertyList(value);
+  if (!data) return false;  // the null object and archivable objects have no property-list form
+  if (data->size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
+  std::lock_guard lock(mutex_);
+  Statement upsert(db_, "INSERT OR REPLACE INTO defaults (key, value) VALUES (?1, ?2)");
+  if (!upsert) return false;
+  upsert.bindText(1, key);
+  sqlite3_bind_blob(upsert.get(), 2, data->data(), static_cast<int>(data->size()), SQLITE_TRANSIENT);
+  return sqlite3_step(upsert.get()) == SQLITE_DONE;
+}
+
+void UserDefaults::removeObjectForKey(const std::string& key) {
+  std::lock_guard lock(mutex_);
+  Statement remove(db_, "DELETE FROM defaults WHERE key = ?1");
+  if (!remove) return;
+  remove.bindText(1, key);
+  sqlite3_step(remove.get());
+}
+
+bool UserDefaults::synchronize() { return true; }
+
+}  // namespace tavo::platform

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/Value.h"
+
+struct sqlite3;
+
+namespace tavo::platform {
+
+// The durable key/value store of the application ("user defaults") on one SQLite file in WAL mode.
+// Values are property-list Values (no archivable objects; archive them into Data first). A write has
+// reached the database when the call returns, so a process killed right after loses nothing; a second
+// process start on the same file sees it. Safe to use from any thread.
+class UserDefaults {
+ public:
+  // Opens (creating if needed) the store at path; ":memory:" makes a private in-memory store for tests.
+  // Throws platform::Exception named "UserDefaultsOpenFailed" when the file cannot be opened.
+  explicit UserDefaults(const std::string& path);
+  ~UserDefaults();
+  UserDefaults(const UserDefaults&) = delete;
+  UserDefaults& operator=(const UserDefaults&) = delete;
+
+  std::optional<Value> objectForKey(const std::string& key) const;
+  // Stores value under key (replacing); a Value holding an object is refused (returns false).
+  bool setObject(const Value& value, const std::string& key);
+  void removeObjectForKey(const std::string& key);
+  // Writes are durable when they return; kept for the platform's interface. Returns true.
+  bool synchronize();
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  mutable std::mutex mutex_;
+  sqlite3* db_ = nullptr;
+};
+
+}  // namespace tavo::platform

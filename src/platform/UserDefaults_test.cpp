@@ -1,0 +1,170 @@
+#include "platform/UserDefaults.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Codable.h"
+#include "platform/Exception.h"
+
+namespace tavo::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+class UserDefaultsFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "tavo-defaults-XXXXXX").string();
+    ASSERT_TRUE(::mkdtemp(pattern.data()));
+    dir_ = pattern;
+    path_ = (dir_ / "Library" / "Preferences" / "defaults.sqlite").string();  // parents do not exist yet
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  static bool throwsOpenFailed(const std::string& path) {
+    try {
+      UserDefaults defaults(path);
+    } catch (const Exception& e) {
+      return e.name() == "UserDefaultsOpenFailed";
+    }
+    return false;
+  }
+
+  fs::path dir_;
+  std::string path_;
+};
+
+TEST(UserDefaults, StoresReplacesAndRemovesValues) {
+  UserDefaults defaults(":memory:");
+  const Value everything = Dictionary{{"n", -5}, {"r", 2.5},      {"b", true},
+                                      {"s", "ü"}, {"d", Data{0, 1}}, {"t", Date(1700000000.5)},
+                                      {"a", Array{Array{}, Dictionary{}}}};
+  EXPECT_EQ(defaults.objectForKey("k"), std::nullopt);
+  ASSERT_TRUE(defaults.setObject(everything, "k"));
+  EXPECT_EQ(defaults.objectForKey("k"), everything);
+  ASSERT_TRUE(defaults.setObject("replaced", "k"));
+  EXPECT_EQ(defaults.objectForKey("k"), Value("replaced"));
+  defaults.removeObjectForKey("k");
+  EXPECT_EQ(defaults.objectForKey("k"), std::nullopt);
+  EXPECT_TRUE(defaults.synchronize());
+}
+
+struct Token : Codable {
+  std::string className() const override { return "Token"; }
+  void encodeWithCoder(KeyedArchiver&) const override {}
+  void initWithCoder(KeyedUnarchiver&) override {}
+};
+
+TEST(UserDefaults, RefusesTheNullObjectAndObjectsKeepingTheOldValue) {
+  UserDefaults defaults(":memory:");
+  ASSERT_TRUE(defaults.setObject("old", "k"));
+  EXPECT_FALSE(defaults.setObject(Value(), "k"));
+  EXPECT_FALSE(defaults.setObject(Value(std::shared_ptr<Codable>(std::make_shared<Token>())), "k"));
+  EXPECT_FALSE(defaults.setObject(Array{1, Value()}, "k"));
+  EXPECT_EQ(defaults.objectForKey("k"), Value("old"));
+}
+
+TEST_F(UserDefaultsFile, WritesAreSharedWithASecondStoreAndSurviveReopening) {
+  {
+    UserDefaults first(path_);
+    UserDefaults second(path_);
+    ASSERT_TRUE(first.setObject(Dictionary{{"id", 7}}, "user"));
+    ASSERT_TRUE(first.setObject("gone soon", "temp"));
+    EXPECT_EQ(second.objectForKey("user"), Value(Dictionary{{"id", 7}}));
+    second.removeObjectForKey("temp");
+    EXPECT_EQ(first.objectForKey("temp"), std::nullopt);
+  }
+  UserDefaults reopened(path_);
+  EXPECT_EQ(reopened.objectForKey("user"), Value(Dictionary{{"id", 7}}));
+  EXPECT_EQ(reopened.objectForKey("temp"), std::nullopt);
+}
+
+TEST_F(UserDefaultsFile, AWriteThatReturnedSurvivesAKilledProcess) {
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    UserDefaults defaults(path_);
+    defaults.setObject("before the crash", "k");
+    std::raise(SIGKILL);  // no destructors, no close: only what reached the file counts
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(UserDefaults(path_).objectForKey("k"), Value("before the crash"));
+}
+
+TEST_F(UserDefaultsFile, ARowThatIsNotAPropertyListReadsAsAbsent) {
+  {
+    UserDefaults defaults(path_);
+    ASSERT_TRUE(defaults.setObject(1, "good"));
+  }
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(path_.c_str(), &db), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(db, "INSERT INTO defaults VALUES ('bad', x'00ff10'), ('empty', x''), ('text', 'bplist00')",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  sqlite3_close(db);
+  UserDefaults defaults(path_);
+  EXPECT_EQ(defaults.objectForKey("bad"), std::nullopt);
+  EXPECT_EQ(defaults.objectForKey("empty"), std::nullopt);
+  EXPECT_EQ(defaults.objectForKey("text"), std::nullopt);
+  EXPECT_EQ(defaults.objectForKey("good"), Value(1));
+}
+
+TEST_F(UserDefaultsFile, ConcurrentWritersOnTwoStoresLoseNothing) {
+  UserDefaults first(path_);
+  UserDefaults second(path_);
+  constexpr int kThreads = 4;
+  constexpr int kWrites = 25;
+  std::vector<int> failures(kThreads, 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      UserDefaults& store = t % 2 ? second : first;
+      for (int i = 0; i < kWrites; ++i) {
+        const std::string key = "t" + std::to_string(t) + "-" + std::to_string(i);
+        if (!store.setObject(Array{t, i}, key) || store.objectForKey(key) != Value(Array{t, i})) ++failures[t];
+        store.setObject(i, "shared");  // every thread fights over one row too
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(failures, std::vector<int>(kThreads, 0));
+  UserDefaults check(path_);
+  for (int t = 0; t < kThreads; ++t)
+    for (int i = 0; i < kWrites; ++i)
+      EXPECT_EQ(check.objectForKey("t" + std::to_string(t) + "-" + std::to_string(i)), Value(Array{t, i}));
+  EXPECT_EQ(check.objectForKey("shared"), Value(kWrites - 1));
+}
+
+TEST_F(UserDefaultsFile, UnopenablePathsThrowOpenFailed) {
+  const fs::path plainFile = dir_ / "plain";
+  std::ofstream(plainFile) << "not a directory";
+  EXPECT_TRUE(throwsOpenFailed((plainFile / "defaults.sqlite").string()));
+  EXPECT_TRUE(throwsOpenFailed(dir_.string()));  // a directory, not a database
+  EXPECT_TRUE(throwsOpenFailed(plainFile.string()));  // a file, but not a database
+}
+
+TEST_F(UserDefaultsFile, AReadOnlyDirectoryThrowsOpenFailed) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root writes anywhere";
+  const fs::path locked = dir_ / "locked";
+  fs::create_directory(locked);
+  ::chmod(locked.c_str(), 0500);
+  EXPECT_TRUE(throwsOpenFailed((locked / "defaults.sqlite").string()));
+  EXPECT_TRUE(throwsOpenFailed((locked / "sub" / "defaults.sqlite").string()));
+  ::chmod(locked.c_str(), 0700);
+}
+
+}  // namespace
+}  // namespace tavo::platform

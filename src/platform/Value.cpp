@@ -1,0 +1,352 @@
+#include "platform/Value.h"
+
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+
+#include "platform/Codable.h"
+
+namespace tavo::platform {
+
+namespace {
+
+// The platform prints numbers in their shortest exact form: 15, 0.5, 1e+100.
+std::string formatReal(double d) {
+  if (std::isnan(d)) return "nan";
+  if (std::isinf(d)) return d > 0 ? "inf" : "-inf";
+  if (d == std::floor(d) && std::fabs(d) < 1e15) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.0f", d);
+    return buf;
+  }
+  char buf[40];
+  for (int precision = 1; precision <= 17; ++precision) {
+    std::snprintf(buf, sizeof buf, "%.*g", precision, d);
+    if (std::strtod(buf, nullptr) == d) break;
+  }
+  return buf;
+}
+
+std::int64_t saturatingTruncate(double d) {
+  if (std::isnan(d)) return 0;
+  if (d >= 9.2233720368547758e18) return std::numeric_limits<std::int64_t>::max();
+  if (d <= -9.2233720368547758e18) return std::numeric_limits<std::int64_t>::min();
+  return static_cast<std::int64_t>(d);
+}
+
+// The platform's string integer parse: skip white space, optional sign, then decimal digits; stop at the
+// first other character; saturate on overflow.
+std::int64_t parseInteger(const std::string& s) {
+  std::size_t i = 0;
+  while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
+  bool negative = false;
+  if (i < s.size() && (s[i] == '+' || s[i] == '-')) negative = s[i++] == '-';
+  std::uint64_t magnitude = 0;
+  const std::uint64_t limit = negative ? 9223372036854775808ULL : 9223372036854775807ULL;
+  bool overflow = false;
+  for (; i < s.size() && std::isdigit(static_cast<unsigned char>(s[i])); ++i) {
+    const unsigned digit = static_cast<unsigned>(s[i] - '0');
+    if (magnitude > (limit - digit) / 10) {
+      overflow = true;
+      break;
+    }
+    magnitude = magnitude * 10 + digit;
+  }
+  if (overflow) magnitude = limit;
+  if (negative) return magnitude == 9223372036854775808ULL ? std::numeric_limits<std::int64_t>::min()
+                                                            : -static_cast<std::int64_t>(magnitude);
+  return static_cast<std::int64_t>(magnitude);
+}
+
+bool parseBool(const std::string& s) {
+  std::size_t i = 0;
+  while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
+  if (i < s.size() && (s[i] == '+' || s[i] == '-')) ++i;
+  while (i < s.size() && s[i] == '0') ++i;
+  if (i >= s.size()) return false;
+  const char c = s[i];
+  return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
+}
+
+void indentTo(std::string& out, int indent) { out.append(static_cast<std::size_t>(indent) * 4, ' '); }
+
+// Strings in a collection's description are quoted unless they are plain words.
+void describeString(std::string& out, const std::string& s, bool nested) {
+  bool plain = !s.empty();
+  for (unsigned char c : s) {
+    if (!(std::isalnum(c) || c == '_' || c == '.' || c == '/' || c == '$')) {
+      plain = false;
+      break;
+    }
+  }
+  if (!nested || plain) {
+    out += s;
+    return;
+  }
+  out += '"';
+  for (char c : s) {
+    if (c == '"' || c == '\\') out += '\\';
+    if (c == '\n') {
+      out += "\\n";
+      continue;
+    }
+    out += c;
+  }
+  out += '"';
+}
+
+}  // namespace
+
+Value::Value(unsigned long i)
+    : storage_(i > static_cast<unsigned long>(std::numeric_limits<std::int64_t>::max())
+                   ? Storage(static_cast<double>(i))
+                   : Storage(static_cast<std::int64_t>(i))) {}
+Value::Value(unsigned long long i)
+    : storage_(i > static_cast<unsigned long long>(std::numeric_limits<std::int64_t>::max())
+                   ? Storage(static_cast<double>(i))
+                   : Storage(static_cast<std::int64_t>(i))) {}
+Value::Value(Array a) : storage_(std::make_shared<const Array>(std::move(a))) {}
+Value::Value(Dictionary d) : storage_(std::make_shared<const Dictionary>(std::move(d))) {}
+Value::Value(std::shared_ptr<Codable> object) {
+  if (object) storage_ = std::move(object);
+}
+
+Value::Type Value::type() const { return static_cast<Type>(storage_.index()); }
+
+bool Value::isNumber() const {
+  const Type t = type();
+  return t == Type::Boolean || t == Type::Integer || t == Type::Real;
+}
+
+const std::string* Value::asString() const { return std::get_if<std::string>(&storage_); }
+const Data* Value::asData() const {
+  const auto* p = std::get_if<std::shared_ptr<const Data>>(&storage_);
+  return p ? p->get() : nullptr;
+}
+const Date* Value::asDate() const { return std::get_if<Date>(&storage_); }
+const Array* Value::asArray() const {
+  const auto* p = std::get_if<std::shared_ptr<const Array>>(&storage_);
+  return p ? p->get() : nullptr;
+}
+const Dictionary* Value::asDictionary() const {
+  const auto* p = std::get_if<std::shared_ptr<const Dictionary>>(&storage_);
+  return p ? p->get() : nullptr;
+}
+const std::shared_ptr<Codable>* Value::asObject() const {
+  return std::get_if<std::shared_ptr<Codable>>(&storage_);
+}
+
+Array& Value::mutableArray() {
+  auto* p = std::get_if<std::shared_ptr<const Array>>(&storage_);
+  if (!p) throw std::logic_error("Value is not an array");
+  if (p->use_count() > 1) *p = std::make_shared<const Array>(**p);
+  return const_cast<Array&>(**p);  // sole owner now: safe to mutate
+}
+
+Dictionary& Value::mutableDictionary() {
+  auto* p = std::get_if<std::shared_ptr<const Dictionary>>(&storage_);
+  if (!p) throw std::logic_error("Value is not a dictionary");
+  if (p->use_count() > 1) *p = std::make_shared<const Dictionary>(**p);
+  return const_cast<Dictionary&>(**p);  // sole owner now: safe to mutate
+}
+
+std::int64_t Value::integerValue() const {
+  switch (type()) {
+    case Type::Boolean: return std::get<bool>(storage_) ? 1 : 0;
+    case Type::Integer: return std::get<std::int64_t>(storage_);
+    case Type::Real: return saturatingTruncate(std::get<double>(storage_));
+    case Type::String: return parseInteger(std::get<std::string>(storage_));
+    default: return 0;
+  }
+}
+
+double Value::doubleValue() const {
+  switch (type()) {
+    case Type::Boolean: return std::get<bool>(storage_) ? 1.0 : 0.0;
+    case Type::Integer: return static_cast<double>(std::get<std::int64_t>(storage_));
+    case Type::Real: return std::get<double>(storage_);
+    case Type::String: {
+      const std::string& s = std::get<std::string>(storage_);
+      char* end = nullptr;
+      const double d = std::strtod(s.c_str(), &end);
+      return end == s.c_str() ? 0.0 : d;
+    }
+    default: return 0.0;
+  }
+}
+
+bool Value::boolValue() const {
+  switch (type()) {
+    case Type::Boolean: return std::get<bool>(storage_);
+    case Type::Integer: return std::get<std::int64_t>(storage_) != 0;
+    case Type::Real: return std::get<double>(storage_) != 0.0;
+    case Type::String: return parseBool(std::get<std::string>(storage_));
+    default: return false;
+  }
+}
+
+std::string Value::stringValue() const {
+  switch (type()) {
+    case Type::Boolean: return std::get<bool>(storage_) ? "1" : "0";
+    case Type::Integer: return std::to_string(std::get<std::int64_t>(storage_));
+    case Type::Real: return formatReal(std::get<double>(storage_));
+    case Type::String: return std::get<std::string>(storage_);
+    default: return description();
+  }
+}
+
+std::string Value::className() const {
+  switch (type()) {
+    case Type::Null: return "NSNull";
+    case Type::Boolean:
+    case Type::Integer:
+    case Type::Real: return "NSNumber";
+    case Type::String: return "NSString";
+    case Type::Data: return "NSData";
+    case Type::Date: return "NSDate";
+    case Type::Array: return "NSArray";
+    case Type::Dictionary: return "NSDictionary";
+    case Type::Object: return std::get<std::shared_ptr<Codable>>(storage_)->className();
+  }
+  return "NSObject";
+}
+
+std::string Value::description() const {
+  std::string out;
+  describe(out, 0);
+  return out;
+}
+
+void Value::describe(std::string& out, int indent) const {
+  switch (type()) {
+    case Type::Null: out += "<null>"; break;
+    case Type::String: describeString(out, std::get<std::string>(storage_), indent > 0); break;
+    case Type::Data: {
+      static const char* hex = "0123456789abcdef";
+      out += '{';
+      out += "length = " + std::to_string(asData()->size()) + ", bytes = 0x";
+      for (std::uint8_t b : *asData()) {
+        out += hex[b >> 4];
+        out += hex[b & 15];
+      }
+      out += '}';
+      break;
+    }
+    case Type::Date: out += formatReal(asDate()->timeIntervalSince1970()); break;
+    case Type::Array: {
+      out += "(\n";
+      const Array& a = *asArray();
+      for (std::size_t i = 0; i < a.size(); ++i) {
+        indentTo(out, indent + 1);
+        a[i].describe(out, indent + 1);
+        out += i + 1 < a.size() ? ",\n" : "\n";
+      }
+      indentTo(out, indent);
+      out += ')';
+      break;
+    }
+    case Type::Dictionary: {
+      out += "{\n";
+      for (const auto& [key, value] : *asDictionary()) {
+        indentTo(out, indent + 1);
+        describeString(out, key, true);
+        out += " = ";
+        value.describe(out, indent + 1);
+        out += ";\n";
+      }
+      indentTo(out, indent);
+      out += '}';
+      break;
+    }
+    case Type::Object: out += "<" + className() + ">"; break;
+    default: out += stringValue(); break;
+  }
+}
+
+const Value* Value::get(std::string_view key) const {
+  const Dictionary* d = asDictionary();
+  return d ? d->find(key) : nullptr;
+}
+
+bool operator==(const Value& a, const Value& b) {
+  using T = Value::Type;
+  const T ta = a.type();
+  const T tb = b.type();
+  // Numbers compare by value across integer and real, as the platform's number class does.
+  if ((ta == T::Integer || ta == T::Real) && (tb == T::Integer || tb == T::Real)) {
+    if (ta == T::Integer && tb == T::Integer) return a.integerValue() == b.integerValue();
+    return a.doubleValue() == b.doubleValue();
+  }
+  if (ta != tb) return false;
+  switch (ta) {
+    case T::Null: return true;
+    case T::Boolean: return a.boolValue() == b.boolValue();
+    case T::String: return *a.asString() == *b.asString();
+    case T::Data: return *a.asData() == *b.asData();
+    case T::Date: return *a.asDate() == *b.asDate();
+    case T::Array: return *a.asArray() == *b.asArray();
+    case T::Dictionary: return *a.asDictionary() == *b.asDictionary();
+    case T::Object: return *a.asObject() == *b.asObject();
+    default: return false;
+  }
+}
+
+Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+  for (const auto& entry : entries) set(entry.first, entry.second);
+}
+
+const Value* Dictionary::find(std::string_view key) const {
+  for (const auto& entry : entries_)
+    if (entry.first == key) return &entry.second;
+  return nullptr;
+}
+
+Value* Dictionary::find(std::string_view key) {
+  for (auto& entry : entries_)
+    if (entry.first == key) return &entry.second;
+  return nullptr;
+}
+
+void Dictionary::set(std::string key, Value value) {
+  if (Value* existing = find(key)) {
+    *existing = std::move(value);
+    return;
+  }
+  entries_.emplace_back(std::move(key), std::move(value));
+}
+
+bool Dictionary::remove(std::string_view key) {
+  for (auto it = entries_.begin(); it != entries_.end(); ++it) {
+    if (it->first == key) {
+      entries_.erase(it);
+      return true;
+    }
+  }
+  return false;
+}
+
+void Dictionary::addEntriesFromDictionary(const Dictionary& other) {
+  for (const auto& [key, value] : other) set(key, value);
+}
+
+std::vector<std::string> Dictionary::allKeys() const {
+  std::vector<std::string> keys;
+  keys.reserve(entries_.size());
+  for (const auto& entry : entries_) keys.push_back(entry.first);
+  return keys;
+}
+
+// Dictionaries are equal when they hold the same keys with equal values, whatever their order.
+bool operator==(const Dictionary& a, const Dictionary& b) {
+  if (a.size() != b.size()) return false;
+  for (const auto& [key, value] : a) {
+    const Value* other = b.find(key);
+    if (!other || !(*other == value)) return false;
+  }
+  return true;
+}
+
+}  // namespace tavo::platform

@@ -1,0 +1,139 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/Date.h"
+
+namespace tavo::platform {
+
+class Codable;
+class Dictionary;
+class Value;
+
+using Data = std::vector<std::uint8_t>;
+using Array = std::vector<Value>;
+
+// The property-list value model: the null object, Boolean, integer, real, string, data, date, array,
+// dictionary (stable insertion order), plus a reference to an archivable object (the platform's "id").
+//
+// "Absent" is not a Value: it is std::nullopt, an empty pointer or a missing key. A default-constructed
+// Value is the null object. Arrays and dictionaries are shared copy-on-write, so copying a Value is cheap.
+class Value {
+ public:
+  enum class Type { Null, Boolean, Integer, Real, String, Data, Date, Array, Dictionary, Object };
+
+  Value() = default;
+  Value(std::nullptr_t) {}
+  Value(bool b) : storage_(b) {}
+  Value(int i) : storage_(static_cast<std::int64_t>(i)) {}
+  Value(unsigned int i) : storage_(static_cast<std::int64_t>(i)) {}
+  Value(long i) : storage_(static_cast<std::int64_t>(i)) {}
+  Value(long long i) : storage_(static_cast<std::int64_t>(i)) {}
+  Value(unsigned long i);
+  Value(unsigned long long i);
+  Value(double d) : storage_(d) {}
+  Value(float f) : storage_(static_cast<double>(f)) {}
+  Value(const char* s) : storage_(std::string(s ? s : "")) {}
+  Value(std::string s) : storage_(std::move(s)) {}
+  Value(std::string_view s) : storage_(std::string(s)) {}
+  Value(Data d) : storage_(std::make_shared<const Data>(std::move(d))) {}
+  Value(Date d) : storage_(d) {}
+  Value(Array a);
+  Value(Dictionary d);
+  Value(std::shared_ptr<Codable> object);
+
+  static Value null() { return Value(); }
+
+  Type type() const;
+  bool isNull() const { return type() == Type::Null; }  // "is the null object"
+  bool isBoolean() const { return type() == Type::Boolean; }
+  bool isNumber() const;  // Boolean, Integer or Real: the platform's number class
+  bool isString() const { return type() == Type::String; }
+  bool isArray() const { return type() == Type::Array; }
+  bool isDictionary() const { return type() == Type::Dictionary; }
+  bool isObject() const { return type() == Type::Object; }
+
+  // Typed access: nullptr when the value is of another type, so bad server data never throws.
+  const std::string* asString() const;
+  const Data* asData() const;
+  const Date* asDate() const;
+  const Array* asArray() const;
+  const Dictionary* asDictionary() const;
+  const std::shared_ptr<Codable>* asObject() const;
+  template <class T>
+  std::shared_ptr<T> objectAs() const {
+    const auto* o = asObject();
+    return o ? std::dynamic_pointer_cast<T>(*o) : nullptr;
+  }
+
+  // Mutable access to a collection; copies it first when it is shared with another Value.
+  // Precondition: the value is of that type (else throws std::logic_error).
+  Array& mutableArray();
+  Dictionary& mutableDictionary();
+
+  // The platform's conversions, lenient as the platform's are: anything that cannot convert gives 0/NO/"".
+  std::int64_t integerValue() const;  // strings: leading spaces, sign, digits; reals truncate
+  double doubleValue() const;
+  bool boolValue() const;          // strings: Y/y/T/t or a digit 1-9 after spaces, sign and zeros
+  std::string stringValue() const; // strings as they are; numbers in decimal; others their description
+
+  // The platform class name of the value: "NSNull", "NSNumber", "NSString", "NSData", "NSDate", "NSArray",
+  // "NSDictionary", or the archivable object's own class name.
+  std::string className() const;
+
+  // Human text as the platform prints objects in a log line ("%@").
+  std::string description() const;
+
+  // Member lookup on a dictionary value; nullptr when not a dictionary or the key is missing.
+  const Value* get(std::string_view key) const;
+
+  friend bool operator==(const Value& a, const Value& b);
+
+ private:
+  using Storage = std::variant<std::monostate, bool, std::int64_t, double, std::string,
+                               std::shared_ptr<const Data>, Date, std::shared_ptr<const Array>,
+                               std::shared_ptr<const Dictionary>, std::shared_ptr<Codable>>;
+  Storage storage_;
+
+  void describe(std::string& out, int indent) const;
+};
+
+// A string-keyed dictionary that keeps insertion order (the order in which it enumerates and serialises).
+// Setting an existing key replaces its value in place.
+class Dictionary {
+ public:
+  using Entry = std::pair<std::string, Value>;
+  using const_iterator = std::vector<Entry>::const_iterator;
+
+  Dictionary() = default;
+  Dictionary(std::initializer_list<Entry> entries);
+
+  const Value* find(std::string_view key) const;
+  Value* find(std::string_view key);
+  bool contains(std::string_view key) const { return find(key) != nullptr; }
+  void set(std::string key, Value value);
+  bool remove(std::string_view key);
+  // Adds every entry of other, replacing values of keys present in both.
+  void addEntriesFromDictionary(const Dictionary& other);
+  std::vector<std::string> allKeys() const;
+
+  std::size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  const_iterator begin() const { return entries_.begin(); }
+  const_iterator end() const { return entries_.end(); }
+
+  friend bool operator==(const Dictionary& a, const Dictionary& b);
+
+ private:
+  std::vector<Entry> entries_;
+};
+
+}  // namespace tavo::platform

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/Value.h"
+#include "tracking/TAVOUser.h"
+
+namespace tavo {
+
+// Loads and saves the current user and builds the dictionary of user and device facts that every payload
+// starts from.
+class TAVOUserController {
+ public:
+  // The stored user; a user without a server id comes back marked new; nothing stored gives a new user.
+  static std::shared_ptr<TAVOUser> getSavedUser();
+  static void saveUser(const std::shared_ptr<TAVOUser>& user);
+
+  static void enableUserTracking();
+  static bool isUserTrackingDisabled();
+
+  // The common parameters of every payload: identification of the device, the app and the moment.
+  platform::Dictionary basicUserInfo() const;
+  // The user's full profile: the server's data, the common parameters, then the host's ids and the token.
+  platform::Dictionary prepareUserInfo() const;
+  // Sets the current user's customer id and saves the user; sends nothing.
+  void setCustomerId(const std::string& customerId);
+};
+
+}  // namespace tavo

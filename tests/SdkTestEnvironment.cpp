@@ -1,0 +1,85 @@
+#include "SdkTestEnvironment.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "core/TAVOControllerTestAccess.h"
+#include "core/TAVOLogger.h"
+
+namespace tavo::testing {
+
+namespace fs = std::filesystem;
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = (fs::temp_directory_path() / "tavo-test-XXXXXX").string();
+  if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+  path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+SdkTestEnvironment::SdkTestEnvironment(Store store) : store_(store) {
+  std::string pattern = (fs::temp_directory_path() / "tavo-sdk-XXXXXX").string();
+  if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+  directory_ = pattern;
+  install();
+}
+
+SdkTestEnvironment::~SdkTestEnvironment() {
+  if (platform_ && platform_->operationQueue) platform_->operationQueue->waitUntilAllOperationsAreFinished();
+  TAVOControllerTestAccess::replaceSharedInstance();
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDefaultMask);
+  platform::Platform::install(nullptr);
+  std::error_code ignored;
+  fs::remove_all(directory_, ignored);
+}
+
+void SdkTestEnvironment::install() {
+  auto platform = platform::Platform::makeForTesting(directory_);
+  if (store_ == Store::File)
+    platform->userDefaults = std::make_shared<platform::UserDefaults>(directory_ + "/UserDefaults.sqlite");
+  // Keep virtual time running across a restart, as wall time would.
+  if (clock_) {
+    platform->clock = clock_;
+    platform->mainLoop = std::make_shared<platform::MainLoop>(clock_);
+  } else {
+    clock_ = std::dynamic_pointer_cast<platform::ManualClock>(platform->clock);
+  }
+  platform->systemLog->setHandler([this](const std::string& line) {
+    std::lock_guard lock(logMutex_);
+    log_.push_back(line);
+  });
+  platform_ = std::move(platform);
+  platform::Platform::install(platform_);
+  TAVOControllerTestAccess::replaceSharedInstance();
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDefaultMask);
+}
+
+void SdkTestEnvironment::restart() {
+  platform_->operationQueue->waitUntilAllOperationsAreFinished();
+  install();
+}
+
+std::vector<std::string> SdkTestEnvironment::logLines() const {
+  std::lock_guard lock(logMutex_);
+  return log_;
+}
+
+bool SdkTestEnvironment::logged(const std::string& line) const { return countLogged(line) > 0; }
+
+std::size_t SdkTestEnvironment::countLogged(const std::string& line) const {
+  std::lock_guard lock(logMutex_);
+  return static_cast<std::size_t>(std::count(log_.begin(), log_.end(), line));
+}
+
+void SdkTestEnvironment::clearLog() {
+  std::lock_guard lock(logMutex_);
+  log_.clear();
+}
+
+}  // namespace tavo::testing

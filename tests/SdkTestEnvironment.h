@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace tavo::testing {
+
+// A fresh platform and a fresh shared controller for one test: a temporary data directory, a manual clock,
+// a store in memory (or in a SQLite file, to test restarts) and every system-log line captured.
+class SdkTestEnvironment {
+ public:
+  enum class Store { InMemory, File };
+
+  explicit SdkTestEnvironment(Store store = Store::InMemory);
+  ~SdkTestEnvironment();
+
+  // Simulates a process restart on the same data directory: new platform services over the same files,
+  // a new shared controller. Only meaningful with Store::File.
+  void restart();
+
+  platform::Platform& platform() { return *platform_; }
+  platform::ManualClock& clock() { return *clock_; }
+  const std::string& dataDirectory() const { return directory_; }
+
+  std::vector<std::string> logLines() const;
+  bool logged(const std::string& line) const;
+  std::size_t countLogged(const std::string& line) const;
+  void clearLog();
+
+ private:
+  void install();
+
+  Store store_;
+  std::string directory_;
+  std::shared_ptr<platform::Platform> platform_;
+  std::shared_ptr<platform::ManualClock> clock_;
+  mutable std::mutex logMutex_;
+  std::vector<std::string> log_;
+};
+
+// A directory under the system's temporary directory, removed with everything in it on destruction.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace tavo::testing
