@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "core/TAVOController.h"
 #include "core/TAVOControllerTestAccess.h"
+#include "network/TAVORequestController.h"
 #include "core/TAVOLogger.h"
 
 namespace tavo::testing {
@@ -63,6 +65,22 @@ void SdkTestEnvironment::install() {
 void SdkTestEnvironment::restart() {
   platform_->operationQueue->waitUntilAllOperationsAreFinished();
   install();
+}
+
+platform::FakeHttpClient& SdkTestEnvironment::http() {
+  auto fake = std::dynamic_pointer_cast<platform::FakeHttpClient>(platform_->httpClient);
+  if (!fake) throw std::logic_error("this test installed a real HTTP client");
+  return *fake;
+}
+
+void SdkTestEnvironment::drainQueues() {
+  auto requests = TAVOController::sharedInstance().requestController();
+  for (int round = 0; round < 1000; ++round) {
+    platform_->operationQueue->waitUntilAllOperationsAreFinished();
+    if (requests) requests->queue()->waitUntilAllOperationsAreFinished();
+    if (platform_->operationQueue->operationCount() == 0 && (!requests || requests->queue()->operationCount() == 0))
+      return;
+  }
 }
 
 std::vector<std::string> SdkTestEnvironment::logLines() const {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/FakeHttpClient.h"
 #include "platform/Platform.h"
 
 namespace tavo::testing {
@@ -23,6 +24,11 @@ class SdkTestEnvironment {
   void restart();
 
   platform::Platform& platform() { return *platform_; }
+  // The platform's fake HTTP client (unless a test installed a real one).
+  platform::FakeHttpClient& http();
+  // Waits until the platform's queue and the request controller's queue are both idle, so every answer
+  // (and every retry it caused) has been handled.
+  void drainQueues();
   platform::ManualClock& clock() { return *clock_; }
   const std::string& dataDirectory() const { return directory_; }
 

@@ -6,7 +6,9 @@
 #include "core/TAVOAppController.h"
 #include "core/TAVODeviceController.h"
 #include "core/TAVOControllerTestAccess.h"
+#include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
+#include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
 
@@ -45,11 +47,13 @@ void TAVOController::initTAVO() {
   // Sub-controllers in their fixed order of creation.
   SubControllers fresh;
   fresh.dataStore = std::make_shared<TAVODataStoreController>();
+  fresh.request = TAVORequestController::make();
   fresh.device = std::make_shared<TAVODeviceController>();
   fresh.security = std::make_shared<SecurityController>();
+  fresh.event = std::make_shared<TAVOEventController>();
   fresh.user = std::make_shared<TAVOUserController>();
   std::string version = TAVOAppController::getAppVersion();
-  std::shared_ptr<TAVOUser> user = TAVOUserController::getSavedUser();
+  std::shared_ptr<const TAVOUser> user = TAVOUserController::getSavedUser();
   {
     std::lock_guard lock(mutex_);
     subControllers_ = std::move(fresh);
@@ -71,6 +75,7 @@ void TAVOController::generateApiKeyAndApiUserFrom(const std::optional<std::strin
 }
 
 void TAVOController::reset() {
+  if (auto requests = requestController()) requests->sendOperations();
   dataStoreController()->reset();
   initTAVO();
 }
@@ -100,14 +105,22 @@ std::string TAVOController::appVersion() const {
   return appVersion_;
 }
 
-std::shared_ptr<TAVOUser> TAVOController::currentUser() const {
+std::shared_ptr<const TAVOUser> TAVOController::currentUser() const {
   std::lock_guard lock(mutex_);
   return currentUser_;
 }
 
-void TAVOController::setCurrentUser(std::shared_ptr<TAVOUser> user) {
+void TAVOController::setCurrentUser(std::shared_ptr<const TAVOUser> user) {
   std::lock_guard lock(mutex_);
   currentUser_ = std::move(user);
+}
+
+std::shared_ptr<const TAVOUser> TAVOController::updateCurrentUser(const std::function<void(TAVOUser&)>& change) {
+  std::lock_guard lock(mutex_);
+  auto next = currentUser_ ? std::make_shared<TAVOUser>(*currentUser_) : std::make_shared<TAVOUser>();
+  change(*next);
+  currentUser_ = next;
+  return next;
 }
 
 void TAVOController::persistCurrentUser() { TAVOUserController::saveUser(currentUser()); }
@@ -115,6 +128,16 @@ void TAVOController::persistCurrentUser() { TAVOUserController::saveUser(current
 std::shared_ptr<TAVODataStoreController> TAVOController::dataStoreController() const {
   std::lock_guard lock(mutex_);
   return subControllers_.dataStore;
+}
+
+std::shared_ptr<TAVORequestController> TAVOController::requestController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.request;
+}
+
+std::shared_ptr<TAVOEventController> TAVOController::eventController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.event;
 }
 
 std::shared_ptr<TAVODeviceController> TAVOController::deviceController() const {

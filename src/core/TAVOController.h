@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,6 +17,8 @@ namespace tavo {
 class SecurityController;
 class TAVODataStoreController;
 class TAVODeviceController;
+class TAVOEventController;
+class TAVORequestController;
 class TAVOUser;
 class TAVOUserController;
 
@@ -52,15 +55,20 @@ class TAVOController {
   std::uint64_t logLevel() const { return logLevel_.load(); }
   void setLogLevel(std::uint64_t level) { logLevel_.store(level); }
 
-  std::shared_ptr<TAVOUser> currentUser() const;
-  void setCurrentUser(std::shared_ptr<TAVOUser> user);
+  // The current user is shared between threads as an immutable snapshot: a change makes a new user.
+  std::shared_ptr<const TAVOUser> currentUser() const;
+  void setCurrentUser(std::shared_ptr<const TAVOUser> user);
+  // Applies change to a copy of the current user and makes the copy current; returns it.
+  std::shared_ptr<const TAVOUser> updateCurrentUser(const std::function<void(TAVOUser&)>& change);
   // Saves the current user through the user part.
   void persistCurrentUser();
 
   // Sub-controllers. Each returns the instance of the current life of the controller (reset replaces them).
   std::shared_ptr<TAVODataStoreController> dataStoreController() const;
+  std::shared_ptr<TAVORequestController> requestController() const;
   std::shared_ptr<TAVODeviceController> deviceController() const;
   std::shared_ptr<SecurityController> securityController() const;
+  std::shared_ptr<TAVOEventController> eventController() const;
   std::shared_ptr<TAVOUserController> userController() const;
 
   // In-app listeners: held weakly (the host owns them); added once, removed if present; null is ignored.
@@ -90,8 +98,10 @@ class TAVOController {
   // Everything initTAVO rebuilds, swapped in as one piece so a reader on another thread sees one life.
   struct SubControllers {
     std::shared_ptr<TAVODataStoreController> dataStore;
+    std::shared_ptr<TAVORequestController> request;
     std::shared_ptr<TAVODeviceController> device;
     std::shared_ptr<SecurityController> security;
+    std::shared_ptr<TAVOEventController> event;
     std::shared_ptr<TAVOUserController> user;
   };
 
@@ -108,7 +118,7 @@ class TAVOController {
   std::optional<std::string> apiKey_;
   std::optional<std::string> sessionKey_;
   std::string appVersion_;
-  std::shared_ptr<TAVOUser> currentUser_;
+  std::shared_ptr<const TAVOUser> currentUser_;
 
   mutable std::mutex inAppDelegatesMutex_;
   std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_;

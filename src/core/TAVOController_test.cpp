@@ -40,7 +40,7 @@ TEST_F(TAVOControllerTest, ResetClearsTheStoreAndStateButKeepsTheCredentials) {
   controller.generateApiKeyAndApiUserFrom(std::string("ABCDEFGHIJ123456789"));
   controller.setSessionKey(std::string("ABCDEFGHIJ123456789"));
   controller.setConnectionStatusTo(TAVOController::SessionStarted);
-  controller.currentUser()->userID = "customer-7";
+  controller.updateCurrentUser([](TAVOUser& user) { user.userID = "customer-7"; });
   controller.persistCurrentUser();
   auto delegate = std::make_shared<TAVOInAppMessageDelegate>();
   controller.addInAppDelegate(delegate);
@@ -61,9 +61,11 @@ TEST_F(TAVOControllerTest, ResetClearsTheStoreAndStateButKeepsTheCredentials) {
 TEST_F(TAVOControllerTest, TheStoredUserIsReadBackByANewProcess) {
   testing::SdkTestEnvironment fileEnv(testing::SdkTestEnvironment::Store::File);
   auto& first = TAVOController::sharedInstance();
-  first.currentUser()->userMail = "ana@example.com";
-  first.currentUser()->tAVoUserID = platform::Value(4711);
-  first.currentUser()->isNew = false;  // as after the server answered
+  first.updateCurrentUser([](TAVOUser& user) {
+    user.userMail = "ana@example.com";
+    user.tAVoUserID = platform::Value(4711);
+    user.isNew = false;  // as after the server answered
+  });
   first.persistCurrentUser();
   fileEnv.restart();
   auto& second = TAVOController::sharedInstance();

@@ -27,6 +27,10 @@ class TAVOTransmitObject : public std::enable_shared_from_this<TAVOTransmitObjec
   virtual void appendParameters() {}
   // true: a failed send drops the payload instead of retrying it.
   virtual bool removeOnError() const { return false; }
+  // The kind of answer this payload gets inside a batch, and alone in a single-object request
+  // (TAVOResponseType); a plain status answer unless the payload says otherwise.
+  virtual int operationResponseType() const { return 0; }
+  virtual int requestResponseType() const { return operationResponseType(); }
 
   // Starts objectData from the common parameters, marks payloads whose answers may carry in-app content,
   // and adds the current user's server id and mail.

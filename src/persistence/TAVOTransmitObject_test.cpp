@@ -57,9 +57,10 @@ TEST_F(TransmitObjectTest, EventsAndChecksAskForImpressionDelegation) {
 }
 
 TEST_F(TransmitObjectTest, TheCurrentUsersServerIdAndMailAreAdded) {
-  auto user = TAVOController::sharedInstance().currentUser();
-  user->tAVoUserID = Value(981);
-  user->userMail = "ana@example.com";
+  TAVOController::sharedInstance().updateCurrentUser([](TAVOUser& user) {
+    user.tAVoUserID = Value(981);
+    user.userMail = "ana@example.com";
+  });
   auto object = make<TAVOTransmitObject>();
   EXPECT_EQ(*object->objectData.find("eid"), Value(981));
   EXPECT_EQ(*object->objectData.find("email"), Value("ana@example.com"));

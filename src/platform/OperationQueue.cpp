@@ -29,11 +29,26 @@ OperationQueue::~OperationQueue() {
 }
 
 void OperationQueue::addOperation(std::function<void()> operation) {
+  std::function<void(std::size_t)> observer;
+  std::size_t count;
   {
     std::lock_guard lock(mutex_);
     pending_.push_back(std::move(operation));
+    observer = countObserver_;
+    count = pending_.size() + running_;
   }
   available_.notify_one();
+  if (observer) observer(count);
+}
+
+std::size_t OperationQueue::operationCount() const {
+  std::lock_guard lock(mutex_);
+  return pending_.size() + running_;
+}
+
+void OperationQueue::setOperationCountObserver(std::function<void(std::size_t)> observer) {
+  std::lock_guard lock(mutex_);
+  countObserver_ = std::move(observer);
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
@@ -65,6 +80,13 @@ void OperationQueue::work() {
     operation = nullptr;
     lock.lock();
     --running_;
+    if (countObserver_) {
+      auto observer = countObserver_;
+      const std::size_t count = pending_.size() + running_;
+      lock.unlock();
+      observer(count);
+      lock.lock();
+    }
     if (pending_.empty() && running_ == 0) idle_.notify_all();
   }
 }

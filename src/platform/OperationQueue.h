@@ -23,6 +23,11 @@ class OperationQueue {
   void waitUntilAllOperationsAreFinished();
   // Whether the calling thread is one of this queue's workers.
   bool isCurrentQueue() const;
+  // Operations waiting or running.
+  std::size_t operationCount() const;
+  // Told the new count each time an operation is added or finishes (on that thread, outside the queue's
+  // lock), as an observer of the platform queue's "operations" would be.
+  void setOperationCountObserver(std::function<void(std::size_t count)> observer);
 
  private:
   void work();
@@ -32,6 +37,7 @@ class OperationQueue {
   std::condition_variable idle_;
   std::deque<std::function<void()>> pending_;
   std::size_t running_ = 0;
+  std::function<void(std::size_t)> countObserver_;
   bool stopping_ = false;
   std::vector<std::thread> workers_;
 };

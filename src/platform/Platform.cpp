@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/FakeHttpClient.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -37,11 +39,15 @@ std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::stri
 }  // namespace
 
 std::shared_ptr<Platform> Platform::makeDefault(const std::string& dataDirectory) {
-  return makeWith(std::make_shared<SystemClock>(), dataDirectory, "");
+  auto p = makeWith(std::make_shared<SystemClock>(), dataDirectory, "");
+  p->httpClient = std::make_shared<CurlHttpClient>(p->operationQueue);
+  return p;
 }
 
 std::shared_ptr<Platform> Platform::makeForTesting(const std::string& dataDirectory) {
-  return makeWith(std::make_shared<ManualClock>(), dataDirectory, ":memory:");
+  auto p = makeWith(std::make_shared<ManualClock>(), dataDirectory, ":memory:");
+  p->httpClient = std::make_shared<FakeHttpClient>(p->operationQueue);
+  return p;
 }
 
 Platform& Platform::shared() {

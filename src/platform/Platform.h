@@ -7,6 +7,7 @@
 #include "platform/Clock.h"
 #include "platform/Device.h"
 #include "platform/FileSystem.h"
+#include "platform/HttpClient.h"
 #include "platform/Locale.h"
 #include "platform/MainLoop.h"
 #include "platform/NotificationCenter.h"
@@ -24,7 +25,8 @@ class Platform {
  public:
   // The Linux services with the store and Documents under dataDirectory and the machine's clock.
   static std::shared_ptr<Platform> makeDefault(const std::string& dataDirectory);
-  // Same services with a manual clock and an in-memory store, for tests; files still go to dataDirectory.
+  // Same services with a manual clock, an in-memory store and a FakeHttpClient, for tests; files still go
+  // to dataDirectory.
   static std::shared_ptr<Platform> makeForTesting(const std::string& dataDirectory);
 
   // The installed platform; installs makeDefault(FileSystem::defaultDataDirectory("tavo")) on first use.
@@ -35,6 +37,7 @@ class Platform {
   std::shared_ptr<Clock> clock;
   std::shared_ptr<MainLoop> mainLoop;
   std::shared_ptr<OperationQueue> operationQueue;
+  std::shared_ptr<HttpClient> httpClient;  // completions on operationQueue
   std::shared_ptr<NotificationCenter> notificationCenter;
   std::shared_ptr<FileSystem> fileSystem;
   std::shared_ptr<UserDefaults> userDefaults;

@@ -29,10 +29,10 @@ std::shared_ptr<TAVOUser> TAVOUserController::getSavedUser() {
   return user;
 }
 
-void TAVOUserController::saveUser(const std::shared_ptr<TAVOUser>& user) {
+void TAVOUserController::saveUser(const std::shared_ptr<const TAVOUser>& user) {
   try {
     std::optional<Value> object;
-    if (user) object = Value(std::shared_ptr<platform::Codable>(user));
+    if (user) object = Value(std::shared_ptr<platform::Codable>(std::const_pointer_cast<TAVOUser>(user)));
     TAVOController::sharedInstance().dataStoreController()->saveObjectToDataStore(
         object, TAVODataStoreController::kUserModelKey);
   } catch (const Exception& e) {
@@ -83,10 +83,7 @@ platform::Dictionary TAVOUserController::prepareUserInfo() const {
 }
 
 void TAVOUserController::setCustomerId(const std::string& customerId) {
-  const auto user = TAVOController::sharedInstance().currentUser();
-  if (!user) return;
-  user->userID = customerId;
-  saveUser(user);
+  saveUser(TAVOController::sharedInstance().updateCurrentUser([&](TAVOUser& user) { user.userID = customerId; }));
 }
 
 }  // namespace tavo

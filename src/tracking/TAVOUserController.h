@@ -15,7 +15,7 @@ class TAVOUserController {
  public:
   // The stored user; a user without a server id comes back marked new; nothing stored gives a new user.
   static std::shared_ptr<TAVOUser> getSavedUser();
-  static void saveUser(const std::shared_ptr<TAVOUser>& user);
+  static void saveUser(const std::shared_ptr<const TAVOUser>& user);
 
   static void enableUserTracking();
   static bool isUserTrackingDisabled();

@@ -45,11 +45,12 @@ TEST_F(UserControllerTest, SetCustomerIdIsPersisted) {
 
 TEST_F(UserControllerTest, TheProfileLayersServerDataCommonParametersIdsAndToken) {
   auto& controller = TAVOController::sharedInstance();
-  auto user = controller.currentUser();
-  user->userInfo = platform::Dictionary{{"points", 10}, {"email", "old@example.com"}, {"udid", "server-side"}};
-  user->userMail = "ana@example.com";
-  user->userID = "c-2";
-  user->tAVoUserID = Value(5);
+  controller.updateCurrentUser([](TAVOUser& user) {
+    user.userInfo = platform::Dictionary{{"points", 10}, {"email", "old@example.com"}, {"udid", "server-side"}};
+    user.userMail = "ana@example.com";
+    user.userID = "c-2";
+    user.tAVoUserID = Value(5);
+  });
   controller.dataStoreController()->saveObjectToDataStore(Value("abcd"), TAVODataStoreController::kPushTokenRegisteredKey);
   const auto profile = controller.userController()->prepareUserInfo();
   EXPECT_EQ(*profile.find("points"), Value(10));

@@ -1,0 +1,20 @@
+#include "persistence/TAVOObservableTransmitObject.h"
+
+#include "network/TAVOEventRequest.h"
+#include "network/TAVOInAppRequest.h"
+
+namespace tavo {
+
+void TAVOObservableTransmitObject::initWithRequest(const TAVOEventRequest& request) {
+  init();
+  if (auto delegate = request.requestDelegate.lock()) requestDelegate = delegate;
+  if (request.customId) customId = request.customId;
+}
+
+void TAVOObservableTransmitObject::initWithRequest(const TAVOInAppRequest& request) {
+  init();
+  if (request.requestDelegate) requestDelegate = request.requestDelegate;
+  if (request.customId) customId = request.customId;
+}
+
+}  // namespace tavo

@@ -1,0 +1,44 @@
+#include "tracking/TAVOEventController.h"
+
+#include <algorithm>
+
+#include "core/TAVOController.h"
+#include "network/TAVOEventRequest.h"
+#include "network/TAVOOperation.h"
+#include "network/TAVORequestController.h"
+#include "tracking/TAVODashboardEvent.h"
+#include "tracking/TAVOEvent.h"
+
+namespace tavo {
+
+void TAVOEventController::sendEvent(const TAVOEventRequest& request, bool withRule) {
+  auto event = std::make_shared<TAVOEvent>();
+  event->initWithRequest(request);
+  if (isScreenEvent(request.token) || withRule) event->checkForRules();
+  if (auto requests = TAVOController::sharedInstance().requestController())
+    requests->addOperationToQueue(TAVOOperation::operationWithTransmitObject(event));
+}
+
+void TAVOEventController::parseScreenEvents(const platform::Value& events) {
+  std::lock_guard lock(screenEventsMutex_);
+  if (!screenEvents_) screenEvents_.emplace();
+  const platform::Array* list = events.asArray();
+  if (!list) return;
+  for (const auto& element : *list) {
+    const TAVODashboardEvent event(element);
+    if (event.isScreenEvent() && event.active && event.token) screenEvents_->push_back(*event.token);
+  }
+}
+
+bool TAVOEventController::isScreenEvent(const std::string& token) const {
+  std::lock_guard lock(screenEventsMutex_);
+  if (!screenEvents_) return true;
+  return std::find(screenEvents_->begin(), screenEvents_->end(), token) != screenEvents_->end();
+}
+
+std::optional<std::vector<std::string>> TAVOEventController::screenEvents() const {
+  std::lock_guard lock(screenEventsMutex_);
+  return screenEvents_;
+}
+
+}  // namespace tavo
