@@ -1,0 +1,159 @@
+#include "network/TAVOResponseHandler.h"
+
+#include <gtest/gtest.h>
+
+#include "SdkTestEnvironment.h"
+#include "core/TAVOController.h"
+#include "core/TAVOLogger.h"
+#include "network/TAVOEventRequest.h"
+#include "network/TAVORequest.h"
+#include "network/TAVOResetUser.h"
+#include "network/TAVOUpdateUser.h"
+#include "tracking/TAVOEvent.h"
+#include "tracking/TAVOEventController.h"
+#include "tracking/TAVOUser.h"
+
+namespace tavo {
+namespace {
+
+using platform::Value;
+
+class ResponseHandlerTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<TAVOOperation> event(const std::string& token, bool rule = false,
+                                       std::shared_ptr<TAVORequestDelegate> delegate = nullptr) {
+    TAVOEventRequest request(token);
+    request.requestDelegate = delegate;
+    auto payload = std::make_shared<TAVOEvent>();
+    payload->initWithRequest(request);
+    if (rule) payload->checkForRules();
+    return TAVOOperation::operationWithTransmitObject(payload);
+  }
+  // Runs the handler and returns the codes it reported, -1 standing for success.
+  std::vector<int> handle(const std::string& body, const std::shared_ptr<TAVORequest>& request) {
+    std::vector<int> results;
+    handler.processResponse(body, request, [&](const std::optional<TAVOError>& error) {
+      results.push_back(error ? error->code() : -1);
+    });
+    return results;
+  }
+
+  testing::SdkTestEnvironment env;
+  TAVOResponseHandler handler;
+};
+
+TEST_F(ResponseHandlerTest, StatusRule) {
+  for (const char* ok : {"200", "299", "300", "1", "150", "302", "700", "-5"}) {
+    const Value status(ok);
+    EXPECT_TRUE(TAVOResponseHandler::statusIsOk(&status)) << ok;
+  }
+  for (const char* refused : {"0", "404", "400", "499", "500", "599", "666", "abc", ""}) {
+    const Value status(refused);
+    EXPECT_FALSE(TAVOResponseHandler::statusIsOk(&status)) << refused;
+  }
+  const Value numeric(204);
+  EXPECT_TRUE(TAVOResponseHandler::statusIsOk(&numeric));
+  EXPECT_FALSE(TAVOResponseHandler::statusIsOk(nullptr));
+  const Value wrapped(4294967496LL);  // read as a 32-bit integer: 200
+  EXPECT_TRUE(TAVOResponseHandler::statusIsOk(&wrapped));
+}
+
+TEST_F(ResponseHandlerTest, EachOperationFindsItsOwnAnswerByIdOrTakesTheWholeAnswer) {
+  const auto a = event("a"), b = event("b"), c = event("c");
+  const auto request = TAVORequest::requestWithOperations({a, b, c});
+  const std::string body = R"({"operations":[{"id":")" + b->operationId + R"(","response":{"status":404}},)" +
+                           R"({"id":")" + a->operationId + R"(","response":{"status":200}}],"status":201})";
+  // a: its own 200; b: its own 404; c: no entry of its own, so the whole answer with status 201.
+  EXPECT_EQ(handle(body, request), (std::vector<int>{-1, 3, -1}));
+  EXPECT_EQ(handle(R"({"status":200})", request), (std::vector<int>{-1, -1, -1}));
+  EXPECT_EQ(handle(R"({"operations":[],"status":"500"})", request), (std::vector<int>{3, 3, 3}));
+  EXPECT_EQ(handle(R"("200")", request), (std::vector<int>{3, 3, 3}));  // a fragment has no "status"
+}
+
+TEST_F(ResponseHandlerTest, AnUnreadableBatchAnswerStopsAtTheFirstOperation) {
+  const auto request = TAVORequest::requestWithOperations({event("a"), event("b")});
+  EXPECT_EQ(handle("<html>oops</html>", request), (std::vector<int>{1}));
+  EXPECT_EQ(handle("", request), (std::vector<int>{1}));
+  EXPECT_EQ(handle(R"({"status":200)", request), (std::vector<int>{1}));  // truncated
+}
+
+TEST_F(ResponseHandlerTest, AnswersNobodyReadsReportNothing) {
+  auto reset = std::make_shared<TAVOResetUser>();
+  reset->init();
+  const auto request = TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(reset)});
+  EXPECT_TRUE(handle(R"({"status":500})", request).empty());
+  auto click = std::make_shared<TAVOEvent>();
+  TAVOEventRequest clickRequest("tavo_auto_event");
+  clickRequest.attributes = platform::Dictionary{{"e_attribution_type", "e_click_engagement"}};
+  click->initWithRequest(clickRequest);
+  EXPECT_TRUE(click->isInmediate());
+  EXPECT_TRUE(handle(R"({"status":200})", TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(click)})).empty());
+}
+
+TEST_F(ResponseHandlerTest, AnAcceptedConfigurationReportsSuccessTwiceAndConfiguresScreenEvents) {
+  const auto start = event("tavo_start_session", true);
+  const auto request = TAVORequest::requestWithOperations({start});
+  EXPECT_EQ(handle(R"({"status":200,"config":{"events":[{"id":"7","category":"screen","active":"1","token":"cart"}]}})",
+                   request),
+            (std::vector<int>{-1, -1}));
+  auto events = TAVOController::sharedInstance().eventController();
+  EXPECT_TRUE(events->isScreenEvent("cart"));
+  EXPECT_FALSE(events->isScreenEvent("home"));
+  EXPECT_EQ(handle(R"({"status":200,"config":{"events":[{"category":"screen","active":1,"token":"cart"}]}})", request),
+            (std::vector<int>{-1, -1}));
+  EXPECT_EQ(events->screenEvents()->size(), 2u);  // tokens accumulate, duplicates included
+
+  EXPECT_EQ(handle(R"({"status":500})", request), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"([1,2])", request), (std::vector<int>{2}));
+}
+
+TEST_F(ResponseHandlerTest, SingleObjectAnswersAreABareStatusOrUserData) {
+  auto plain = std::make_shared<TAVOUpdateUser>();
+  plain->init();
+  const auto statusRequest = TAVORequest::requestWithUpdateUser(plain);
+  EXPECT_EQ(handle("200", statusRequest), (std::vector<int>{-1}));
+  EXPECT_EQ(handle("404", statusRequest), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"({"status":200})", statusRequest), (std::vector<int>{3}));  // the body itself is the status
+
+  auto retrieving = std::make_shared<TAVOUpdateUser>();
+  retrieving->initWithExtras(std::nullopt, true);
+  const auto dataRequest = TAVORequest::requestWithUpdateUser(retrieving);
+  EXPECT_TRUE(handle("not json", dataRequest).empty());  // nothing reported at all
+  EXPECT_EQ(handle(R"({"status":400})", dataRequest), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"({"status":200,"response":"none"})", dataRequest), (std::vector<int>{-1}));
+  EXPECT_TRUE(TAVOController::sharedInstance().currentUser()->isNew);
+  EXPECT_EQ(handle(R"({"status":200,"response":{"idtAVoUser":12.9,"info":"not an object"}})", dataRequest),
+            (std::vector<int>{-1}));
+  const auto user = TAVOController::sharedInstance().currentUser();
+  EXPECT_EQ(user->tAVoUserID, std::optional<Value>(12));
+  EXPECT_FALSE(user->userInfo);
+  EXPECT_FALSE(user->isNew);
+}
+
+TEST_F(ResponseHandlerTest, AUserDataOperationInABatchReadsTheWholeAnswerAndEndsTheBatch) {
+  auto retrieving = std::make_shared<TAVOUpdateUser>();
+  retrieving->initWithExtras(std::nullopt, true);
+  const auto request = TAVORequest::requestWithOperations(
+      {TAVOOperation::operationWithTransmitObject(retrieving), event("after")});
+  EXPECT_EQ(handle(R"({"status":200,"response":{"info":{"tier":"gold"}}})", request), (std::vector<int>{-1}));
+  EXPECT_EQ(TAVOController::sharedInstance().currentUser()->userInfo, (platform::Dictionary{{"tier", "gold"}}));
+}
+
+TEST_F(ResponseHandlerTest, SuccessNoticeUsesTheIdRuleAndSurvivesAThrowingDelegate) {
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onSuccess = [&](const std::string& id, bool data) { heard.push_back(id + (data ? "+" : "-")); };
+  const auto operation = event("a", false, delegate);
+  handler.onSuccessRequestOperation(operation, true);
+  std::dynamic_pointer_cast<TAVOObservableTransmitObject>(operation->transmitObject)->customId = "mine";
+  handler.onSuccessRequestOperation(operation, false);
+  EXPECT_EQ(heard, (std::vector<std::string>{operation->operationId + "+", "mine-"}));
+
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  delegate->onSuccess = [](const std::string&, bool) { throw 42; };
+  handler.onSuccessRequestOperation(operation, true);
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Error executing TAVORequestDelegate onStarted"));
+}
+
+}  // namespace
+}  // namespace tavo
