@@ -33,7 +33,8 @@ SdkTestEnvironment::SdkTestEnvironment(Store store) : store_(store) {
 }
 
 SdkTestEnvironment::~SdkTestEnvironment() {
-  if (platform_ && platform_->operationQueue) platform_->operationQueue->waitUntilAllOperationsAreFinished();
+  // Answers still in flight must not reach the next test's controller.
+  if (platform_ && platform_->operationQueue) drainQueues();
   TAVOControllerTestAccess::replaceSharedInstance();
   TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDefaultMask);
   platform::Platform::install(nullptr);
@@ -63,7 +64,7 @@ void SdkTestEnvironment::install() {
 }
 
 void SdkTestEnvironment::restart() {
-  platform_->operationQueue->waitUntilAllOperationsAreFinished();
+  drainQueues();
   install();
 }
 
@@ -74,7 +75,8 @@ platform::FakeHttpClient& SdkTestEnvironment::http() {
 }
 
 void SdkTestEnvironment::drainQueues() {
-  auto requests = TAVOController::sharedInstance().requestController();
+  TAVOController* controller = TAVOControllerTestAccess::existingInstance();
+  auto requests = controller ? controller->requestController() : nullptr;
   for (int round = 0; round < 1000; ++round) {
     platform_->operationQueue->waitUntilAllOperationsAreFinished();
     if (requests) requests->queue()->waitUntilAllOperationsAreFinished();

@@ -1,4 +1,4 @@
-#include "core/TAVOConfiguration.h"
+#include "tavo/TAVOConfiguration.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,17 @@
 #include "core/TAVOController.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/SecurityController.h"
+#include "core/StringFormat.h"
 #include "core/TAVOAppController.h"
+#include "core/TAVOLogger.h"
+#include "network/TAVOUpdateUser.h"
+#include "tavo/TAVOEventRequest.h"
 #include "core/TAVODeviceController.h"
+#include "core/TAVOSessionController.h"
+#include "tracking/TAVOShoppingCartController.h"
 #include "core/TAVOControllerTestAccess.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
@@ -49,17 +56,22 @@ void TAVOController::initTAVO() {
   fresh.dataStore = std::make_shared<TAVODataStoreController>();
   fresh.request = TAVORequestController::make();
   fresh.device = std::make_shared<TAVODeviceController>();
+  fresh.session = std::make_shared<TAVOSessionController>();
+  fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
   fresh.security = std::make_shared<SecurityController>();
   fresh.event = std::make_shared<TAVOEventController>();
   fresh.user = std::make_shared<TAVOUserController>();
   std::string version = TAVOAppController::getAppVersion();
   std::shared_ptr<const TAVOUser> user = TAVOUserController::getSavedUser();
+  SubControllers previous;
   {
     std::lock_guard lock(mutex_);
-    subControllers_ = std::move(fresh);
+    previous = std::exchange(subControllers_, std::move(fresh));
     appVersion_ = std::move(version);
     currentUser_ = std::move(user);
   }
+  // The previous life ends outside the lock: its observers may be finishing a delivery on another thread.
+  previous = SubControllers();
   {
     std::lock_guard lock(inAppDelegatesMutex_);
     inAppDelegates_.clear();
@@ -79,6 +91,75 @@ void TAVOController::reset() {
   dataStoreController()->reset();
   initTAVO();
 }
+
+void TAVOController::startSession(const std::optional<std::string>& key) {
+  TAVOLogger::log("Starting TAVO session:%@", key);
+  if (connectionStatus() == NotStarted) startSessionCommons(key);
+  // Every foreground start announces itself, even a repeated one.
+  sendEvent(TAVOEventRequest("tavo_start_session"), true);
+  sessionController()->initSessionLogic();
+}
+
+void TAVOController::startSessionBackground(const std::optional<std::string>& key) {
+  TAVOLogger::log("Starting TAVO session %@ in background", key);
+  if (connectionStatus() == NotStarted) startSessionCommons(key);
+}
+
+void TAVOController::startSessionCommons(const std::optional<std::string>& key) {
+  setSessionKey(key);
+  generateApiKeyAndApiUserFrom(key);
+  setConnectionStatusTo(StartRequested);
+  requestController()->repeatPendingRequests();
+  initialUpdateUser();
+}
+
+void TAVOController::initialUpdateUser() {
+  auto update = std::make_shared<TAVOUpdateUser>();
+  update->initWithExtras(std::nullopt, true);
+  update->updateUserType = TAVOUpdateUser::Update;
+  requestController()->addRequestToQueue(TAVORequest::requestWithUpdateUser(update));
+}
+
+void TAVOController::updateUserWithType(std::int32_t type, const std::optional<platform::Dictionary>& extras) {
+  auto update = std::make_shared<TAVOUpdateUser>();
+  update->initWithExtras(extras, false);
+  update->updateUserType = type;
+  requestController()->addRequestToQueue(TAVORequest::requestWithUpdateUser(update));
+}
+
+void TAVOController::updateUserWithExtras(const std::optional<platform::Dictionary>& extras) {
+  updateUserWithType(TAVOUpdateUser::Update, extras);
+}
+
+void TAVOController::sendEvent(const TAVOEventRequest& request, bool withRule) {
+  eventController()->sendEvent(request, withRule);
+}
+
+void TAVOController::sendEvent(const std::string& token, const std::optional<platform::Dictionary>& attributes,
+                               bool withRule) {
+  TAVOEventRequest request(token);
+  request.attributes = attributes;
+  sendEvent(request, withRule);
+}
+
+void TAVOController::sendImpression(unsigned long communicationType, const std::string& campaignId) {
+  // The communication type goes under "e_inapp_communication_id": the pairing the server expects.
+  sendEvent("tavo_auto_event",
+            platform::Dictionary{{"e_inapp_type", "e_impression"},
+                                 {"e_inapp_communication_id", StringFormat::format("%lu", communicationType)},
+                                 {"e_inapp_campaign_id", campaignId}},
+            false);
+}
+
+void TAVOController::sendClick(unsigned long communicationType, const std::string& campaignId) {
+  sendEvent("tavo_auto_event",
+            platform::Dictionary{{"e_inapp_type", "e_click"},
+                                 {"e_inapp_communication_id", StringFormat::format("%lu", communicationType)},
+                                 {"e_inapp_campaign_id", campaignId}},
+            false);
+}
+
+platform::Dictionary TAVOController::prepareUserInfo() const { return userController()->prepareUserInfo(); }
 
 std::optional<std::string> TAVOController::apiUser() const {
   std::lock_guard lock(mutex_);
@@ -143,6 +224,16 @@ std::shared_ptr<TAVOEventController> TAVOController::eventController() const {
 std::shared_ptr<TAVODeviceController> TAVOController::deviceController() const {
   std::lock_guard lock(mutex_);
   return subControllers_.device;
+}
+
+std::shared_ptr<TAVOSessionController> TAVOController::sessionController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.session;
+}
+
+std::shared_ptr<TAVOShoppingCartController> TAVOController::shoppingCartController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.shoppingCart;
 }
 
 std::shared_ptr<SecurityController> TAVOController::securityController() const {
@@ -236,6 +327,8 @@ void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TA
     }
   }
 }
+
+TAVOController* TAVOControllerTestAccess::existingInstance() { return instance().load(std::memory_order_acquire); }
 
 void TAVOControllerTestAccess::replaceSharedInstance() {
   std::lock_guard lock(creationMutex());

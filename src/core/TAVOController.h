@@ -11,14 +11,18 @@
 
 #include "inapp/TAVOCouponsDelegate.h"
 #include "inapp/TAVOInAppMessageDelegate.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 
 class SecurityController;
+class TAVOEventRequest;
 class TAVODataStoreController;
 class TAVODeviceController;
 class TAVOEventController;
 class TAVORequestController;
+class TAVOSessionController;
+class TAVOShoppingCartController;
 class TAVOUser;
 class TAVOUserController;
 
@@ -44,6 +48,25 @@ class TAVOController {
   // Flushes what is queued, clears the store and rebuilds everything but the credentials.
   void reset();
 
+  // Foreground start: the common part on the first call, then (on every call) the start-session event, and
+  // session tracking. The status reaches 2 only when the start-session event has been delivered.
+  void startSession(const std::optional<std::string>& sessionKey);
+  // Start without the start-session event and without session tracking.
+  void startSessionBackground(const std::optional<std::string>& sessionKey);
+  // Key, credentials, status 1, resend of parked requests, the initial user update.
+  void startSessionCommons(const std::optional<std::string>& sessionKey);
+  // Queues the first user update of a session, asking for the user's data back.
+  void initialUpdateUser();
+  // Queues a user update: 0 plain update, 1 login, 2 registration.
+  void updateUserWithType(std::int32_t type, const std::optional<platform::Dictionary>& extras);
+  void updateUserWithExtras(const std::optional<platform::Dictionary>& extras);
+  void sendEvent(const TAVOEventRequest& request, bool withRule);
+  void sendEvent(const std::string& token, const std::optional<platform::Dictionary>& attributes, bool withRule);
+  // Impressions and clicks of in-app communications, reported as automatic events.
+  void sendImpression(unsigned long communicationType, const std::string& campaignId);
+  void sendClick(unsigned long communicationType, const std::string& campaignId);
+  platform::Dictionary prepareUserInfo() const;
+
   std::int32_t connectionStatus() const { return connectionStatus_.load(); }
   void setConnectionStatusTo(std::int32_t status) { connectionStatus_.store(status); }
 
@@ -67,6 +90,8 @@ class TAVOController {
   std::shared_ptr<TAVODataStoreController> dataStoreController() const;
   std::shared_ptr<TAVORequestController> requestController() const;
   std::shared_ptr<TAVODeviceController> deviceController() const;
+  std::shared_ptr<TAVOSessionController> sessionController() const;
+  std::shared_ptr<TAVOShoppingCartController> shoppingCartController() const;
   std::shared_ptr<SecurityController> securityController() const;
   std::shared_ptr<TAVOEventController> eventController() const;
   std::shared_ptr<TAVOUserController> userController() const;
@@ -100,6 +125,8 @@ class TAVOController {
     std::shared_ptr<TAVODataStoreController> dataStore;
     std::shared_ptr<TAVORequestController> request;
     std::shared_ptr<TAVODeviceController> device;
+    std::shared_ptr<TAVOSessionController> session;
+    std::shared_ptr<TAVOShoppingCartController> shoppingCart;
     std::shared_ptr<SecurityController> security;
     std::shared_ptr<TAVOEventController> event;
     std::shared_ptr<TAVOUserController> user;

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/Color.h"
-#include "platform/Date.h"
+#include "tavo/platform/Date.h"
 #include "platform/TimeZone.h"
 
 namespace tavo {

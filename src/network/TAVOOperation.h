@@ -6,7 +6,7 @@
 
 #include "persistence/TAVOTransmitObject.h"
 #include "platform/Codable.h"
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

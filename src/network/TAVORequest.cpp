@@ -13,6 +13,7 @@
 #include "platform/JSONSerialization.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
+#include "tracking/TAVOTrackOrder.h"
 
 namespace tavo {
 
@@ -61,6 +62,10 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithUpdateUser(const std::share
                        : update->updateUserType == 2 ? "newregister"
                                                      : "updateuser";
   return requestWithObject(update, action);
+}
+
+std::shared_ptr<TAVORequest> TAVORequest::requestWithTrackOrder(const std::shared_ptr<TAVOTrackOrder>& order) {
+  return requestWithObject(order, "addpurchase");
 }
 
 std::shared_ptr<TAVORequest> TAVORequest::requestWithObject(const std::shared_ptr<TAVOTransmitObject>& payload,

@@ -11,10 +11,11 @@
 #include "network/TAVOOperation.h"
 #include "platform/Codable.h"
 #include "platform/HttpClient.h"
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 
+class TAVOTrackOrder;
 class TAVOTransmitObject;
 class TAVOUpdateUser;
 
@@ -27,6 +28,8 @@ class TAVORequest : public platform::Codable {
   static std::shared_ptr<TAVORequest> requestWithOperations(const std::vector<std::shared_ptr<TAVOOperation>>& operations);
   // A user update: "firstlogin" for type 1, "newregister" for type 2, else "updateuser"; form body.
   static std::shared_ptr<TAVORequest> requestWithUpdateUser(const std::shared_ptr<TAVOUpdateUser>& update);
+  // A purchase or its cancellation: the order's payload to "addpurchase".
+  static std::shared_ptr<TAVORequest> requestWithTrackOrder(const std::shared_ptr<TAVOTrackOrder>& order);
   // One payload to an action, as a form body of the credentials and the payload's JSON under "json".
   static std::shared_ptr<TAVORequest> requestWithObject(const std::shared_ptr<TAVOTransmitObject>& payload,
                                                         const std::string& endPoint);

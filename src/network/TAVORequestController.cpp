@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/StringFormat.h"
-#include "core/TAVOConfiguration.h"
+#include "tavo/TAVOConfiguration.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVOResponseType.h"
@@ -196,13 +196,14 @@ void TAVORequestController::setRequestAsFailed(const std::shared_ptr<TAVORequest
 }
 
 void TAVORequestController::repeatPendingRequests() {
+  // One resend at a time: a second caller sees only what the first left behind.
+  std::lock_guard resend(resendMutex_);
   std::vector<std::shared_ptr<TAVORequest>> parked;
   {
     std::lock_guard lock(pendingMutex_);
     if (pendingRequests_.empty()) return;
     parked = pendingRequests_;
   }
-  std::lock_guard resend(resendMutex_);
   for (const auto& request : parked) addRequestToQueue(TAVORequest::requestWithRequest(*request));
   std::lock_guard lock(pendingMutex_);
   // Only what was resent leaves the list: a request parked meanwhile waits for the next start.

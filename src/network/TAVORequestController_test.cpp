@@ -6,7 +6,7 @@
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "tracking/TAVOUser.h"
-#include "network/TAVOEventRequest.h"
+#include "tavo/TAVOEventRequest.h"
 #include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/JSONSerialization.h"
@@ -218,8 +218,11 @@ TEST_F(RequestControllerTest, TheStartSessionEventConnectsOnlyWhenDelivered) {
   EXPECT_TRUE(requests()->pendingRequests().empty());
   EXPECT_EQ(controller.connectionStatus(), TAVOController::StartRequested);
 
+  env.http().hold();
   TAVOEventController().sendEvent(TAVOEventRequest("tavo_start_session"), true);
-  EXPECT_EQ(controller.connectionStatus(), TAVOController::StartRequested);
+  env.drainQueues();
+  EXPECT_EQ(controller.connectionStatus(), TAVOController::StartRequested);  // sent, not yet answered
+  env.http().release();
   env.drainQueues();
   EXPECT_EQ(env.http().requestCount(), 2u);
   EXPECT_EQ(controller.connectionStatus(), TAVOController::SessionStarted);

@@ -4,7 +4,7 @@
 
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
-#include "network/TAVOEventRequest.h"
+#include "tavo/TAVOEventRequest.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOResponseType.h"

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/TAVOError.h"
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

@@ -5,7 +5,7 @@
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
-#include "network/TAVOEventRequest.h"
+#include "tavo/TAVOEventRequest.h"
 #include "network/TAVORequest.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOUpdateUser.h"

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/Codable.h"
-#include "platform/Date.h"
-#include "platform/Value.h"
+#include "tavo/platform/Date.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

@@ -1,7 +1,7 @@
 #include "persistence/TAVOObservableTransmitObject.h"
 
-#include "network/TAVOEventRequest.h"
-#include "network/TAVOInAppRequest.h"
+#include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInAppRequest.h"
 
 namespace tavo {
 

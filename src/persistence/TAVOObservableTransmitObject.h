@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "network/TAVORequestDelegate.h"
+#include "tavo/TAVORequestDelegate.h"
 #include "persistence/TAVOTransmitObject.h"
 
 namespace tavo {

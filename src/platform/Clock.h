@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "platform/Date.h"
+#include "tavo/platform/Date.h"
 
 namespace tavo::platform {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Date.h"
+#include "tavo/platform/Date.h"
 #include "platform/TimeZone.h"
 
 namespace tavo::platform {

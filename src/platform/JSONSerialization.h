@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo::platform {
 

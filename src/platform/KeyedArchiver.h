@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo::platform {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo::platform {
 

@@ -21,6 +21,7 @@ std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::stri
   p->mainLoop = std::make_shared<MainLoop>(p->clock);
   p->operationQueue = std::make_shared<OperationQueue>();
   p->notificationCenter = std::make_shared<NotificationCenter>();
+  p->application = std::make_shared<Application>(p->notificationCenter, Application::Active);
   p->fileSystem = std::make_shared<FileSystem>(dataDirectory);
   p->userDefaults = std::make_shared<UserDefaults>(defaultsPath.empty() ? dataDirectory + "/UserDefaults.sqlite"
                                                                         : defaultsPath);
@@ -55,6 +56,8 @@ Platform& Platform::shared() {
   if (!platform) platform = makeDefault(FileSystem::defaultDataDirectory("tavo"));
   return *platform;
 }
+
+bool Platform::isInstalled() { return installed() != nullptr; }
 
 void Platform::install(std::shared_ptr<Platform> platform) { installed() = std::move(platform); }
 

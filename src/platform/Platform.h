@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/Application.h"
 #include "platform/Bundle.h"
 #include "platform/Clock.h"
 #include "platform/Device.h"
@@ -31,6 +32,7 @@ class Platform {
 
   // The installed platform; installs makeDefault(FileSystem::defaultDataDirectory("tavo")) on first use.
   static Platform& shared();
+  static bool isInstalled();
   // Replaces the installed platform. Call before the SDK starts, or between tests, while no SDK thread runs.
   static void install(std::shared_ptr<Platform> platform);
 
@@ -39,6 +41,7 @@ class Platform {
   std::shared_ptr<OperationQueue> operationQueue;
   std::shared_ptr<HttpClient> httpClient;  // completions on operationQueue
   std::shared_ptr<NotificationCenter> notificationCenter;
+  std::shared_ptr<Application> application;  // starts Active; posts on notificationCenter
   std::shared_ptr<FileSystem> fileSystem;
   std::shared_ptr<UserDefaults> userDefaults;
   std::shared_ptr<Bundle> bundle;

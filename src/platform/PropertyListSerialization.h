@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo::platform {
 

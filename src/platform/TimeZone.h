@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Date.h"
+#include "tavo/platform/Date.h"
 
 namespace tavo::platform {
 

@@ -1,4 +1,4 @@
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 #include <cctype>
 #include <cmath>

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

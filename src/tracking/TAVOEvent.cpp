@@ -1,7 +1,7 @@
 #include "tracking/TAVOEvent.h"
 
 #include "core/TAVOLogger.h"
-#include "network/TAVOEventRequest.h"
+#include "tavo/TAVOEventRequest.h"
 #include "network/TAVOResponseType.h"
 
 namespace tavo {

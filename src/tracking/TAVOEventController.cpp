@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/TAVOController.h"
-#include "network/TAVOEventRequest.h"
+#include "tavo/TAVOEventRequest.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequestController.h"
 #include "tracking/TAVODashboardEvent.h"

@@ -4,7 +4,7 @@
 
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
-#include "network/TAVOEventRequest.h"
+#include "tavo/TAVOEventRequest.h"
 #include "network/TAVORequestController.h"
 #include "platform/JSONSerialization.h"
 #include "tracking/TAVOEvent.h"

@@ -6,6 +6,9 @@
 #include "core/TAVOLogger.h"
 #include "core/TAVOUtils.h"
 #include "core/TAVOVersion.h"
+#include "network/TAVOOperation.h"
+#include "network/TAVORequestController.h"
+#include "network/TAVOResetUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Platform.h"
 
@@ -42,6 +45,16 @@ void TAVOUserController::saveUser(const std::shared_ptr<const TAVOUser>& user) {
 
 void TAVOUserController::enableUserTracking() {
   TAVOController::sharedInstance().dataStoreController()->saveUserTracking(false);
+}
+
+void TAVOUserController::disableUserTracking(bool deleteUser) {
+  auto& controller = TAVOController::sharedInstance();
+  if (deleteUser) {
+    auto reset = std::make_shared<TAVOResetUser>();
+    reset->init();
+    controller.requestController()->addOperationToQueue(TAVOOperation::operationWithTransmitObject(reset));
+  }
+  controller.dataStoreController()->saveUserTracking(true);
 }
 
 bool TAVOUserController::isUserTrackingDisabled() {

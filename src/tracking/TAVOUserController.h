@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Value.h"
+#include "tavo/platform/Value.h"
 #include "tracking/TAVOUser.h"
 
 namespace tavo {
@@ -18,6 +18,8 @@ class TAVOUserController {
   static void saveUser(const std::shared_ptr<const TAVOUser>& user);
 
   static void enableUserTracking();
+  // With deleteUser, first asks the server to delete this device's user (sent at once, before the switch).
+  static void disableUserTracking(bool deleteUser);
   static bool isUserTrackingDisabled();
 
   // The common parameters of every payload: identification of the device, the app and the moment.

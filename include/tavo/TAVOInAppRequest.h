@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "network/TAVORequestDelegate.h"
+#include "tavo/TAVORequestDelegate.h"
 
 namespace tavo {
 

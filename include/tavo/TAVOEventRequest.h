@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "network/TAVORequestDelegate.h"
-#include "platform/Value.h"
+#include "tavo/TAVORequestDelegate.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 

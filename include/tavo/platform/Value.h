@@ -10,7 +10,8 @@
 #include <variant>
 #include <vector>
 
-#include "platform/Date.h"
+#include "tavo/Export.h"
+#include "tavo/platform/Date.h"
 
 namespace tavo::platform {
 
@@ -26,7 +27,7 @@ using Array = std::vector<Value>;
 //
 // "Absent" is not a Value: it is std::nullopt, an empty pointer or a missing key. A default-constructed
 // Value is the null object. Arrays and dictionaries are shared copy-on-write, so copying a Value is cheap.
-class Value {
+class TAVO_EXPORT Value {
  public:
   enum class Type { Null, Boolean, Integer, Real, String, Data, Date, Array, Dictionary, Object };
 
@@ -95,7 +96,7 @@ class Value {
   // Member lookup on a dictionary value; nullptr when not a dictionary or the key is missing.
   const Value* get(std::string_view key) const;
 
-  friend bool operator==(const Value& a, const Value& b);
+  friend TAVO_EXPORT bool operator==(const Value& a, const Value& b);
 
  private:
   using Storage = std::variant<std::monostate, bool, std::int64_t, double, std::string,
@@ -108,7 +109,7 @@ class Value {
 
 // A string-keyed dictionary that keeps insertion order (the order in which it enumerates and serialises).
 // Setting an existing key replaces its value in place.
-class Dictionary {
+class TAVO_EXPORT Dictionary {
  public:
   using Entry = std::pair<std::string, Value>;
   using const_iterator = std::vector<Entry>::const_iterator;
@@ -130,7 +131,7 @@ class Dictionary {
   const_iterator begin() const { return entries_.begin(); }
   const_iterator end() const { return entries_.end(); }
 
-  friend bool operator==(const Dictionary& a, const Dictionary& b);
+  friend TAVO_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
 
  private:
   std::vector<Entry> entries_;

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Value.h"
+#include "tavo/Export.h"
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 
@@ -17,7 +18,7 @@ class TAVOPushDelegate;
 
 // How the host wants the SDK to start: settings only, no validation, no work of its own. The host fills one
 // and hands it to the start call; the delegates are not kept alive by the configuration.
-class TAVOConfiguration {
+class TAVO_EXPORT TAVOConfiguration {
  public:
   // The web service's default base URL; request actions are appended to it as they are.
   static constexpr const char* kDefaultURLBase = "https://api.tavo.example/ws/";

@@ -1,0 +1,90 @@
+#pragma once
+
+// The TAVO SDK's C++ interface for host applications.
+//
+// Threads: call every operation from the host's main thread, the thread that pumps the SDK's main loop
+// (tavo::platform::MainLoop, reached through the C API's tavo_main_loop_run_for or the platform object).
+// Callbacks of request delegates come from the SDK's request queue thread; the result callbacks of
+// getUserId/getUserInfo are called before the operation returns.
+// Ownership: arguments are copied; delegates are held weakly, so the host keeps them alive.
+// Errors: nothing throws for bad input; refusals are logged (see setDebuggerOutput) and have no effect.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tavo/Export.h"
+#include "tavo/TAVOConfiguration.h"
+#include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVORequestDelegate.h"
+#include "tavo/platform/Value.h"
+
+namespace tavo {
+
+using Value = platform::Value;
+using Dictionary = platform::Dictionary;
+using Array = platform::Array;
+
+// The facade: class operations only, each forwarding to the SDK's shared controller.
+class TAVO_EXPORT TAVOLegacy {
+ public:
+  TAVOLegacy() = delete;
+
+  static std::string getSDKVersion();  // "4.9.0"
+  static int getSDKBuildVersion();     // 108
+
+  // Starts: the configured start applies the configuration, then starts in the foreground; the background
+  // start applies only debug output and the base URL and sends no start-session event.
+  static void startSessionBackground(const TAVOConfiguration& configuration);
+  static void startSessionWithConfiguration(const TAVOConfiguration& configuration);
+  static void startSession(const std::optional<std::string>& sessionKey, const std::optional<Dictionary>& launchOptions);
+  static void startSession(const std::optional<std::string>& sessionKey);
+  // YES only once the start-session event has been delivered to the web service.
+  static bool isSessionStarted();
+
+  static void trackEvent(const TAVOEventRequest& request);
+  static void trackScreenEvents(bool track);
+
+  // Users. Extras under a key the SDK reserves are refused one by one ("ReservedKeyUsed").
+  static void loginUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail,
+                        const std::optional<Dictionary>& extras);
+  static void loginUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail);
+  static void loginDefault();
+  static void registerUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail,
+                           const std::optional<Dictionary>& extras);
+  static void registerUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail);
+  static void trackExtraUserInfo(const std::optional<Dictionary>& info);
+  static void setCustomerId(const std::optional<std::string>& customerId);
+  static void getUserId(const std::function<void(std::optional<std::string>)>& resultBlock);
+  static void getUserInfo(const std::function<void(const Dictionary&)>& resultBlock);
+  static void enableUserTracking();
+  static void disableUserTracking(bool deleteUser);
+  static bool isUserTrackingEnabled();
+  static void registerToken(const std::vector<std::uint8_t>& token);
+  static std::string deviceId();
+
+  // Orders: only for a user with a customer id (the current user's, whatever id the older forms pass).
+  static void startOrder(const std::string& orderId, float totalPrice, const std::optional<std::string>& currencyCode,
+                         const std::optional<std::string>& coupon, const std::optional<Dictionary>& extras);
+  static void startOrder(const std::string& orderId, const std::optional<std::string>& customerId, float totalPrice,
+                         const std::optional<std::string>& coupon);
+  static void startOrder(const std::string& orderId, const std::optional<std::string>& customerId, float totalPrice,
+                         const std::optional<std::string>& coupon, const std::optional<Dictionary>& extras);
+  static void addProduct(const std::string& productId, const std::string& name, float qty, float price,
+                         const std::optional<Dictionary>& extras);
+  static void addProduct(const std::string& productId, const std::string& name, float qty, float price);
+  static void setCurrencyCode(const std::optional<std::string>& currencyCode);
+  static void trackOrder();
+  static void cancelOrder(const std::string& orderId);
+
+  // Configuration at run time.
+  static void setDebuggerOutput(bool enabled);  // YES turns every log level on; NO changes nothing
+  static void setWebServiceURL(const std::optional<std::string>& url);  // nil is ignored
+  static void setAPItAVoURL(const std::optional<std::string>& url);     // older name of setWebServiceURL
+  // Flushes what is queued, clears the SDK's stored state and forgets the session (not the credentials).
+  static void reset();
+};
+
+}  // namespace tavo

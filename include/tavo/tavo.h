@@ -1,0 +1,150 @@
+/*
+ * tavo.h: the TAVO SDK's C interface, for C and for bindings from Swift, Kotlin, C#, Python and others.
+ *
+ * Conventions
+ *   Threads   The first thread that calls into the library is its main thread. Make every call from that
+ *             thread, and pump the SDK's main loop there (tavo_main_loop_run_for / tavo_main_loop_run_pending),
+ *             as a game engine ticks: timers, flushes and host callbacks of the main thread run inside a pump.
+ *             Request-delegate callbacks arrive on the SDK's request thread.
+ *   Strings   UTF-8, NUL-terminated. NULL means "absent". Strings the library returns as `char*` belong to
+ *             the caller and are released with tavo_free; `const char*` results are static.
+ *   Objects   Opaque handles made by *_new and released by *_free; the library copies what it is given, so a
+ *             handle may be freed right after the call that used it. A request's delegate is held weakly by the
+ *             SDK, as on every platform: its callbacks are made while the request handle is alive.
+ *   JSON      Dictionaries travel as JSON object text. Text that is not a JSON object is refused: setters
+ *             return false and change nothing; other calls log the refusal and ignore the value.
+ *   Errors    Nothing aborts on bad input. Refusals are logged (tavo_set_debugger_output(true) shows every
+ *             level; tavo_platform_set_log_handler receives each line) and the call has no effect.
+ *
+ * Example
+ *   tavo_platform_set_data_directory("/var/lib/myapp/tavo");
+ *   tavo_configuration* cfg = tavo_configuration_new("MYAPPUSERABC123XYZ");
+ *   tavo_configuration_set_url_base(cfg, "https://api.tavo.example/ws/");
+ *   tavo_start_session_with_configuration(cfg);
+ *   tavo_configuration_free(cfg);
+ *   tavo_event_request* ev = tavo_event_request_new("level_up");
+ *   tavo_event_request_set_attributes_json(ev, "{\"level\": 3}");
+ *   tavo_track_event(ev);
+ *   tavo_event_request_free(ev);
+ *   for (;;) tavo_main_loop_run_for(0.016);   // in the host's frame loop
+ */
+#ifndef TAVO_TAVO_H
+#define TAVO_TAVO_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define TAVO_C_EXPORT __declspec(dllexport)
+#else
+#define TAVO_C_EXPORT __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- platform stand-ins ---- */
+
+/* Where the SDK keeps its store and Documents folder. Call before any other function; later calls are
+ * ignored. Without it the SDK uses $XDG_DATA_HOME/tavo (or ~/.local/share/tavo). */
+TAVO_C_EXPORT void tavo_platform_set_data_directory(const char* path);
+/* The host application's version strings and display name (the bundle's information keys). */
+TAVO_C_EXPORT void tavo_platform_set_bundle_info(const char* short_version, const char* bundle_version,
+                                                 const char* display_name);
+/* 0 active, 1 inactive, 2 background. A change posts the matching lifecycle notification, which drives
+ * session tracking (entering the background ends the session and flushes the queue). */
+TAVO_C_EXPORT void tavo_platform_set_application_state(int state);
+/* Receives every system-log line instead of stderr; NULL restores stderr. Called on the logging thread. */
+TAVO_C_EXPORT void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_data), void* user_data);
+/* Pumps the main loop for that many seconds (runs timers and posted work as they come due). */
+TAVO_C_EXPORT void tavo_main_loop_run_for(double seconds);
+/* Runs what is due now and returns. */
+TAVO_C_EXPORT void tavo_main_loop_run_pending(void);
+/* Releases a string returned by the library. NULL is ignored. */
+TAVO_C_EXPORT void tavo_free(void* pointer);
+
+/* ---- configuration ---- */
+
+typedef struct tavo_configuration tavo_configuration;
+
+TAVO_C_EXPORT tavo_configuration* tavo_configuration_new(const char* session_key);
+TAVO_C_EXPORT void tavo_configuration_free(tavo_configuration* configuration);
+TAVO_C_EXPORT void tavo_configuration_set_debug_enabled(tavo_configuration* configuration, bool enabled);
+TAVO_C_EXPORT void tavo_configuration_set_queue_time(tavo_configuration* configuration, int32_t seconds);
+TAVO_C_EXPORT void tavo_configuration_set_url_base(tavo_configuration* configuration, const char* url);
+TAVO_C_EXPORT void tavo_configuration_set_track_screen_events(tavo_configuration* configuration, bool track);
+TAVO_C_EXPORT void tavo_configuration_set_apple_ads_attribution(tavo_configuration* configuration, bool enabled);
+TAVO_C_EXPORT void tavo_configuration_set_custom_quorvel_domains(tavo_configuration* configuration,
+                                                                 const char* const* domains, size_t count);
+TAVO_C_EXPORT void tavo_configuration_set_short_quorvel_domains(tavo_configuration* configuration,
+                                                                const char* const* domains, size_t count);
+
+/* ---- session ---- */
+
+TAVO_C_EXPORT const char* tavo_get_sdk_version(void);
+TAVO_C_EXPORT int tavo_get_sdk_build_version(void);
+TAVO_C_EXPORT void tavo_start_session_with_configuration(const tavo_configuration* configuration);
+TAVO_C_EXPORT void tavo_start_session_background(const tavo_configuration* configuration);
+TAVO_C_EXPORT void tavo_start_session(const char* session_key);
+/* true only once the web service has received the start-session event. */
+TAVO_C_EXPORT bool tavo_is_session_started(void);
+TAVO_C_EXPORT void tavo_set_debugger_output(bool enabled);
+TAVO_C_EXPORT void tavo_set_web_service_url(const char* url);
+TAVO_C_EXPORT void tavo_reset(void);
+/* The installation identifier ("V-..."); free with tavo_free. */
+TAVO_C_EXPORT char* tavo_device_id(void);
+
+/* ---- events ---- */
+
+/* A NULL member is a callback the delegate does not implement. `id` is the request's custom id, else the id
+ * the SDK gave its operation. */
+typedef struct {
+  void (*on_started)(const char* id, void* user_data);
+  void (*on_success)(const char* id, bool contains_data, void* user_data);
+  void (*on_failed)(const char* id, void* user_data);
+  void* user_data;
+} tavo_request_delegate;
+
+typedef struct tavo_event_request tavo_event_request;
+
+TAVO_C_EXPORT tavo_event_request* tavo_event_request_new(const char* token);
+/* false, and nothing set, when the text is not a JSON object. */
+TAVO_C_EXPORT bool tavo_event_request_set_attributes_json(tavo_event_request* request, const char* json_object);
+TAVO_C_EXPORT void tavo_event_request_set_custom_id(tavo_event_request* request, const char* custom_id);
+TAVO_C_EXPORT void tavo_event_request_set_delegate(tavo_event_request* request, const tavo_request_delegate* delegate);
+TAVO_C_EXPORT void tavo_event_request_free(tavo_event_request* request);
+TAVO_C_EXPORT void tavo_track_event(const tavo_event_request* request);
+
+/* ---- users ---- */
+
+TAVO_C_EXPORT void tavo_login_user(const char* user_id, const char* mail, const char* extras_json);
+TAVO_C_EXPORT void tavo_login_default(void);
+TAVO_C_EXPORT void tavo_register_user(const char* user_id, const char* mail, const char* extras_json);
+TAVO_C_EXPORT void tavo_track_extra_user_info(const char* info_json);
+TAVO_C_EXPORT void tavo_set_customer_id(const char* customer_id);
+/* The web service's id for this user, or NULL; free with tavo_free. */
+TAVO_C_EXPORT char* tavo_get_user_id(void);
+/* The user's profile as JSON object text; free with tavo_free. */
+TAVO_C_EXPORT char* tavo_get_user_info_json(void);
+TAVO_C_EXPORT void tavo_enable_user_tracking(void);
+TAVO_C_EXPORT void tavo_disable_user_tracking(bool delete_user);
+TAVO_C_EXPORT bool tavo_is_user_tracking_enabled(void);
+TAVO_C_EXPORT void tavo_register_token(const uint8_t* bytes, size_t length);
+
+/* ---- orders ---- */
+
+TAVO_C_EXPORT void tavo_start_order(const char* order_id, float total_price, const char* currency_code,
+                                    const char* coupon, const char* extras_json);
+TAVO_C_EXPORT void tavo_add_product(const char* product_id, const char* name, float qty, float price,
+                                    const char* extras_json);
+TAVO_C_EXPORT void tavo_set_currency_code(const char* currency_code);
+TAVO_C_EXPORT void tavo_track_order(void);
+TAVO_C_EXPORT void tavo_cancel_order(const char* order_id);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* TAVO_TAVO_H */

@@ -1,0 +1,299 @@
+// The C interface: a thin skin over the C++ facade. Every entry point copies what it is given, turns NULL
+// into "absent", and refuses JSON text that is not an object with a log line instead of failing.
+
+#include "tavo/tavo.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/TAVOLogger.h"
+#include "platform/Application.h"
+#include "platform/JSONSerialization.h"
+#include "platform/Platform.h"
+#include "tavo/TAVO.h"
+
+struct tavo_configuration {
+  tavo::TAVOConfiguration configuration;
+};
+
+struct tavo_event_request {
+  tavo::TAVOEventRequest request;
+  // The SDK holds the delegate weakly; the handle keeps it alive.
+  std::shared_ptr<tavo::TAVORequestDelegate> delegate;
+};
+
+namespace {
+
+using tavo::TAVOLegacy;
+
+std::optional<std::string> text(const char* s) {
+  if (!s) return std::nullopt;
+  return std::string(s);
+}
+
+// A dictionary from JSON object text; NULL is absent, anything but an object is refused with a log line.
+std::optional<tavo::Dictionary> dictionary(const char* json, const char* what) {
+  if (!json) return std::nullopt;
+  const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json);
+  if (value && value->isDictionary()) return *value->asDictionary();
+  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Error);
+  return std::nullopt;
+}
+
+char* copy(const std::string& s) {
+  char* out = static_cast<char*>(std::malloc(s.size() + 1));
+  if (out) std::memcpy(out, s.c_str(), s.size() + 1);
+  return out;
+}
+
+std::vector<std::string> list(const char* const* items, size_t count) {
+  std::vector<std::string> out;
+  if (!items) return out;
+  for (size_t i = 0; i < count; ++i)
+    if (items[i]) out.emplace_back(items[i]);
+  return out;
+}
+
+}  // namespace
+
+extern "C" {
+
+void tavo_platform_set_data_directory(const char* path) {
+  if (!path || tavo::platform::Platform::isInstalled()) return;
+  tavo::platform::Platform::install(tavo::platform::Platform::makeDefault(path));
+}
+
+void tavo_platform_set_bundle_info(const char* short_version, const char* bundle_version, const char* display_name) {
+  auto& bundle = *tavo::platform::Platform::shared().bundle;
+  if (short_version) bundle.setInfoValue("CFBundleShortVersionString", short_version);
+  if (bundle_version) bundle.setInfoValue("CFBundleVersion", bundle_version);
+  if (display_name) {
+    bundle.setInfoValue("CFBundleDisplayName", display_name);
+    bundle.setInfoValue("CFBundleName", display_name);
+  }
+}
+
+void tavo_platform_set_application_state(int state) {
+  if (state < 0 || state > 2) {
+    tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Error);
+    return;
+  }
+  tavo::platform::Platform::shared().application->setApplicationState(
+      static_cast<tavo::platform::Application::State>(state));
+}
+
+void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_data), void* user_data) {
+  auto& log = *tavo::platform::Platform::shared().systemLog;
+  if (!handler) {
+    log.setHandler(nullptr);
+    return;
+  }
+  log.setHandler([handler, user_data](const std::string& line) { handler(line.c_str(), user_data); });
+}
+
+void tavo_main_loop_run_for(double seconds) { tavo::platform::Platform::shared().mainLoop->runFor(seconds); }
+
+void tavo_main_loop_run_pending(void) { tavo::platform::Platform::shared().mainLoop->runPending(); }
+
+void tavo_free(void* pointer) { std::free(pointer); }
+
+tavo_configuration* tavo_configuration_new(const char* session_key) {
+  auto* handle = new tavo_configuration();
+  handle->configuration.sessionKey = text(session_key);
+  return handle;
+}
+
+void tavo_configuration_free(tavo_configuration* configuration) { delete configuration; }
+
+void tavo_configuration_set_debug_enabled(tavo_configuration* configuration, bool enabled) {
+  if (configuration) configuration->configuration.debugEnabled = enabled;
+}
+
+void tavo_configuration_set_queue_time(tavo_configuration* configuration, int32_t seconds) {
+  if (configuration) configuration->configuration.queueTime = seconds;
+}
+
+void tavo_configuration_set_url_base(tavo_configuration* configuration, const char* url) {
+  if (configuration) configuration->configuration.urlBase = text(url);
+}
+
+void tavo_configuration_set_track_screen_events(tavo_configuration* configuration, bool track) {
+  if (configuration) configuration->configuration.trackScreenEvents = track;
+}
+
+void tavo_configuration_set_apple_ads_attribution(tavo_configuration* configuration, bool enabled) {
+  if (configuration) configuration->configuration.appleAdsAttribution = enabled;
+}
+
+void tavo_configuration_set_custom_quorvel_domains(tavo_configuration* configuration, const char* const* domains,
+                                                   size_t count) {
+  if (configuration) configuration->configuration.customQuorvelDomains = list(domains, count);
+}
+
+void tavo_configuration_set_short_quorvel_domains(tavo_configuration* configuration, const char* const* domains,
+                                                  size_t count) {
+  if (configuration) configuration->configuration.shortQuorvelDomains = list(domains, count);
+}
+
+const char* tavo_get_sdk_version(void) {
+  static const std::string version = TAVOLegacy::getSDKVersion();
+  return version.c_str();
+}
+
+int tavo_get_sdk_build_version(void) { return TAVOLegacy::getSDKBuildVersion(); }
+
+void tavo_start_session_with_configuration(const tavo_configuration* configuration) {
+  if (!configuration) {
+    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::startSessionWithConfiguration(configuration->configuration);
+}
+
+void tavo_start_session_background(const tavo_configuration* configuration) {
+  if (!configuration) {
+    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::startSessionBackground(configuration->configuration);
+}
+
+void tavo_start_session(const char* session_key) { TAVOLegacy::startSession(text(session_key)); }
+
+bool tavo_is_session_started(void) { return TAVOLegacy::isSessionStarted(); }
+
+void tavo_set_debugger_output(bool enabled) { TAVOLegacy::setDebuggerOutput(enabled); }
+
+void tavo_set_web_service_url(const char* url) { TAVOLegacy::setWebServiceURL(text(url)); }
+
+void tavo_reset(void) { TAVOLegacy::reset(); }
+
+char* tavo_device_id(void) { return copy(TAVOLegacy::deviceId()); }
+
+tavo_event_request* tavo_event_request_new(const char* token) {
+  auto* handle = new tavo_event_request();
+  handle->request.token = token ? token : "";
+  return handle;
+}
+
+bool tavo_event_request_set_attributes_json(tavo_event_request* request, const char* json_object) {
+  if (!request || !json_object) return false;
+  const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json_object);
+  if (!value || !value->isDictionary()) return false;
+  request->request.attributes = *value->asDictionary();
+  return true;
+}
+
+void tavo_event_request_set_custom_id(tavo_event_request* request, const char* custom_id) {
+  if (request) request->request.customId = text(custom_id);
+}
+
+void tavo_event_request_set_delegate(tavo_event_request* request, const tavo_request_delegate* delegate) {
+  if (!request) return;
+  if (!delegate) {
+    request->delegate.reset();
+    request->request.requestDelegate.reset();
+    return;
+  }
+  const tavo_request_delegate callbacks = *delegate;
+  auto wrapper = std::make_shared<tavo::TAVORequestDelegate>();
+  if (callbacks.on_started)
+    wrapper->onStarted = [callbacks](const std::string& id) { callbacks.on_started(id.c_str(), callbacks.user_data); };
+  if (callbacks.on_success)
+    wrapper->onSuccess = [callbacks](const std::string& id, bool containsData) {
+      callbacks.on_success(id.c_str(), containsData, callbacks.user_data);
+    };
+  if (callbacks.on_failed)
+    wrapper->onFailed = [callbacks](const std::string& id) { callbacks.on_failed(id.c_str(), callbacks.user_data); };
+  request->delegate = wrapper;
+  request->request.requestDelegate = wrapper;
+}
+
+void tavo_event_request_free(tavo_event_request* request) { delete request; }
+
+void tavo_track_event(const tavo_event_request* request) {
+  if (!request) {
+    tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::trackEvent(request->request);
+}
+
+void tavo_login_user(const char* user_id, const char* mail, const char* extras_json) {
+  TAVOLegacy::loginUser(text(user_id), text(mail), dictionary(extras_json, "Login extras"));
+}
+
+void tavo_login_default(void) { TAVOLegacy::loginDefault(); }
+
+void tavo_register_user(const char* user_id, const char* mail, const char* extras_json) {
+  TAVOLegacy::registerUser(text(user_id), text(mail), dictionary(extras_json, "Registration extras"));
+}
+
+void tavo_track_extra_user_info(const char* info_json) {
+  TAVOLegacy::trackExtraUserInfo(dictionary(info_json, "Extra user info"));
+}
+
+void tavo_set_customer_id(const char* customer_id) { TAVOLegacy::setCustomerId(text(customer_id)); }
+
+char* tavo_get_user_id(void) {
+  char* result = nullptr;
+  TAVOLegacy::getUserId([&](std::optional<std::string> id) {
+    if (id) result = copy(*id);
+  });
+  return result;
+}
+
+char* tavo_get_user_info_json(void) {
+  std::string json = "{}";
+  TAVOLegacy::getUserInfo([&](const tavo::Dictionary& info) {
+    json = tavo::platform::JSONSerialization::dataWithJSONObject(tavo::Value(info)).value_or("{}");
+  });
+  return copy(json);
+}
+
+void tavo_enable_user_tracking(void) { TAVOLegacy::enableUserTracking(); }
+
+void tavo_disable_user_tracking(bool delete_user) { TAVOLegacy::disableUserTracking(delete_user); }
+
+bool tavo_is_user_tracking_enabled(void) { return TAVOLegacy::isUserTrackingEnabled(); }
+
+void tavo_register_token(const uint8_t* bytes, size_t length) {
+  if (!bytes && length > 0) {
+    tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::registerToken(std::vector<uint8_t>(bytes, bytes + length));
+}
+
+void tavo_start_order(const char* order_id, float total_price, const char* currency_code, const char* coupon,
+                      const char* extras_json) {
+  if (!order_id) {
+    tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::startOrder(order_id, total_price, text(currency_code), text(coupon),
+                         dictionary(extras_json, "Order extras"));
+}
+
+void tavo_add_product(const char* product_id, const char* name, float qty, float price, const char* extras_json) {
+  TAVOLegacy::addProduct(product_id ? product_id : "", name ? name : "", qty, price,
+                         dictionary(extras_json, "Product extras"));
+}
+
+void tavo_set_currency_code(const char* currency_code) { TAVOLegacy::setCurrencyCode(text(currency_code)); }
+
+void tavo_track_order(void) { TAVOLegacy::trackOrder(); }
+
+void tavo_cancel_order(const char* order_id) {
+  if (!order_id) {
+    tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::cancelOrder(order_id);
+}
+
+}  // extern "C"

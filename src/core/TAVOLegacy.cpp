@@ -1,0 +1,169 @@
+#include "tavo/TAVO.h"
+
+#include "core/StringFormat.h"
+#include "core/TAVOController.h"
+#include "core/TAVODeviceController.h"
+#include "core/TAVOLogger.h"
+#include "core/TAVOSessionController.h"
+#include "core/TAVOVersion.h"
+#include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
+#include "tracking/TAVOEventController.h"
+#include "tracking/TAVOShoppingCartController.h"
+#include "tracking/TAVOUser.h"
+#include "tracking/TAVOUserController.h"
+
+namespace tavo {
+
+namespace {
+
+TAVOController& controller() { return TAVOController::sharedInstance(); }
+
+void updateUser(std::int32_t type, const std::optional<std::string>& userId, const std::optional<std::string>& mail,
+                const std::optional<Dictionary>& extras) {
+  controller().updateCurrentUser([&](TAVOUser& user) {
+    user.userID = userId;
+    user.userMail = mail;
+  });
+  controller().persistCurrentUser();
+  controller().updateUserWithType(type, extras);
+}
+
+}  // namespace
+
+std::string TAVOLegacy::getSDKVersion() { return kTAVOSDKVersion; }
+
+int TAVOLegacy::getSDKBuildVersion() { return kTAVOSDKBuildVersion; }
+
+void TAVOLegacy::startSessionBackground(const TAVOConfiguration& configuration) {
+  setDebuggerOutput(configuration.debugEnabled);
+  setWebServiceURL(configuration.urlBase);
+  controller().startSessionBackground(configuration.sessionKey);
+}
+
+void TAVOLegacy::startSessionWithConfiguration(const TAVOConfiguration& configuration) {
+  setDebuggerOutput(configuration.debugEnabled);
+  setWebServiceURL(configuration.urlBase);
+  controller().requestController()->setQueueTime(configuration.queueTime);
+  trackScreenEvents(configuration.trackScreenEvents);
+  startSession(configuration.sessionKey);
+}
+
+void TAVOLegacy::startSession(const std::optional<std::string>& sessionKey, const std::optional<Dictionary>&) {
+  controller().startSession(sessionKey);
+}
+
+void TAVOLegacy::startSession(const std::optional<std::string>& sessionKey) { controller().startSession(sessionKey); }
+
+bool TAVOLegacy::isSessionStarted() { return controller().connectionStatus() == TAVOController::SessionStarted; }
+
+void TAVOLegacy::trackEvent(const TAVOEventRequest& request) { controller().sendEvent(request, false); }
+
+void TAVOLegacy::trackScreenEvents(bool track) { controller().eventController()->setTrackScreenEvents(track); }
+
+void TAVOLegacy::loginUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail,
+                           const std::optional<Dictionary>& extras) {
+  updateUser(1, userId, mail, extras);
+}
+
+void TAVOLegacy::loginUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail) {
+  loginUser(userId, mail, std::nullopt);
+}
+
+void TAVOLegacy::loginDefault() {
+  const auto user = controller().currentUser();
+  loginUser(user ? user->userID : std::nullopt, user ? user->userMail : std::nullopt);
+}
+
+void TAVOLegacy::registerUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail,
+                              const std::optional<Dictionary>& extras) {
+  updateUser(2, userId, mail, extras);
+}
+
+void TAVOLegacy::registerUser(const std::optional<std::string>& userId, const std::optional<std::string>& mail) {
+  registerUser(userId, mail, std::nullopt);
+}
+
+void TAVOLegacy::trackExtraUserInfo(const std::optional<Dictionary>& info) { controller().updateUserWithExtras(info); }
+
+void TAVOLegacy::setCustomerId(const std::optional<std::string>& customerId) {
+  if (!customerId) return;
+  controller().userController()->setCustomerId(*customerId);
+  controller().updateUserWithExtras(std::nullopt);
+}
+
+void TAVOLegacy::getUserId(const std::function<void(std::optional<std::string>)>& resultBlock) {
+  if (!resultBlock) return;
+  const auto user = controller().currentUser();
+  if (!user || !user->tAVoUserID || user->tAVoUserID->isNull()) {
+    resultBlock(std::nullopt);
+    return;
+  }
+  resultBlock(user->tAVoUserID->stringValue());
+}
+
+void TAVOLegacy::getUserInfo(const std::function<void(const Dictionary&)>& resultBlock) {
+  if (resultBlock) resultBlock(controller().prepareUserInfo());
+}
+
+void TAVOLegacy::enableUserTracking() { TAVOUserController::enableUserTracking(); }
+
+void TAVOLegacy::disableUserTracking(bool deleteUser) { TAVOUserController::disableUserTracking(deleteUser); }
+
+bool TAVOLegacy::isUserTrackingEnabled() { return !TAVOUserController::isUserTrackingDisabled(); }
+
+void TAVOLegacy::registerToken(const std::vector<std::uint8_t>& token) {
+  std::string hex;
+  hex.reserve(token.size() * 2);
+  for (std::uint8_t byte : token) hex += StringFormat::format("%02x", static_cast<unsigned>(byte));
+  controller().updateUserWithExtras(Dictionary{{"token", hex}});
+  controller().dataStoreController()->saveObjectToDataStore(Value(hex), TAVODataStoreController::kPushTokenRegisteredKey);
+}
+
+std::string TAVOLegacy::deviceId() { return controller().deviceController()->deviceUUID(); }
+
+void TAVOLegacy::startOrder(const std::string& orderId, float totalPrice, const std::optional<std::string>& currencyCode,
+                            const std::optional<std::string>& coupon, const std::optional<Dictionary>& extras) {
+  controller().shoppingCartController()->startOrder(orderId, totalPrice, currencyCode, coupon, extras);
+}
+
+void TAVOLegacy::startOrder(const std::string& orderId, const std::optional<std::string>&, float totalPrice,
+                            const std::optional<std::string>& coupon) {
+  startOrder(orderId, totalPrice, std::nullopt, coupon, std::nullopt);
+}
+
+void TAVOLegacy::startOrder(const std::string& orderId, const std::optional<std::string>&, float totalPrice,
+                            const std::optional<std::string>& coupon, const std::optional<Dictionary>& extras) {
+  startOrder(orderId, totalPrice, std::nullopt, coupon, extras);
+}
+
+void TAVOLegacy::addProduct(const std::string& productId, const std::string& name, float qty, float price,
+                            const std::optional<Dictionary>& extras) {
+  controller().shoppingCartController()->addProduct(productId, name, qty, price, extras);
+}
+
+void TAVOLegacy::addProduct(const std::string& productId, const std::string& name, float qty, float price) {
+  addProduct(productId, name, qty, price, std::nullopt);
+}
+
+void TAVOLegacy::setCurrencyCode(const std::optional<std::string>& currencyCode) {
+  controller().shoppingCartController()->setCurrencyCode(currencyCode);
+}
+
+void TAVOLegacy::trackOrder() { controller().shoppingCartController()->trackOrder(); }
+
+void TAVOLegacy::cancelOrder(const std::string& orderId) { controller().shoppingCartController()->cancelOrder(orderId); }
+
+void TAVOLegacy::setDebuggerOutput(bool enabled) {
+  if (enabled) TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+}
+
+void TAVOLegacy::setWebServiceURL(const std::optional<std::string>& url) {
+  if (url) controller().requestController()->setWebservicesURL(*url);
+}
+
+void TAVOLegacy::setAPItAVoURL(const std::optional<std::string>& url) { setWebServiceURL(url); }
+
+void TAVOLegacy::reset() { controller().reset(); }
+
+}  // namespace tavo

@@ -1,0 +1,306 @@
+#include "core/TAVOSessionController.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "SdkTestEnvironment.h"
+#include "core/TAVOController.h"
+#include "core/TAVOUtils.h"
+#include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
+#include "platform/Application.h"
+#include "platform/JSONSerialization.h"
+#include "tracking/TAVOEventController.h"
+
+namespace tavo {
+namespace {
+
+using platform::Application;
+using platform::Value;
+using Store = testing::SdkTestEnvironment::Store;
+
+class SessionControllerTest : public ::testing::Test {
+ protected:
+  explicit SessionControllerTest(Store store = Store::InMemory) : env(store) {}
+
+  void SetUp() override {
+    env.http().setResponder([](const platform::HttpRequest&) {
+      return platform::FakeHttpClient::Answer::status(200, "{\"status\":200}");
+    });
+    startSdk();
+  }
+
+  static void startSdk() {
+    auto& controller = TAVOController::sharedInstance();
+    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
+    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
+    controller.eventController()->parseScreenEvents(Value(platform::Array{}));  // plain events wait for a flush
+  }
+  static std::shared_ptr<TAVODataStoreController> store() {
+    return TAVOController::sharedInstance().dataStoreController();
+  }
+  void flush() {
+    TAVOController::sharedInstance().requestController()->sendOperations();
+    env.drainQueues();
+  }
+  // The params of every event named token the server received, in order of sending.
+  std::vector<Value> sentEvents(const std::string& token) {
+    std::vector<Value> found;
+    for (const auto& request : env.http().requests()) {
+      const auto body = platform::JSONSerialization::JSONObjectWithData(request.body);
+      const Value* operations = body ? body->get("operations") : nullptr;
+      if (!operations || !operations->asArray()) continue;
+      for (const auto& operation : *operations->asArray()) {
+        const Value* params = operation.get("params");
+        if (params && params->get("eventName") && *params->get("eventName") == Value(token)) found.push_back(*params);
+      }
+    }
+    return found;
+  }
+  std::vector<double> sentSessionTimes() {
+    std::vector<double> times;
+    for (const auto& params : sentEvents("tavo_app_session")) {
+      const Value* time = params.get("attributes") ? params.get("attributes")->get("e_session_time") : nullptr;
+      times.push_back(time ? time->doubleValue() : -1.0);
+    }
+    return times;
+  }
+  static std::shared_ptr<TAVOSessionData> storedSessionData() {
+    const auto stored = store()->getObjectFromDataStore(TAVODataStoreController::kSessionDataKey);
+    return stored ? stored->objectAs<TAVOSessionData>() : nullptr;
+  }
+  static void storeSessionData(double time, double number) {
+    auto data = std::make_shared<TAVOSessionData>();
+    data->sessionTime = time;
+    data->sessionNumber = number;
+    store()->saveObjectToDataStore(Value(std::shared_ptr<platform::Codable>(data)),
+                                   TAVODataStoreController::kSessionDataKey);
+  }
+
+  testing::SdkTestEnvironment env;
+};
+
+// --- the running average -------------------------------------------------------------------------------
+
+TEST_F(SessionControllerTest, SessionsOfTenAndTwentySecondsAverageFifteenAndSurviveANewController) {
+  {
+    TAVOSessionController sessions;
+    sessions.startSession();
+    env.clock().advance(10);
+    sessions.toSleep();
+    EXPECT_FALSE(sessions.isStarted());
+    sessions.wakeUp();
+    env.clock().advance(20);
+    sessions.toSleep();
+    EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionTime, 15.0);
+    EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionNumber, 2.0);
+  }
+  env.drainQueues();
+  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{10.0, 15.0}));
+  const auto stored = storedSessionData();
+  ASSERT_TRUE(stored);
+  EXPECT_DOUBLE_EQ(*stored->sessionTime, 15.0);
+  EXPECT_DOUBLE_EQ(*stored->sessionNumber, 2.0);
+
+  // A later controller goes on from the stored figures: (2 * 15 + 30) / 3.
+  TAVOSessionController later;
+  later.startSession();
+  env.clock().advance(30);
+  later.endSession();
+  EXPECT_DOUBLE_EQ(*later.sessionData()->sessionTime, 20.0);
+  EXPECT_DOUBLE_EQ(*later.sessionData()->sessionNumber, 3.0);
+}
+
+TEST_F(SessionControllerTest, BecomingActiveDuringASessionKeepsItsStart) {
+  TAVOSessionController sessions;
+  sessions.startSession();
+  env.clock().advance(5);
+  sessions.wakeUp();
+  env.clock().advance(5);
+  EXPECT_DOUBLE_EQ(sessions.getCurrentSessionTime(), 10.0);
+  sessions.endSession();
+  EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionTime, 10.0);
+}
+
+TEST_F(SessionControllerTest, EndingWithoutARunningSessionCountsAnEmptyOne) {
+  TAVOSessionController sessions;
+  sessions.startSession();
+  env.clock().advance(10);
+  sessions.toSleep();
+  env.clock().advance(50);  // time in the background is no session time
+  sessions.toSleep();
+  EXPECT_FALSE(sessions.isStarted());
+  EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionTime, 5.0);
+  EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionNumber, 2.0);
+  env.drainQueues();
+  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{10.0, 5.0}));
+}
+
+TEST_F(SessionControllerTest, TheSessionTimeTravelsAsAFloat) {
+  TAVOSessionController sessions;
+  for (int i = 0; i < 2; ++i) {
+    sessions.startSession();
+    env.clock().advance(1);
+    sessions.toSleep();
+  }
+  sessions.toSleep();  // (2 * 1 + 0) / 3
+  env.drainQueues();
+  const double average = 2.0 / 3.0;
+  EXPECT_EQ(*sessions.sessionData()->sessionTime, average);  // the store keeps the double
+  ASSERT_EQ(sentSessionTimes().size(), 3u);
+  EXPECT_EQ(sentSessionTimes()[2], static_cast<double>(static_cast<float>(average)));
+  EXPECT_NE(sentSessionTimes()[2], average);
+}
+
+TEST_F(SessionControllerTest, AnAverageBeyondAFloatIsSentWithoutAttributes) {
+  storeSessionData(1e300, 1);  // (1e300 + 0) / 2: a double, but +infinity as a float
+  TAVOSessionController huge;
+  huge.endSession();
+  EXPECT_DOUBLE_EQ(*huge.sessionData()->sessionTime, 5e299);
+
+  storeSessionData(-5, -1);  // (5 + 0) / 0: +infinity already as a double
+  TAVOSessionController broken;
+  broken.endSession();
+  EXPECT_EQ(*broken.sessionData()->sessionTime, std::numeric_limits<double>::infinity());
+  EXPECT_DOUBLE_EQ(*broken.sessionData()->sessionNumber, 0.0);
+
+  flush();
+  const auto events = sentEvents("tavo_app_session");
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0].get("attributes"), nullptr);
+  EXPECT_EQ(events[1].get("attributes"), nullptr);
+}
+
+// --- the install event ----------------------------------------------------------------------------------
+
+class PersistentSessionControllerTest : public SessionControllerTest {
+ protected:
+  PersistentSessionControllerTest() : SessionControllerTest(Store::File) {}
+};
+
+TEST_F(PersistentSessionControllerTest, TheInstallEventIsSentOnceOnTheFirstLaunchOnly) {
+  const platform::Date launch = env.clock().now();
+  {
+    TAVOSessionController sessions;
+    EXPECT_TRUE(sessions.isFirstSession());
+    sessions.startSession();
+    EXPECT_FALSE(sessions.isFirstSession());
+    sessions.toSleep();
+    sessions.wakeUp();
+    sessions.toSleep();
+  }
+  env.drainQueues();
+  const auto installs = sentEvents("tavo_auto_event");
+  ASSERT_EQ(installs.size(), 1u);
+  const Value* attributes = installs[0].get("attributes");
+  ASSERT_NE(attributes, nullptr);
+  EXPECT_EQ(*attributes->get("e_auto_event_type"), Value("e_install_event"));
+  EXPECT_EQ(*attributes->get("e_install_date"),
+            Value(TAVOUtils::dateToStringLocalTime(launch, TAVOUtils::kDefaultDateFormat)));
+  EXPECT_EQ(store()->getObjectFromDataStore(TAVODataStoreController::kInstallDateKey), Value(launch));
+
+  env.restart();
+  startSdk();
+  TAVOSessionController relaunched;
+  EXPECT_FALSE(relaunched.isFirstSession());
+  relaunched.startSession();
+  flush();
+  EXPECT_TRUE(sentEvents("tavo_auto_event").empty());
+  EXPECT_DOUBLE_EQ(*relaunched.sessionData()->sessionNumber, 2.0);  // read back from the file
+}
+
+TEST_F(PersistentSessionControllerTest, SessionDataOfAnOlderVersionMeansNoInstallEvent) {
+  storeSessionData(4, 3);
+  env.restart();
+  startSdk();
+  TAVOSessionController sessions;
+  sessions.startSession();
+  env.clock().advance(8);
+  sessions.endSession();  // (3 * 4 + 8) / 4
+  flush();
+  EXPECT_TRUE(sentEvents("tavo_auto_event").empty());
+  EXPECT_FALSE(store()->getObjectFromDataStore(TAVODataStoreController::kInstallDateKey));
+  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{5.0}));
+}
+
+// --- the application's lifecycle ------------------------------------------------------------------------
+
+TEST_F(SessionControllerTest, GoingToTheBackgroundFlushesTheBatch) {
+  TAVOSessionController sessions;
+  sessions.startSession();
+  env.clock().advance(3);
+  env.drainQueues();
+  EXPECT_EQ(env.http().requestCount(), 0u);  // the install event waits in the batch
+  sessions.toSleep();
+  env.drainQueues();
+  ASSERT_EQ(env.http().requestCount(), 1u);
+  EXPECT_EQ(env.http().requests()[0].url.substr(env.http().requests()[0].url.size() - 7), "tracker");
+  EXPECT_EQ(sentEvents("tavo_auto_event").size(), 1u);
+  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{3.0}));
+}
+
+TEST_F(SessionControllerTest, TheApplicationsStateChangesDriveTheSessions) {
+  auto application = env.platform().application;
+  ASSERT_EQ(application->applicationState(), Application::Active);
+  auto sessions = std::make_unique<TAVOSessionController>();
+  sessions->initSessionLogic();
+  sessions->initSessionLogic();  // observers are added once: one move ends one session
+  EXPECT_TRUE(sessions->isStarted());
+
+  env.clock().advance(10);
+  application->setApplicationState(Application::Inactive);  // an incoming call does not end the session
+  EXPECT_TRUE(sessions->isStarted());
+  application->setApplicationState(Application::Background);
+  EXPECT_FALSE(sessions->isStarted());
+  EXPECT_DOUBLE_EQ(*sessions->sessionData()->sessionNumber, 1.0);
+
+  env.clock().advance(100);
+  application->setApplicationState(Application::Active);
+  EXPECT_TRUE(sessions->isStarted());
+  env.clock().advance(20);
+  application->setApplicationState(Application::Background);
+  EXPECT_DOUBLE_EQ(*sessions->sessionData()->sessionTime, 15.0);
+  EXPECT_DOUBLE_EQ(*sessions->sessionData()->sessionNumber, 2.0);
+  env.drainQueues();
+  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{10.0, 15.0}));
+
+  // Once the controller is gone the notifications reach nobody (the sanitizers see any stale handler).
+  sessions.reset();
+  application->setApplicationState(Application::Active);
+  application->setApplicationState(Application::Background);
+  env.drainQueues();
+  EXPECT_EQ(sentSessionTimes().size(), 2u);
+}
+
+TEST_F(SessionControllerTest, LifecycleNotificationsFromAnotherThreadWhileTheControllerGoesAway) {
+  auto sessions = std::make_unique<TAVOSessionController>();
+  sessions->initSessionLogic();
+  auto center = env.platform().notificationCenter;
+  std::atomic<int> rounds{0};
+  std::atomic<bool> stop{false};
+  std::thread poster([&] {
+    while (!stop.load()) {
+      center->postNotification(platform::kApplicationDidEnterBackgroundNotification);
+      center->postNotification(platform::kApplicationDidBecomeActiveNotification);
+      rounds.fetch_add(1);
+    }
+  });
+  while (rounds.load() < 20) {
+    const auto data = sessions->sessionData();
+    EXPECT_GE(*data->sessionNumber, 0.0);
+    (void)sessions->getCurrentSessionTime();
+    std::this_thread::yield();
+  }
+  sessions.reset();  // while deliveries go on
+  const int afterReset = rounds.load();
+  while (rounds.load() < afterReset + 5) std::this_thread::yield();
+  stop.store(true);
+  poster.join();
+  env.drainQueues();  // the flushes it caused must not spill into the next test
+  EXPECT_GE(storedSessionData()->sessionNumber.value_or(0.0), 20.0);
+}
+
+}  // namespace
+}  // namespace tavo
