@@ -286,7 +286,7 @@ TEST_F(NetworkLoopbackTest, EachUserUpdateTypeReachesItsOwnAction) {
 
 TEST_F(NetworkLoopbackTest, ARefusedBatchIsSentThreeTimesParkedThenResentWithCredentialsOnly) {
   server_.refuseConnections();
-  const auto operation = sendOneEvent("offline");
+  sendOneEvent("offline");
   settle(3);
 
   EXPECT_EQ(server_.requestCount(), 0u);
@@ -421,11 +421,9 @@ TEST_F(NetworkLoopbackTest, AParkedUserUpdateResentByTheNextProcessStillReadsThe
   EXPECT_TRUE(requests()->pendingRequests().empty());
 }
 
-// Disabled: a real fault of TAVORequestController::repeatPendingRequests (TAVORequestController.cpp, the
-// copy of the parked list is taken before resendMutex_ is locked). A second resend that starts while the
-// first is under way has already copied the same list, waits for the lock, then sends every parked request
-// a second time. The copy belongs under the resend lock, so the second caller finds the list emptied.
-TEST_F(NetworkLoopbackTest, DISABLED_TwoResendsAtOnceSendEachParkedRequestOnce) {
+// A second resend that starts while the first is under way must find the list the first one left, not a copy
+// taken before it: otherwise every parked request reaches the server twice.
+TEST_F(NetworkLoopbackTest, TwoResendsAtOnceSendEachParkedRequestOnce) {
   server_.refuseConnections();
   sendOneEvent("parked");
   settle(3);

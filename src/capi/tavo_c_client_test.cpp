@@ -1,0 +1,105 @@
+// A host written in plain C (tests/c_client) runs as its own process against a loopback web service; the
+// test reads what arrived.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <sys/wait.h>
+
+#include "LoopbackServer.h"
+#include "SdkTestEnvironment.h"
+#include "WireFormat.h"
+
+namespace tavo {
+namespace {
+
+using platform::Value;
+using testing::LoopbackServer;
+using testing::WireFormat;
+
+// The web service's answers by action: batches get a status per operation, a retrieving user update gets
+// the user's data, other single-object requests a bare status.
+LoopbackServer::Answer serviceAnswer(const LoopbackServer::Request& request) {
+  if (request.path == "/ws/tracker") return LoopbackServer::Answer::json(R"({"status":200})");
+  if (request.body.find("tavo_retrieve") != std::string::npos)
+    return LoopbackServer::Answer::json(R"({"status":200,"response":{"idtAVoUser":7}})");
+  return LoopbackServer::Answer::text("200");
+}
+
+struct ClientRun {
+  int exitCode = -1;
+  std::string output;
+};
+
+ClientRun runClient(const std::string& dataDirectory, const std::string& baseURL) {
+  ClientRun run;
+  const std::string command = std::string(TAVO_C_CLIENT_PATH) + " '" + dataDirectory + "' '" + baseURL + "' 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return run;
+  char buffer[512];
+  while (fgets(buffer, sizeof buffer, pipe)) run.output += buffer;
+  const int status = pclose(pipe);
+  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+TEST(CClientProcess, StartsTracksLogsInAndOrdersOverARealSocket) {
+  LoopbackServer server;
+  server.setResponder(serviceAnswer);
+  testing::TemporaryDirectory data;
+  const ClientRun run = runClient(data.path(), server.baseURL());
+  ASSERT_EQ(run.exitCode, 0) << run.output;
+  EXPECT_NE(run.output.find("session started: 1"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("delegate: started c-event-1"), std::string::npos) << run.output;
+
+  bool initialUpdate = false, startEvent = false, levelUp = false, login = false, order = false;
+  for (const auto& request : server.requests()) {
+    EXPECT_EQ(request.method, "POST");
+    if (request.path == "/ws/tracker") {
+      EXPECT_EQ(request.header("apiUser"), std::optional<std::string>("CCLIENTAPP1"));
+      EXPECT_EQ(request.header("apiKey"), std::optional<std::string>("KEY123456"));
+      for (const auto& operation : WireFormat::batchOperations(request.body)) {
+        const Value* params = operation.get("params");
+        const Value* name = params ? params->get("eventName") : nullptr;
+        if (name && *name == Value("tavo_start_session")) startEvent = true;
+        if (name && *name == Value("level_up")) {
+          levelUp = true;
+          EXPECT_EQ(*params->get("attributes"), Value(platform::Dictionary{{"level", 3}, {"mode", "hard"}}));
+          EXPECT_EQ(*params->get("app_version"), Value("2.0"));
+        }
+      }
+      continue;
+    }
+    const auto fields = WireFormat::formFields(request.body);
+    EXPECT_EQ(*fields.find("apiUser"), Value("CCLIENTAPP1"));
+    const auto payload = WireFormat::formPayload(request.body);
+    ASSERT_TRUE(payload) << request.body;
+    if (request.path == "/ws/updateuser" && payload->get("tavo_retrieve")) initialUpdate = true;
+    if (request.path == "/ws/firstlogin") {
+      login = true;
+      EXPECT_EQ(*payload->get("plan"), Value("pro"));
+      EXPECT_EQ(payload->get("price"), nullptr);  // reserved: refused
+      EXPECT_EQ(*payload->get("customerid"), Value("c-42"));
+      EXPECT_EQ(*payload->get("email"), Value("c@example.com"));
+    }
+    if (request.path == "/ws/addpurchase") {
+      order = true;
+      EXPECT_EQ(*payload->get("orderid"), Value("o-1"));
+      EXPECT_EQ(*payload->get("price"), Value("19.99"));
+      EXPECT_EQ(*payload->get("tavo_currency_code"), Value("EUR"));
+      const auto& products = *payload->get("products")->asArray();
+      ASSERT_EQ(products.size(), 1u);
+      EXPECT_EQ(*products[0].get("quantity"), Value("2.00"));
+      EXPECT_EQ(*products[0].get("product_name"), Value("Widget"));
+    }
+  }
+  EXPECT_TRUE(initialUpdate);
+  EXPECT_TRUE(startEvent);
+  EXPECT_TRUE(levelUp);
+  EXPECT_TRUE(login);
+  EXPECT_TRUE(order);
+}
+
+}  // namespace
+}  // namespace tavo
