@@ -1,8 +1,6 @@
 #include "platform/JSONSerialization.h"
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -72,20 +70,6 @@ class ValueBuilder : public nlohmann::json_sax<nlohmann::json> {
   Value root_;
   bool done_ = false;
 };
-
-std::string formatNumber(double d) {
-  if (d == std::floor(d) && std::fabs(d) < 1e15) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%.0f", d);
-    return buf;
-  }
-  char buf[40];
-  for (int precision = 1; precision <= 17; ++precision) {
-    std::snprintf(buf, sizeof buf, "%.*g", precision, d);
-    if (std::strtod(buf, nullptr) == d) break;
-  }
-  return buf;
-}
 
 // Length of the valid UTF-8 sequence starting at s[i], or 0 when the bytes there are not valid UTF-8.
 std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
@@ -160,7 +144,7 @@ class Writer {
       case Value::Type::Real: {
         const double d = v.doubleValue();
         if (!std::isfinite(d)) return false;
-        out += formatNumber(d);
+        out += v.stringValue();  // shortest exact form, as the platform writes numbers
         return true;
       }
       case Value::Type::String: writeString(out, *v.asString()); return true;
