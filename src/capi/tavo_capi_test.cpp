@@ -127,7 +127,7 @@ TEST_F(CInterfaceTest, ALoginRefusesReservedExtrasAndKeepsTheOthers) {
   tavo_set_debugger_output(true);
   tavo_login_user("c-9", "nine@example.com", R"({"price": 10, "color": "red", "eid": 1})");
   settle(3);
-  const auto& login = server.requests().back();
+  const auto login = server.requests().back();
   ASSERT_EQ(login.path, "/ws/firstlogin");
   const auto payload = WireFormat::formPayload(login.body);
   ASSERT_TRUE(payload);

@@ -174,6 +174,20 @@ TEST_F(RequestControllerTest, PayloadsThatMustNotBeRetriedAreDroppedFromTheirBat
   EXPECT_EQ(*parked[0]->operations()[0]->transmitObject->objectData.find("eventName"), Value("kept"));
 }
 
+TEST_F(RequestControllerTest, TheQueueReportsItsCountAndWhenItEmpties) {
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  requests()->addOperationToQueue(event("watched"));
+  requests()->sendOperations();
+  env.drainQueues();
+  const auto lines = env.logLines();
+  const auto completed = std::find(lines.begin(), lines.end(), "TAVOLogger: 2 - QueueCompleted");
+  ASSERT_NE(completed, lines.end());
+  ASSERT_NE(completed + 1, lines.end());
+  EXPECT_EQ(*(completed + 1), "TAVOLogger: 4 - Operations in queue 0");  // "completed" comes first
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Operations in queue 1"));
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - New request added to queue"));
+}
+
 TEST_F(RequestControllerTest, TheSameRequestIsParkedOnce) {
   auto request = TAVORequest::requestWithOperations({event("x")});
   requests()->setRequestAsFailed(request);
