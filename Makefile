@@ -33,3 +33,12 @@ test-tsan: tsan
 
 clean:
 	@rm -rf build
+
+# Every benchmark program of bench/ once, about a minute in all; docs/PERFORMANCE.md says what each measures.
+.PHONY: bench
+bench: build
+	@test -x build/default/bench/tavo_bench_track_event || { echo "bench: Google Benchmark not found"; exit 1; }
+	@for program in build/default/bench/tavo_bench_*; do \
+	  [ -x "$$program" ] || continue; \
+	  "$$program" --benchmark_min_time=0.5 || exit 1; \
+	done

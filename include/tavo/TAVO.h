@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,8 @@
 #include "tavo/Export.h"
 #include "tavo/TAVOConfiguration.h"
 #include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInstallAttribution.h"
+#include "tavo/TAVOInstallAttributionDelegate.h"
 #include "tavo/TAVORequestDelegate.h"
 #include "tavo/platform/Value.h"
 
@@ -78,6 +81,16 @@ class TAVO_EXPORT TAVOLegacy {
   static void setCurrencyCode(const std::optional<std::string>& currencyCode);
   static void trackOrder();
   static void cancelOrder(const std::string& orderId);
+
+  // Links and attribution. handleLink takes every URL that opened the app: a short tracking link is resolved
+  // and comes back through the application's continue-user-activity handler; any other link is checked for
+  // click attribution and for "qrvact"/"qrvval" actions. The domain lists add to the SDK's own.
+  static void handleLink(const std::optional<std::string>& url);
+  static void setQuorvelDomains(const std::optional<std::vector<std::string>>& customDomains);
+  static void setShortQuorvelDomains(const std::optional<std::vector<std::string>>& customDomains);
+  // The campaign the web service credits this install to, told to the delegate on the main thread; cached
+  // for good once it names a campaign. The SDK keeps the delegate (a strong reference) until the next call.
+  static void installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& attributionDelegate);
 
   // Configuration at run time.
   static void setDebuggerOutput(bool enabled);  // YES turns every log level on; NO changes nothing

@@ -143,6 +143,23 @@ TAVO_C_EXPORT void tavo_set_currency_code(const char* currency_code);
 TAVO_C_EXPORT void tavo_track_order(void);
 TAVO_C_EXPORT void tavo_cancel_order(const char* order_id);
 
+/* ---- links and attribution ---- */
+
+/* Every URL that opened the app. A short tracking link is resolved by the web service and its long URL
+ * comes back through the continue-user-activity handler; any other link is checked for click attribution
+ * and for deep-link actions. NULL is ignored. */
+TAVO_C_EXPORT void tavo_handle_link(const char* url);
+/* Extra tracking-link (or short-link) domains of the app, added to the SDK's own; NULL entries are skipped,
+ * a NULL list clears them. */
+TAVO_C_EXPORT void tavo_set_quorvel_domains(const char* const* domains, size_t count);
+TAVO_C_EXPORT void tavo_set_short_quorvel_domains(const char* const* domains, size_t count);
+/* Asks for the install attribution; callback gets it on the main thread, when it arrives, as JSON text:
+ * {"status": ..., "campaign": {"id", "name", "click_params", "source": {"id", "name",
+ * "provider": {"id", "name"}}}}, null for what is absent. The text lives until the callback returns.
+ * The SDK keeps the last callback given; a NULL one asks all the same and tells nobody. */
+TAVO_C_EXPORT void tavo_install_attribution_info(void (*callback)(const char* attribution_json, void* user_data),
+                                                 void* user_data);
+
 #ifdef __cplusplus
 }
 #endif

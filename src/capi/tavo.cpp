@@ -50,6 +50,37 @@ char* copy(const std::string& s) {
   return out;
 }
 
+// The install attribution as the C API hands it over: every key present, null for what is absent.
+tavo::Value attributionValue(const std::shared_ptr<const tavo::TAVOInstallAttribution>& attribution) {
+  using tavo::Dictionary;
+  using tavo::Value;
+  const auto optionalText = [](const std::optional<std::string>& s) { return s ? Value(*s) : Value(); };
+  Dictionary out;
+  out.set("status", attribution && attribution->status ? *attribution->status : Value());
+  const auto campaign = attribution ? attribution->campaign : nullptr;
+  if (!campaign) {
+    out.set("campaign", Value());
+    return Value(std::move(out));
+  }
+  Dictionary source;
+  if (const auto& s = campaign->source) {
+    source.set("id", s->id);
+    source.set("name", optionalText(s->name));
+    if (const auto& p = s->provider) {
+      source.set("provider", Dictionary{{"id", p->id}, {"name", optionalText(p->name)}});
+    } else {
+      source.set("provider", Value());
+    }
+  }
+  out.set("campaign", Dictionary{
+                          {"id", campaign->id},
+                          {"name", optionalText(campaign->name)},
+                          {"click_params", campaign->clickParams ? Value(*campaign->clickParams) : Value()},
+                          {"source", campaign->source ? Value(std::move(source)) : Value()},
+                      });
+  return Value(std::move(out));
+}
+
 std::vector<std::string> list(const char* const* items, size_t count) {
   std::vector<std::string> out;
   if (!items) return out;
@@ -294,6 +325,31 @@ void tavo_cancel_order(const char* order_id) {
     return;
   }
   TAVOLegacy::cancelOrder(order_id);
+}
+
+void tavo_handle_link(const char* url) {
+  if (url) TAVOLegacy::handleLink(std::string(url));
+}
+
+void tavo_set_quorvel_domains(const char* const* domains, size_t count) {
+  TAVOLegacy::setQuorvelDomains(domains ? std::optional(list(domains, count)) : std::nullopt);
+}
+
+void tavo_set_short_quorvel_domains(const char* const* domains, size_t count) {
+  TAVOLegacy::setShortQuorvelDomains(domains ? std::optional(list(domains, count)) : std::nullopt);
+}
+
+void tavo_install_attribution_info(void (*callback)(const char* attribution_json, void* user_data), void* user_data) {
+  if (!callback) {
+    TAVOLegacy::installAttributionInfo(nullptr);
+    return;
+  }
+  auto delegate = std::make_shared<tavo::TAVOInstallAttributionDelegate>();
+  delegate->onAttributionReceived = [callback, user_data](const auto& attribution) {
+    const auto json = tavo::platform::JSONSerialization::dataWithJSONObject(attributionValue(attribution));
+    callback(json.value_or("null").c_str(), user_data);
+  };
+  TAVOLegacy::installAttributionInfo(delegate);
 }
 
 }  // extern "C"

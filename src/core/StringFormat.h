@@ -44,7 +44,11 @@ class StringFormat {
 
   template <class... A>
   static std::string format(std::string_view pattern, const A&... args) {
-    return format(pattern, std::vector<Arg>{Arg(args)...});
+    // Built in place: no array of temporaries to copy from (and no compiler noise about destroying them).
+    std::vector<Arg> list;
+    list.reserve(sizeof...(A));
+    (list.emplace_back(args), ...);
+    return format(pattern, list);
   }
 };
 

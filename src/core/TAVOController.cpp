@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "attribution/TAVOAttributionController.h"
+#include "attribution/TAVODeepLinkController.h"
+#include "attribution/TAVOShortUrlController.h"
 #include "core/SecurityController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOAppController.h"
@@ -15,6 +18,7 @@
 #include "core/TAVOControllerTestAccess.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/Platform.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
@@ -60,7 +64,9 @@ void TAVOController::initTAVO() {
   fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
   fresh.security = std::make_shared<SecurityController>();
   fresh.event = std::make_shared<TAVOEventController>();
+  fresh.attribution = std::make_shared<TAVOAttributionController>();
   fresh.user = std::make_shared<TAVOUserController>();
+  fresh.shortUrl = std::make_shared<TAVOShortUrlController>();
   std::string version = TAVOAppController::getAppVersion();
   std::shared_ptr<const TAVOUser> user = TAVOUserController::getSavedUser();
   SubControllers previous;
@@ -97,6 +103,10 @@ void TAVOController::startSession(const std::optional<std::string>& key) {
   if (connectionStatus() == NotStarted) startSessionCommons(key);
   // Every foreground start announces itself, even a repeated one.
   sendEvent(TAVOEventRequest("tavo_start_session"), true);
+  // Asked of the controller's life current when it runs: a reset in between gets the new one.
+  platform::Platform::shared().mainLoop->postAfter(4.0, [this] {
+    if (auto attribution = attributionController()) attribution->checkSearchAds();
+  });
   sessionController()->initSessionLogic();
 }
 
@@ -124,6 +134,9 @@ void TAVOController::updateUserWithType(std::int32_t type, const std::optional<p
   auto update = std::make_shared<TAVOUpdateUser>();
   update->initWithExtras(extras, false);
   update->updateUserType = type;
+  // Logins and registrations carry the open attribution campaigns; plain updates do not.
+  if (type >= TAVOUpdateUser::FirstLogin && type <= TAVOUpdateUser::NewRegister)
+    attributionController()->addAttributionCampaignIfNeeded(*update);
   requestController()->addRequestToQueue(TAVORequest::requestWithUpdateUser(update));
 }
 
@@ -160,6 +173,15 @@ void TAVOController::sendClick(unsigned long communicationType, const std::strin
 }
 
 platform::Dictionary TAVOController::prepareUserInfo() const { return userController()->prepareUserInfo(); }
+
+void TAVOController::handleLink(const std::optional<std::string>& url) {
+  const auto shortUrls = shortUrlController();
+  if (shortUrls->isShortQuorvelDomain(url)) {
+    shortUrls->resolveShortUrl(*url);
+  } else {
+    TAVODeepLinkController().handleURL(url);
+  }
+}
 
 std::optional<std::string> TAVOController::apiUser() const {
   std::lock_guard lock(mutex_);
@@ -244,6 +266,16 @@ std::shared_ptr<SecurityController> TAVOController::securityController() const {
 std::shared_ptr<TAVOUserController> TAVOController::userController() const {
   std::lock_guard lock(mutex_);
   return subControllers_.user;
+}
+
+std::shared_ptr<TAVOAttributionController> TAVOController::attributionController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.attribution;
+}
+
+std::shared_ptr<TAVOShortUrlController> TAVOController::shortUrlController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.shortUrl;
 }
 
 void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {

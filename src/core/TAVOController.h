@@ -16,6 +16,7 @@
 namespace tavo {
 
 class SecurityController;
+class TAVOAttributionController;
 class TAVOEventRequest;
 class TAVODataStoreController;
 class TAVODeviceController;
@@ -23,6 +24,7 @@ class TAVOEventController;
 class TAVORequestController;
 class TAVOSessionController;
 class TAVOShoppingCartController;
+class TAVOShortUrlController;
 class TAVOUser;
 class TAVOUserController;
 
@@ -66,6 +68,8 @@ class TAVOController {
   void sendImpression(unsigned long communicationType, const std::string& campaignId);
   void sendClick(unsigned long communicationType, const std::string& campaignId);
   platform::Dictionary prepareUserInfo() const;
+  // A link that opened the app: a short link is resolved, anything else is handled as a deep link.
+  void handleLink(const std::optional<std::string>& url);
 
   std::int32_t connectionStatus() const { return connectionStatus_.load(); }
   void setConnectionStatusTo(std::int32_t status) { connectionStatus_.store(status); }
@@ -95,6 +99,8 @@ class TAVOController {
   std::shared_ptr<SecurityController> securityController() const;
   std::shared_ptr<TAVOEventController> eventController() const;
   std::shared_ptr<TAVOUserController> userController() const;
+  std::shared_ptr<TAVOAttributionController> attributionController() const;
+  std::shared_ptr<TAVOShortUrlController> shortUrlController() const;
 
   // In-app listeners: held weakly (the host owns them); added once, removed if present; null is ignored.
   void addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
@@ -129,7 +135,9 @@ class TAVOController {
     std::shared_ptr<TAVOShoppingCartController> shoppingCart;
     std::shared_ptr<SecurityController> security;
     std::shared_ptr<TAVOEventController> event;
+    std::shared_ptr<TAVOAttributionController> attribution;
     std::shared_ptr<TAVOUserController> user;
+    std::shared_ptr<TAVOShortUrlController> shortUrl;
   };
 
   std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> liveInAppDelegates() const;

@@ -1,5 +1,7 @@
 #include "tavo/TAVO.h"
 
+#include "attribution/TAVOAttributionController.h"
+#include "attribution/TAVOShortUrlController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVODeviceController.h"
@@ -45,7 +47,10 @@ void TAVOLegacy::startSessionWithConfiguration(const TAVOConfiguration& configur
   setDebuggerOutput(configuration.debugEnabled);
   setWebServiceURL(configuration.urlBase);
   controller().requestController()->setQueueTime(configuration.queueTime);
+  setQuorvelDomains(configuration.customQuorvelDomains);
+  setShortQuorvelDomains(configuration.shortQuorvelDomains);
   trackScreenEvents(configuration.trackScreenEvents);
+  controller().attributionController()->setAppleAdsAttribution(configuration.appleAdsAttribution);
   startSession(configuration.sessionKey);
 }
 
@@ -153,6 +158,20 @@ void TAVOLegacy::setCurrencyCode(const std::optional<std::string>& currencyCode)
 void TAVOLegacy::trackOrder() { controller().shoppingCartController()->trackOrder(); }
 
 void TAVOLegacy::cancelOrder(const std::string& orderId) { controller().shoppingCartController()->cancelOrder(orderId); }
+
+void TAVOLegacy::handleLink(const std::optional<std::string>& url) { controller().handleLink(url); }
+
+void TAVOLegacy::setQuorvelDomains(const std::optional<std::vector<std::string>>& customDomains) {
+  controller().attributionController()->setCustomQuorvelDomains(customDomains);
+}
+
+void TAVOLegacy::setShortQuorvelDomains(const std::optional<std::vector<std::string>>& customDomains) {
+  controller().shortUrlController()->setCustomShortQuorvelDomains(customDomains);
+}
+
+void TAVOLegacy::installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& attributionDelegate) {
+  controller().userController()->installAttributionInfo(attributionDelegate);
+}
 
 void TAVOLegacy::setDebuggerOutput(bool enabled) {
   if (enabled) TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);

@@ -30,6 +30,20 @@ double component(const std::string& s, std::size_t start, std::size_t length) {
 
 const platform::TimeZone& deviceZone() { return *platform::Platform::shared().timeZone; }
 
+// Splitting a pattern costs more than formatting with it, and every payload stamps the time with the same
+// pattern and zone: each thread keeps the formatter it made last.
+const platform::DateFormatter& formatterFor(const std::string& format, const platform::TimeZone& zone) {
+  struct Cached {
+    std::string format;
+    platform::TimeZone zone;
+    platform::DateFormatter formatter;
+  };
+  thread_local std::optional<Cached> cached;
+  if (!cached || cached->format != format || !(cached->zone == zone))
+    cached.emplace(Cached{format, zone, platform::DateFormatter(format, zone)});
+  return cached->formatter;
+}
+
 }  // namespace
 
 platform::Color TAVOUtils::hexaStrToColor(const std::string& hex) {
@@ -69,7 +83,7 @@ std::string TAVOUtils::newDateWithTimezone(const std::optional<platform::TimeZon
 
 std::string TAVOUtils::dateToString(platform::Date date, const std::string& format,
                                     const std::optional<platform::TimeZone>& zone) {
-  return platform::DateFormatter(format, zone ? *zone : deviceZone()).stringFromDate(date);
+  return formatterFor(format, zone ? *zone : deviceZone()).stringFromDate(date);
 }
 
 std::string TAVOUtils::dateToStringLocalTime(platform::Date date, const std::string& format) {
@@ -81,7 +95,7 @@ std::optional<platform::Date> TAVOUtils::dateFromStringDefaultFormat(const std::
 }
 
 std::optional<platform::Date> TAVOUtils::dateFromString(const std::string& text, const std::string& format) {
-  return platform::DateFormatter(format, deviceZone()).dateFromString(text);
+  return formatterFor(format, deviceZone()).dateFromString(text);
 }
 
 platform::Date TAVOUtils::addHoursWithHours(long hours, platform::Date date) {

@@ -50,7 +50,9 @@ TAVORequestController::TAVORequestController()
     if (count == 0) TAVOLogger::logAndType("QueueCompleted", TAVOLogger::Verbose);
     TAVOLogger::log("Operations in queue %lu", count);
   });
-  // Requests parked by an earlier process: read once, then the key is cleared.
+  // Requests parked by an earlier process: read once, then the key is cleared. Usually nothing is parked;
+  // then there is nothing to read or clear, and the start is spared two durable writes of the store.
+  if (!dataStoreController_->containsObjectInDataStore(TAVODataStoreController::kPendingRequestsKey)) return;
   try {
     const auto stored = dataStoreController_->getObjectFromDataStore(TAVODataStoreController::kPendingRequestsKey);
     if (stored && stored->asArray())

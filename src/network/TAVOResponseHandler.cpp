@@ -8,11 +8,14 @@
 #include "network/TAVOResponseType.h"
 #include "persistence/TAVOObservableTransmitObject.h"
 #include "platform/JSONSerialization.h"
+#include "platform/Platform.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
+#include "tracking/TAVOUserController.h"
 
 namespace tavo {
 
+using platform::Array;
 using platform::Value;
 
 namespace {
@@ -36,24 +39,47 @@ void TAVOResponseHandler::processResponse(const std::string& body, const std::sh
         return;
     }
   }
-  for (const auto& operation : request->operations()) {
-    // Each operation reads the whole body again: its answer may be the whole of it.
-    const auto json = platform::JSONSerialization::JSONObjectWithData(body);
-    if (!json) {
-      processOperationError(operation, responseBlock);
-      return;
-    }
+  const auto operations = request->operations();
+  if (operations.empty()) return;
+  // Every operation reads the same answer, and its own part of it may be the whole of it: the body is parsed
+  // once and the operations' answers are found by id once, not once per operation.
+  const auto json = platform::JSONSerialization::JSONObjectWithData(body);
+  if (!json) {
+    processOperationError(operations.front(), responseBlock);
+    return;
+  }
+  const OperationAnswers answers(*json);
+  for (const auto& operation : operations) {
     if (operation->operationResponseType() == TAVOResponseUserData) {
       processJSONResponse(*json, responseBlock);
       return;
     }
-    processOperationResponse(operation, *json, responseBlock);
+    processOperationAnswer(operation, answers.answerFor(operation->operationId), responseBlock);
   }
 }
 
 void TAVOResponseHandler::processOperationError(const std::shared_ptr<TAVOOperation>&,
                                                 const ResponseBlock& responseBlock) const {
   responseBlock(error(TAVOError::ResponseParseError));
+}
+
+TAVOResponseHandler::OperationAnswers::OperationAnswers(const Value& json) : json_(json) {
+  const Value* operations = json.get("operations");
+  if (!operations || !operations->asArray()) return;
+  const Array& list = *operations->asArray();
+  byId_.reserve(list.size());
+  for (const Value& element : list) {
+    const Value* id = element.get("id");
+    // The first element with an id answers for it, as a search from the front finds it.
+    if (id && id->isString()) byId_.emplace(*id->asString(), &element);
+  }
+}
+
+Value TAVOResponseHandler::OperationAnswers::answerFor(const std::string& operationId) const {
+  const auto found = byId_.find(operationId);
+  if (found == byId_.end()) return json_;
+  const Value* response = found->second->get("response");
+  return response ? *response : Value();
 }
 
 Value TAVOResponseHandler::getResponseFromOperation(const Value& json, const std::string& operationId) {
@@ -71,7 +97,11 @@ Value TAVOResponseHandler::getResponseFromOperation(const Value& json, const std
 
 void TAVOResponseHandler::processOperationResponse(const std::shared_ptr<TAVOOperation>& operation, const Value& json,
                                                    const ResponseBlock& responseBlock) const {
-  const Value answer = getResponseFromOperation(json, operation->operationId);
+  processOperationAnswer(operation, getResponseFromOperation(json, operation->operationId), responseBlock);
+}
+
+void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOperation>& operation, const Value& answer,
+                                                 const ResponseBlock& responseBlock) const {
   switch (operation->operationResponseType()) {
     case TAVOResponseStatus: {
       const Value* status = answer.get("status");
@@ -80,6 +110,12 @@ void TAVOResponseHandler::processOperationResponse(const std::shared_ptr<TAVOOpe
     }
     case TAVOResponseStartSessionConfig:
       processConfigResponse(answer, responseBlock);
+      break;
+    case TAVOResponseInstallAttribution:
+      processInstallAtrributionInfo(answer, responseBlock);
+      break;
+    case TAVOResponseShortTrackingUrl:
+      processShortTrackingUrl(answer, responseBlock);
       break;
     default:
       // Answers read by nobody (attribution clicks, search-ads data, user reset) report nothing.
@@ -132,6 +168,52 @@ void TAVOResponseHandler::processConfigResponse(const Value& answer, const Respo
     eventController->parseScreenEvents(events ? *events : Value());
   // An accepted configuration is reported twice: once here and once on the general success path.
   responseBlock(std::nullopt);
+  responseBlock(std::nullopt);
+}
+
+void TAVOResponseHandler::processInstallAtrributionInfo(const Value& answer, const ResponseBlock& responseBlock) const {
+  TAVOLogger::log("Install Attribution Response: %@", answer);
+  if (answer.isNull()) {
+    responseBlock(std::nullopt);
+    return;
+  }
+  if (!statusIsOk(answer.get("status"))) {
+    responseBlock(error(TAVOError::StatusError));
+    return;
+  }
+  if (const Value* data = answer.get("data")) {
+    if (auto users = TAVOController::sharedInstance().userController()) {
+      const Value* info = data->get("attributionInfo");
+      auto attribution = users->parseInstallAttributionResponse(info ? std::optional<Value>(*info) : std::nullopt);
+      platform::Platform::shared().mainLoop->post([users, attribution] { users->showInstallAttribution(attribution); });
+    }
+  }
+  responseBlock(std::nullopt);
+}
+
+void TAVOResponseHandler::processShortTrackingUrl(const Value& answer, const ResponseBlock& responseBlock) const {
+  TAVOLogger::log("STU Response: %@", answer);
+  if (answer.isNull()) {
+    responseBlock(std::nullopt);
+    return;
+  }
+  if (!statusIsOk(answer.get("status"))) {
+    responseBlock(error(TAVOError::StatusError));
+    return;
+  }
+  const Value* data = answer.get("data");
+  const Value* url = data ? data->get("url") : nullptr;
+  if (url && url->isString()) {
+    const std::string webpageURL = *url->asString();
+    platform::Platform::shared().mainLoop->post([webpageURL] {
+      const auto application = platform::Platform::shared().application;
+      if (application && application->respondsToContinueUserActivity()) {
+        application->continueUserActivity(webpageURL);
+      } else {
+        TAVOLogger::log("continueUserActivity delegate is not implemented");
+      }
+    });
+  }
   responseBlock(std::nullopt);
 }
 

@@ -4,6 +4,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "core/TAVOError.h"
 #include "tavo/platform/Value.h"
@@ -32,10 +34,31 @@ class TAVOResponseHandler {
   void processStatusResponse(const std::optional<platform::Value>& status, const ResponseBlock& responseBlock) const;
   void processJSONResponse(const platform::Value& json, const ResponseBlock& responseBlock) const;
   void processConfigResponse(const platform::Value& answer, const ResponseBlock& responseBlock) const;
+  // "data" -> "attributionInfo" to the user controller, shown to the host's delegate on the main thread.
+  void processInstallAtrributionInfo(const platform::Value& answer, const ResponseBlock& responseBlock) const;
+  // "data" -> "url" handed to the host's continue-user-activity handler on the main thread.
+  void processShortTrackingUrl(const platform::Value& answer, const ResponseBlock& responseBlock) const;
 
   // 200-299 and anything outside the error ranges pass; 0, 400-599 and 666 do not; a missing status fails.
   static bool statusIsOk(const platform::Value* status);
   void onSuccessRequestOperation(const std::shared_ptr<TAVOOperation>& operation, bool containsData) const;
+
+ private:
+  // The operations' answers of one batch answer, found by id in one pass; the same answer for every id as
+  // getResponseFromOperation. Borrows json.
+  class OperationAnswers {
+   public:
+    explicit OperationAnswers(const platform::Value& json);
+    platform::Value answerFor(const std::string& operationId) const;
+
+   private:
+    const platform::Value& json_;
+    std::unordered_map<std::string_view, const platform::Value*> byId_;
+  };
+
+  // Reads one operation's own answer by the kind of answer it expects.
+  void processOperationAnswer(const std::shared_ptr<TAVOOperation>& operation, const platform::Value& answer,
+                              const ResponseBlock& responseBlock) const;
 };
 
 }  // namespace tavo

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 
+#include "attribution/TAVOAttributionCampaign.h"
 #include "core/Exception.h"
 #include "core/TAVOLogger.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
+#include "persistence/TAVODataStoreCache.h"
 #include "platform/Platform.h"
 
 namespace tavo {
@@ -18,6 +20,10 @@ constexpr const char* kGetReason = "You are getting a key of datastore that is n
 constexpr const char* kSaveReason = "You are saving a key to datastore that is not allowed";
 
 platform::UserDefaults& defaults() { return *platform::Platform::shared().userDefaults; }
+
+// Every write below tells the cache of the keys it wrote, after writing.
+TAVODataStoreCache& cache() { return TAVODataStoreCache::shared(); }
+const std::shared_ptr<platform::UserDefaults>& store() { return platform::Platform::shared().userDefaults; }
 
 }  // namespace
 
@@ -41,10 +47,15 @@ void TAVODataStoreController::checkAllowed(const std::string& key, const char* r
 
 std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::string& key) {
   checkAllowed(key, kGetReason);
+  const bool cached = TAVODataStoreCache::isCachedKey(key);
+  if (cached && cache().holdsNothing(store(), key)) return std::nullopt;
+  const auto ticket = cached ? cache().beginRead(store()) : 0;
   const std::optional<Value> raw = defaults().objectForKey(key);
   if (raw && raw->asData()) {
     try {
-      return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
+      auto object = platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
+      if (cached && !object) cache().rememberNothing(store(), key, ticket);
+      return object;
     } catch (const Exception& e) {
       // Damaged bytes will never read back: drop them. Any other failure may be transient: keep them.
       if (e.name() == platform::kInvalidUnarchiveOperationException) removeObjectFromDataStoreWithKey(key);
@@ -56,19 +67,31 @@ std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::
   // A plain value (written by an earlier version or by the bulk write), or nothing: store it archived.
   defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(raw)), key);
   defaults().synchronize();
+  if (!raw && cached) {
+    cache().rememberNothing(store(), key, ticket);  // its own write of nothing: nothing it must forget
+  } else {
+    cache().forget(store(), key);
+  }
   return raw;
+}
+
+bool TAVODataStoreController::containsObjectInDataStore(const std::string& key) const {
+  checkAllowed(key, kGetReason);
+  return defaults().objectForKey(key).has_value();
 }
 
 void TAVODataStoreController::saveObjectToDataStore(const std::optional<Value>& object, const std::string& key) {
   checkAllowed(key, kSaveReason);
   defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(object)), key);
   defaults().synchronize();
+  cache().forget(store(), key);
 }
 
 void TAVODataStoreController::removeObjectFromDataStoreWithKey(const std::string& key) {
   checkAllowed(key, kSaveReason);
   defaults().removeObjectForKey(key);
   defaults().synchronize();
+  cache().forget(store(), key);
 }
 
 void TAVODataStoreController::saveObjectsToDataStore(const platform::Array& objects,
@@ -79,11 +102,13 @@ void TAVODataStoreController::saveObjectsToDataStore(const platform::Array& obje
   }
   for (std::size_t i = 0; i < keys.size(); ++i) defaults().setObject(objects[i], keys[i]);
   defaults().synchronize();
+  cache().forgetAll(store());
 }
 
 void TAVODataStoreController::reset() {
   for (const auto& key : allowedKeys()) defaults().removeObjectForKey(key);
   defaults().synchronize();
+  cache().forgetAll(store());
 }
 
 std::string TAVODataStoreController::pushIDSeenFilePath() const {
@@ -103,6 +128,7 @@ void TAVODataStoreController::savePushSeenIDS(const platform::Array& ids) const 
 void TAVODataStoreController::saveCampaingTimesShown(std::int32_t times, const std::string& key) {
   defaults().setObject(Value(times), key);
   defaults().synchronize();
+  cache().forget(store(), key);
 }
 
 std::int32_t TAVODataStoreController::campaignTimesShown(const std::string& key) const {
@@ -114,6 +140,13 @@ platform::Dictionary TAVODataStoreController::attributionCampaigns() {
   const auto stored = getObjectFromDataStore(kAttributionCampaignsKey);
   if (stored && stored->isDictionary()) return *stored->asDictionary();
   return {};
+}
+
+void TAVODataStoreController::saveAttributionCampaign(const std::shared_ptr<TAVOAttributionCampaign>& campaign) {
+  if (!campaign || !campaign->hashSource) return;
+  platform::Dictionary campaigns = attributionCampaigns();
+  campaigns.set(*campaign->hashSource, Value(std::shared_ptr<platform::Codable>(campaign)));
+  saveObjectToDataStore(Value(std::move(campaigns)), kAttributionCampaignsKey);
 }
 
 void TAVODataStoreController::removeAttributionCampaigns(const std::string& hashSource) {
@@ -134,17 +167,24 @@ void TAVODataStoreController::removeAttributionCampaign() {
 void TAVODataStoreController::saveUserTracking(bool disabled) {
   defaults().setObject(Value(disabled), kUserTrackingKey);
   defaults().synchronize();
+  cache().forget(store(), kUserTrackingKey);
 }
 
 bool TAVODataStoreController::getUserTrackingDisabled() const {
+  // Asked before every request leaves: known after the first read until the flag is written again.
+  if (const auto known = cache().userTrackingDisabled(store())) return *known;
+  const auto ticket = cache().beginRead(store());
   const auto stored = defaults().objectForKey(kUserTrackingKey);
-  return stored && stored->boolValue();
+  const bool disabled = stored && stored->boolValue();
+  cache().rememberUserTrackingDisabled(store(), disabled, ticket);
+  return disabled;
 }
 
 void TAVODataStoreController::saveInstallAttributionCampaign(const std::optional<Value>& campaign) {
   defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaign)),
                        kInstallAttributionCampaignKey);
   defaults().synchronize();
+  cache().forget(store(), kInstallAttributionCampaignKey);
 }
 
 std::optional<Value> TAVODataStoreController::installAttributionCampaign() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,6 +9,8 @@
 #include "tavo/platform/Value.h"
 
 namespace tavo {
+
+class TAVOAttributionCampaign;
 
 // The SDK's persistent key/value store over the platform's user defaults. Only the allowed keys may be used
 // through the generic operations; each value is kept as a keyed archive and every write is durable when it
@@ -42,6 +45,8 @@ class TAVODataStoreController {
   // The stored object, or nullopt. A key outside allowedKeys raises "KeyNotAllowed". A damaged archive is
   // removed and reads as nullopt; a plain value left by an earlier version is returned and re-stored archived.
   std::optional<platform::Value> getObjectFromDataStore(const std::string& key);
+  // Whether anything at all is stored under key; reads no archive and writes nothing. Same key check.
+  bool containsObjectInDataStore(const std::string& key) const;
   // Archives object (nullopt archives nothing) and stores it under key.
   void saveObjectToDataStore(const std::optional<platform::Value>& object, const std::string& key);
   void removeObjectFromDataStoreWithKey(const std::string& key);
@@ -59,6 +64,8 @@ class TAVODataStoreController {
   std::int32_t campaignTimesShown(const std::string& key) const;
 
   platform::Dictionary attributionCampaigns();
+  // Stores the campaign in the campaigns dictionary under its hash source (a campaign without one is ignored).
+  void saveAttributionCampaign(const std::shared_ptr<TAVOAttributionCampaign>& campaign);
   void removeAttributionCampaigns(const std::string& hashSource);
   std::optional<platform::Value> attributionCampaign();
   void removeAttributionCampaign();

@@ -1,6 +1,10 @@
 #include "platform/JSONSerialization.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -92,43 +96,87 @@ std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
   return n;
 }
 
-void writeString(std::string& out, const std::string& s) {
+// The text being written. It grows ahead of what is written, so each piece is one bounds check and one copy
+// rather than a string append with its own checks: a batch body runs to a megabyte of small pieces.
+class Output {
+ public:
+  // Room for count more bytes, which the caller then writes; returns where they go.
+  [[gnu::always_inline]] char* extend(std::size_t count) {
+    if (used_ + count > text_.size()) grow(count);
+    char* at = text_.data() + used_;
+    used_ += count;
+    return at;
+  }
+  void put(char c) { *extend(1) = c; }
+  void put(std::string_view piece) { std::memcpy(extend(piece.size()), piece.data(), piece.size()); }
+  std::string take() {
+    text_.resize(used_);
+    return std::move(text_);
+  }
+
+ private:
+  [[gnu::noinline]] void grow(std::size_t more) { text_.resize(std::max(2 * text_.size(), used_ + more + 256)); }
+
+  std::string text_;
+  std::size_t used_ = 0;
+};
+
+// Bytes written as they are: printable ASCII other than the three characters escaped.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (int c = 0x20; c < 0x80; ++c) plain[static_cast<std::size_t>(c)] = c != '"' && c != '\\' && c != '/';
+  return plain;
+}();
+
+void writeString(Output& out, const std::string& s) {
   static const char* hex = "0123456789abcdef";
-  out += '"';
+  std::size_t start = 0;
+  while (start < s.size() && kPlain[static_cast<unsigned char>(s[start])]) ++start;
+  if (start == s.size()) {
+    // The usual case, nothing to escape: quotes and text in one piece.
+    char* at = out.extend(s.size() + 2);
+    at[0] = '"';
+    std::memcpy(at + 1, s.data(), s.size());
+    at[s.size() + 1] = '"';
+    return;
+  }
+  out.put('"');
   for (std::size_t i = 0; i < s.size();) {
+    // Runs of plain bytes, the bulk of any text, are copied in one go.
+    std::size_t plain = i;
+    while (plain < s.size() && kPlain[static_cast<unsigned char>(s[plain])]) ++plain;
+    out.put(std::string_view(s).substr(i, plain - i));
+    i = plain;
+    if (i == s.size()) break;
     const unsigned char c = static_cast<unsigned char>(s[i]);
     if (c >= 0x80) {
       const std::size_t n = utf8SequenceLength(s, i);
       if (n == 0) {
-        out += "\xEF\xBF\xBD";  // an invalid byte becomes U+FFFD so the text stays valid JSON
+        out.put("\xEF\xBF\xBD");  // an invalid byte becomes U+FFFD so the text stays valid JSON
         ++i;
       } else {
-        out.append(s, i, n);
+        out.put(std::string_view(s).substr(i, n));
         i += n;
       }
       continue;
     }
     switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '/': out += "\\/"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      case '\b': out += "\\b"; break;
-      case '\f': out += "\\f"; break;
-      default:
-        if (c < 0x20) {
-          out += "\\u00";
-          out += hex[c >> 4];
-          out += hex[c & 15];
-        } else {
-          out += static_cast<char>(c);
-        }
+      case '"': out.put("\\\""); break;
+      case '\\': out.put("\\\\"); break;
+      case '/': out.put("\\/"); break;
+      case '\n': out.put("\\n"); break;
+      case '\r': out.put("\\r"); break;
+      case '\t': out.put("\\t"); break;
+      case '\b': out.put("\\b"); break;
+      case '\f': out.put("\\f"); break;
+      default: {
+        const char escaped[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 15]};
+        out.put(std::string_view(escaped, sizeof escaped));
+      }
     }
     ++i;
   }
-  out += '"';
+  out.put('"');
 }
 
 class Writer {
@@ -138,55 +186,61 @@ class Writer {
   bool write(const Value& v, std::size_t depth) {
     if (depth > kMaxDepth) return false;
     switch (v.type()) {
-      case Value::Type::Null: out += "null"; return true;
-      case Value::Type::Boolean: out += v.boolValue() ? "true" : "false"; return true;
-      case Value::Type::Integer: out += std::to_string(v.integerValue()); return true;
+      case Value::Type::Null: out.put("null"); return true;
+      case Value::Type::Boolean: out.put(v.boolValue() ? "true" : "false"); return true;
+      case Value::Type::Integer: {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, v.integerValue()).ptr;
+        out.put(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+        return true;
+      }
       case Value::Type::Real: {
         const double d = v.doubleValue();
         if (!std::isfinite(d)) return false;
-        out += v.stringValue();  // shortest exact form, as the platform writes numbers
+        out.put(v.stringValue());  // shortest exact form, as the platform writes numbers
         return true;
       }
       case Value::Type::String: writeString(out, *v.asString()); return true;
       case Value::Type::Array: {
         const Array& a = *v.asArray();
-        out += '[';
+        out.put('[');
         for (std::size_t i = 0; i < a.size(); ++i) {
-          if (i) out += ',';
+          if (i) out.put(',');
           newline(depth + 1);
           if (!write(a[i], depth + 1)) return false;
         }
         if (!a.empty()) newline(depth);
-        out += ']';
+        out.put(']');
         return true;
       }
       case Value::Type::Dictionary: {
         const Dictionary& d = *v.asDictionary();
-        out += '{';
+        out.put('{');
         bool first = true;
         for (const auto& [key, value] : d) {
-          if (!first) out += ',';
+          if (!first) out.put(',');
           first = false;
           newline(depth + 1);
           writeString(out, key);
-          out += pretty_ ? " : " : ":";
+          out.put(pretty_ ? " : " : ":");
           if (!write(value, depth + 1)) return false;
         }
         if (!d.empty()) newline(depth);
-        out += '}';
+        out.put('}');
         return true;
       }
       default: return false;  // data, dates and objects have no JSON form
     }
   }
 
-  std::string out;
+  Output out;
 
  private:
   void newline(std::size_t depth) {
     if (!pretty_) return;
-    out += '\n';
-    out.append(depth * 2, ' ');
+    char* at = out.extend(1 + depth * 2);
+    at[0] = '\n';
+    std::memset(at + 1, ' ', depth * 2);
   }
   bool pretty_;
 };
@@ -194,7 +248,7 @@ class Writer {
 std::optional<std::string> serialise(const Value& value, bool pretty) {
   Writer writer(pretty);
   if (!writer.write(value, 0)) return std::nullopt;
-  return std::move(writer.out);
+  return writer.out.take();
 }
 
 }  // namespace

@@ -34,6 +34,13 @@ std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::stri
   p->locale = std::make_shared<Locale>(Locale::currentLocale());
   p->timeZone = std::make_shared<TimeZone>(TimeZone::systemTimeZone());
   p->systemLog = std::make_shared<SystemLog>();
+  p->application->setSystemLog(p->systemLog);
+  // Expiry follows whatever clock the platform holds at the time, so a test may swap the clock later.
+  std::weak_ptr<Platform> owner = p;
+  p->cookieStorage = std::make_shared<CookieStorage>(p->fileSystem, [owner] {
+    const auto platform = owner.lock();
+    return platform && platform->clock ? platform->clock->now() : SystemClock().now();
+  });
   return p;
 }
 

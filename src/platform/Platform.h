@@ -3,9 +3,11 @@
 #include <memory>
 #include <string>
 
+#include "platform/AdAttributionClient.h"
 #include "platform/Application.h"
 #include "platform/Bundle.h"
 #include "platform/Clock.h"
+#include "platform/CookieStorage.h"
 #include "platform/Device.h"
 #include "platform/FileSystem.h"
 #include "platform/HttpClient.h"
@@ -26,8 +28,8 @@ class Platform {
  public:
   // The Linux services with the store and Documents under dataDirectory and the machine's clock.
   static std::shared_ptr<Platform> makeDefault(const std::string& dataDirectory);
-  // Same services with a manual clock, an in-memory store and a FakeHttpClient, for tests; files still go
-  // to dataDirectory.
+  // Same services with a manual clock, an in-memory store and a FakeHttpClient, for tests; files (cookies
+  // included) still go to dataDirectory.
   static std::shared_ptr<Platform> makeForTesting(const std::string& dataDirectory);
 
   // The installed platform; installs makeDefault(FileSystem::defaultDataDirectory("tavo")) on first use.
@@ -49,6 +51,9 @@ class Platform {
   std::shared_ptr<Locale> locale;
   std::shared_ptr<TimeZone> timeZone;
   std::shared_ptr<SystemLog> systemLog;
+  std::shared_ptr<CookieStorage> cookieStorage;  // in dataDirectory; expiry judged by clock
+  // Linux has no Search Ads attribution client: null unless a host or a test supplies one.
+  std::shared_ptr<AdAttributionClient> adAttributionClient;
 };
 
 }  // namespace tavo::platform

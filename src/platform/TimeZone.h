@@ -19,6 +19,9 @@ class TimeZone {
   // Offset from GMT in seconds at the given date (daylight saving applied for the system zone).
   int secondsFromGMTForDate(Date date) const;
 
+  // Same kind, name and fixed offset: the same offsets for every date.
+  friend bool operator==(const TimeZone&, const TimeZone&) = default;
+
  private:
   enum class Kind { System, Fixed };
   TimeZone(Kind kind, std::string name, int offset) : kind_(kind), name_(std::move(name)), offset_(offset) {}

@@ -1,10 +1,13 @@
 #include "platform/UUID.h"
 
+#include <pthread.h>
 #include <sys/random.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <random>
 
 #include "platform/Exception.h"
@@ -98,14 +101,14 @@ std::string format(Bytes bytes, std::uint8_t version) {
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | (version << 4));
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
   static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string text;
-  text.reserve(36);
+  char text[36];
+  std::size_t at = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += kHex[bytes[i] >> 4];
-    text += kHex[bytes[i] & 0x0F];
+    if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = '-';
+    text[at++] = kHex[bytes[i] >> 4];
+    text[at++] = kHex[bytes[i] & 0x0F];
   }
-  return text;
+  return std::string(text, sizeof text);
 }
 
 int hexDigit(char c) {
@@ -136,24 +139,72 @@ Bytes parse(const std::string& text) {
   return bytes;
 }
 
-void fillRandom(Bytes& bytes) {
+// Kernel randomness, for seeds.
+void kernelRandom(std::uint8_t* bytes, std::size_t size) {
   // getrandom is fork-safe and needs no per-thread state; fall back to random_device only if the kernel
   // refuses (very old kernels, seccomp filters).
   std::size_t filled = 0;
-  while (filled < bytes.size()) {
-    const ssize_t n = getrandom(bytes.data() + filled, bytes.size() - filled, 0);
+  while (filled < size) {
+    const ssize_t n = getrandom(bytes + filled, size - filled, 0);
     if (n > 0) {
       filled += static_cast<std::size_t>(n);
     } else if (n < 0 && errno != EINTR) {
       break;
     }
   }
-  if (filled == bytes.size()) return;
+  if (filled == size) return;
   thread_local std::random_device device;
-  for (std::size_t i = 0; i < bytes.size(); i += 4) {
-    const unsigned value = device();
-    for (std::size_t j = 0; j < 4; ++j) bytes[i + j] = static_cast<std::uint8_t>(value >> (8 * j));
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(device());
+}
+
+// Bumped in a forked child: its generators must not go on with the parent's sequence.
+std::atomic<std::uint64_t> forkGeneration{0};
+
+// A system call per identifier costs more than the rest of an event's tracking, so each thread draws from
+// its own xoshiro256** generator (D. Blackman, S. Vigna) seeded with 256 bits from the kernel: identifiers
+// stay as unique as the seed is random, which is all a random identifier promises.
+class RandomSource {
+ public:
+  void fill(Bytes& bytes) {
+    static const bool forkWatched = pthread_atfork(nullptr, nullptr, [] { forkGeneration.fetch_add(1); }) == 0;
+    if (!seeded_ || !forkWatched || generation_ != forkGeneration.load(std::memory_order_relaxed)) seed();
+    for (std::size_t i = 0; i < bytes.size(); i += 8) {
+      const std::uint64_t value = next();
+      std::memcpy(bytes.data() + i, &value, 8);
+    }
   }
+
+ private:
+  void seed() {
+    generation_ = forkGeneration.load(std::memory_order_relaxed);
+    do {
+      kernelRandom(reinterpret_cast<std::uint8_t*>(state_.data()), sizeof state_);
+    } while (state_[0] == 0 && state_[1] == 0 && state_[2] == 0 && state_[3] == 0);  // the one bad state
+    seeded_ = true;
+  }
+
+  static std::uint64_t rotateLeft(std::uint64_t x, int n) { return (x << n) | (x >> (64 - n)); }
+
+  std::uint64_t next() {
+    const std::uint64_t result = rotateLeft(state_[1] * 5, 7) * 9;
+    const std::uint64_t t = state_[1] << 17;
+    state_[2] ^= state_[0];
+    state_[3] ^= state_[1];
+    state_[1] ^= state_[2];
+    state_[0] ^= state_[3];
+    state_[2] ^= t;
+    state_[3] = rotateLeft(state_[3], 45);
+    return result;
+  }
+
+  std::array<std::uint64_t, 4> state_{};
+  std::uint64_t generation_ = 0;
+  bool seeded_ = false;
+};
+
+void fillRandom(Bytes& bytes) {
+  thread_local RandomSource source;
+  source.fill(bytes);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include "platform/UUID.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <mutex>
 #include <set>
@@ -49,6 +51,31 @@ TEST(RandomUUID, NoRepeatsAcrossThreads) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(seen.size(), static_cast<std::size_t>(kThreads * kPerThread));
+}
+
+TEST(RandomUUID, AForkedChildDoesNotRepeatItsParentsIdentifiers) {
+  // The generator is per thread and seeded once: a child that went on with its parent's state would make
+  // the very identifiers the parent makes next.
+  UUID::randomUUIDString();  // seeded before the fork
+  int channel[2];
+  ASSERT_EQ(pipe(channel), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const std::string mine = UUID::randomUUIDString();
+    const ssize_t written = write(channel[1], mine.data(), mine.size());
+    _exit(written == static_cast<ssize_t>(mine.size()) ? 0 : 1);
+  }
+  close(channel[1]);
+  const std::string parents = UUID::randomUUIDString();
+  std::string childs(36, '\0');
+  ASSERT_EQ(read(channel[0], childs.data(), childs.size()), 36);
+  close(channel[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  expectCanonical(childs, '4');
+  EXPECT_NE(childs, parents);
 }
 
 TEST(RandomUUID, RandomBitsVaryInEveryPosition) {

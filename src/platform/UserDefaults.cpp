@@ -17,22 +17,24 @@ constexpr const char* kOpenFailed = "UserDefaultsOpenFailed";
 // How long a statement waits for another connection (thread or process) to release the file.
 constexpr int kBusyTimeoutMs = 5000;
 
-// A prepared statement, finalized when it goes out of scope.
-class Statement {
+// One run of a kept statement: its bindings and its state are cleared when the run is over.
+class StatementRun {
  public:
-  Statement(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &stmt_, nullptr); }
-  ~Statement() { sqlite3_finalize(stmt_); }
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
+  explicit StatementRun(sqlite3_stmt* stmt) : stmt_(stmt) {}
+  ~StatementRun() {
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+  }
+  StatementRun(const StatementRun&) = delete;
+  StatementRun& operator=(const StatementRun&) = delete;
 
-  explicit operator bool() const { return stmt_ != nullptr; }
   sqlite3_stmt* get() const { return stmt_; }
   void bindText(int index, const std::string& s) {
     sqlite3_bind_text(stmt_, index, s.data(), static_cast<int>(s.size()), SQLITE_TRANSIENT);
   }
 
  private:
-  sqlite3_stmt* stmt_ = nullptr;
+  sqlite3_stmt* stmt_;
 };
 
 }  // namespace
@@ -65,12 +67,21 @@ UserDefaults::UserDefaults(const std::string& path) : path_(path) {
   if (sqlite3_db_readonly(db_, "main") == 1) fail("cannot write to");
 }
 
-UserDefaults::~UserDefaults() { sqlite3_close_v2(db_); }
+UserDefaults::~UserDefaults() {
+  for (sqlite3_stmt* kept : {select_, upsert_, delete_}) sqlite3_finalize(kept);
+  sqlite3_close_v2(db_);
+}
+
+sqlite3_stmt* UserDefaults::statement(sqlite3_stmt*& slot, const char* sql) const {
+  if (!slot) sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &slot, nullptr);
+  return slot;
+}
 
 std::optional<Value> UserDefaults::objectForKey(const std::string& key) const {
   std::lock_guard lock(mutex_);
-  Statement select(db_, "SELECT value FROM defaults WHERE key = ?1");
-  if (!select) return std::nullopt;
+  sqlite3_stmt* prepared = statement(select_, "SELECT value FROM defaults WHERE key = ?1");
+  if (!prepared) return std::nullopt;
+  StatementRun select(prepared);
   select.bindText(1, key);
   if (sqlite3_step(select.get()) != SQLITE_ROW) return std::nullopt;
   const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(select.get(), 0));
@@ -85,8 +96,9 @@ bool UserDefaults::setObject(const Value& value, const std::string& key) {
   if (!data) return false;  // the null object and archivable objects have no property-list form
   if (data->size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
   std::lock_guard lock(mutex_);
-  Statement upsert(db_, "INSERT OR REPLACE INTO defaults (key, value) VALUES (?1, ?2)");
-  if (!upsert) return false;
+  sqlite3_stmt* prepared = statement(upsert_, "INSERT OR REPLACE INTO defaults (key, value) VALUES (?1, ?2)");
+  if (!prepared) return false;
+  StatementRun upsert(prepared);
   upsert.bindText(1, key);
   sqlite3_bind_blob(upsert.get(), 2, data->data(), static_cast<int>(data->size()), SQLITE_TRANSIENT);
   return sqlite3_step(upsert.get()) == SQLITE_DONE;
@@ -94,8 +106,9 @@ bool UserDefaults::setObject(const Value& value, const std::string& key) {
 
 void UserDefaults::removeObjectForKey(const std::string& key) {
   std::lock_guard lock(mutex_);
-  Statement remove(db_, "DELETE FROM defaults WHERE key = ?1");
-  if (!remove) return;
+  sqlite3_stmt* prepared = statement(delete_, "DELETE FROM defaults WHERE key = ?1");
+  if (!prepared) return;
+  StatementRun remove(prepared);
   remove.bindText(1, key);
   sqlite3_step(remove.get());
 }

@@ -7,6 +7,7 @@
 #include "tavo/platform/Value.h"
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace tavo::platform {
 
@@ -33,9 +34,16 @@ class UserDefaults {
   const std::string& path() const { return path_; }
 
  private:
+  // The statement for sql, prepared on first use and kept for the life of the connection (preparing costs
+  // more than running one of these lookups). Caller holds mutex_.
+  sqlite3_stmt* statement(sqlite3_stmt*& slot, const char* sql) const;
+
   std::string path_;
   mutable std::mutex mutex_;
   sqlite3* db_ = nullptr;
+  mutable sqlite3_stmt* select_ = nullptr;
+  mutable sqlite3_stmt* upsert_ = nullptr;
+  mutable sqlite3_stmt* delete_ = nullptr;
 };
 
 }  // namespace tavo::platform

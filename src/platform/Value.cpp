@@ -295,19 +295,62 @@ bool operator==(const Value& a, const Value& b) {
 }
 
 Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+  if (entries.size() == 0) return;
+  ownEntries().reserve(entries.size());
   for (const auto& entry : entries) set(entry.first, entry.second);
 }
 
+Dictionary::Dictionary(const Dictionary& other) noexcept : shared_(other.shared_) {
+  if (shared_) shared_->owners.fetch_add(1, std::memory_order_relaxed);
+}
+
+Dictionary& Dictionary::operator=(const Dictionary& other) noexcept {
+  if (other.shared_) other.shared_->owners.fetch_add(1, std::memory_order_relaxed);
+  release(std::exchange(shared_, other.shared_));
+  return *this;
+}
+
+Dictionary& Dictionary::operator=(Dictionary&& other) noexcept {
+  if (this != &other) release(std::exchange(shared_, std::exchange(other.shared_, nullptr)));
+  return *this;
+}
+
+Dictionary::~Dictionary() { release(shared_); }
+
+void Dictionary::release(Shared* shared) noexcept {
+  // The last owner's release also orders every other owner's reads before the entries are destroyed.
+  if (shared && shared->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) delete shared;
+}
+
+std::vector<Dictionary::Entry>& Dictionary::ownEntries() {
+  if (!shared_) {
+    shared_ = new Shared;
+  } else if (shared_->owners.load(std::memory_order_acquire) != 1) {
+    // Acquire: the other owners' reads of the entries are over before this one changes its own.
+    auto copy = std::make_unique<Shared>();
+    copy->entries = shared_->entries;
+    release(std::exchange(shared_, copy.release()));
+  }
+  return shared_->entries;
+}
+
+std::ptrdiff_t Dictionary::indexOf(std::string_view key) const {
+  if (!shared_) return -1;
+  const auto& entries = shared_->entries;
+  for (std::size_t i = 0; i < entries.size(); ++i)
+    if (entries[i].first == key) return static_cast<std::ptrdiff_t>(i);
+  return -1;
+}
+
 const Value* Dictionary::find(std::string_view key) const {
-  for (const auto& entry : entries_)
-    if (entry.first == key) return &entry.second;
-  return nullptr;
+  const std::ptrdiff_t index = indexOf(key);
+  return index < 0 ? nullptr : &shared_->entries[static_cast<std::size_t>(index)].second;
 }
 
 Value* Dictionary::find(std::string_view key) {
-  for (auto& entry : entries_)
-    if (entry.first == key) return &entry.second;
-  return nullptr;
+  // A value handed out for change must not be seen by the other copies.
+  const std::ptrdiff_t index = indexOf(key);
+  return index < 0 ? nullptr : &ownEntries()[static_cast<std::size_t>(index)].second;
 }
 
 void Dictionary::set(std::string key, Value value) {
@@ -315,27 +358,31 @@ void Dictionary::set(std::string key, Value value) {
     *existing = std::move(value);
     return;
   }
-  entries_.emplace_back(std::move(key), std::move(value));
+  auto& entries = ownEntries();
+  // Dictionaries are mostly built key by key; skip the smallest steps of the vector's doubling.
+  if (entries.size() == entries.capacity()) entries.reserve(entries.empty() ? 4 : 2 * entries.size());
+  entries.emplace_back(std::move(key), std::move(value));
 }
 
 bool Dictionary::remove(std::string_view key) {
-  for (auto it = entries_.begin(); it != entries_.end(); ++it) {
-    if (it->first == key) {
-      entries_.erase(it);
-      return true;
-    }
-  }
-  return false;
+  const std::ptrdiff_t index = indexOf(key);
+  if (index < 0) return false;
+  auto& entries = ownEntries();
+  entries.erase(entries.begin() + index);
+  return true;
 }
 
 void Dictionary::addEntriesFromDictionary(const Dictionary& other) {
-  for (const auto& [key, value] : other) set(key, value);
+  if (other.empty()) return;
+  // Hold other's entries: when they are also this dictionary's, changing this one must not change them.
+  const Dictionary source = other;
+  for (const auto& [key, value] : source) set(key, value);
 }
 
 std::vector<std::string> Dictionary::allKeys() const {
   std::vector<std::string> keys;
-  keys.reserve(entries_.size());
-  for (const auto& entry : entries_) keys.push_back(entry.first);
+  keys.reserve(size());
+  for (const auto& entry : *this) keys.push_back(entry.first);
   return keys;
 }
 

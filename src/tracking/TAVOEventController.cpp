@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "attribution/TAVOAttributionController.h"
 #include "core/TAVOController.h"
 #include "tavo/TAVOEventRequest.h"
 #include "network/TAVOOperation.h"
@@ -15,7 +16,9 @@ void TAVOEventController::sendEvent(const TAVOEventRequest& request, bool withRu
   auto event = std::make_shared<TAVOEvent>();
   event->initWithRequest(request);
   if (isScreenEvent(request.token) || withRule) event->checkForRules();
-  if (auto requests = TAVOController::sharedInstance().requestController())
+  auto& controller = TAVOController::sharedInstance();
+  if (auto attribution = controller.attributionController()) attribution->addAttributionCampaignIfNeeded(*event);
+  if (auto requests = controller.requestController())
     requests->addOperationToQueue(TAVOOperation::operationWithTransmitObject(event));
 }
 

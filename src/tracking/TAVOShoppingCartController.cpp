@@ -1,5 +1,6 @@
 #include "tracking/TAVOShoppingCartController.h"
 
+#include "attribution/TAVOAttributionController.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequest.h"
@@ -75,6 +76,8 @@ void TAVOShoppingCartController::trackOrder() {
   }
   auto payload = std::make_shared<TAVOTrackOrder>();
   payload->initWithOrder(snapshot);
+  if (auto attribution = TAVOController::sharedInstance().attributionController())
+    attribution->addAttributionCampaignIfNeeded(*payload);
   send(payload);
 }
 

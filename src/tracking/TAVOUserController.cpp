@@ -8,6 +8,7 @@
 #include "core/TAVOVersion.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequestController.h"
+#include "attribution/TAVOInstallAttributionRequest.h"
 #include "network/TAVOResetUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Platform.h"
@@ -15,6 +16,27 @@
 namespace tavo {
 
 using platform::Value;
+
+namespace {
+
+// A member that is present and not the null object.
+const Value* member(const Value& dictionary, std::string_view key) {
+  const Value* value = dictionary.get(key);
+  return value && !value->isNull() ? value : nullptr;
+}
+
+std::int32_t integerMember(const Value& dictionary, std::string_view key) {
+  const Value* value = dictionary.get(key);
+  return value ? static_cast<std::int32_t>(value->integerValue()) : 0;
+}
+
+std::optional<std::string> stringMember(const Value& dictionary, std::string_view key) {
+  const Value* value = member(dictionary, key);
+  if (!value) return std::nullopt;
+  return value->stringValue();
+}
+
+}  // namespace
 
 std::shared_ptr<TAVOUser> TAVOUserController::getSavedUser() {
   std::optional<Value> stored;
@@ -97,6 +119,80 @@ platform::Dictionary TAVOUserController::prepareUserInfo() const {
 
 void TAVOUserController::setCustomerId(const std::string& customerId) {
   saveUser(TAVOController::sharedInstance().updateCurrentUser([&](TAVOUser& user) { user.userID = customerId; }));
+}
+
+void TAVOUserController::installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& delegate) {
+  {
+    std::lock_guard lock(attributionDelegateMutex_);
+    attributionDelegate_ = delegate;
+  }
+  auto& controller = TAVOController::sharedInstance();
+  std::optional<Value> cached;
+  try {
+    cached = controller.dataStoreController()->installAttributionCampaign();
+  } catch (const Exception& e) {
+    TAVOLogger::log("Error retrieving data: %@", e.reason());
+  }
+  if (cached) {
+    // A campaign, once named, is final: no need to ask the service again.
+    auto attribution = parseInstallAttributionInfo(cached);
+    platform::Platform::shared().mainLoop->post([delegate, attribution] {
+      if (delegate && delegate->onAttributionReceived) delegate->onAttributionReceived(attribution);
+    });
+    return;
+  }
+  auto request = std::make_shared<TAVOInstallAttributionRequest>();
+  request->init();
+  controller.requestController()->addOperationToQueue(TAVOOperation::operationWithTransmitObject(request));
+}
+
+std::shared_ptr<const TAVOInstallAttribution> TAVOUserController::parseInstallAttributionResponse(
+    const std::optional<Value>& attributionInfo) {
+  auto attribution = parseInstallAttributionInfo(attributionInfo);
+  if (attribution && attribution->campaign)
+    TAVOController::sharedInstance().dataStoreController()->saveInstallAttributionCampaign(attributionInfo);
+  return attribution;
+}
+
+std::shared_ptr<const TAVOInstallAttribution> TAVOUserController::parseInstallAttributionInfo(
+    const std::optional<Value>& attributionInfo) {
+  if (!attributionInfo || !attributionInfo->isDictionary()) return nullptr;
+  const Value& info = *attributionInfo;
+  auto attribution = std::make_shared<TAVOInstallAttribution>();
+  if (const Value* status = info.get("status")) attribution->status = *status;
+  const Value* campaignInfo = member(info, "campaign");
+  if (!campaignInfo) return attribution;
+
+  auto campaign = std::make_shared<TAVOInstallAttributionCampaign>();
+  campaign->id = integerMember(*campaignInfo, "id");
+  campaign->name = stringMember(*campaignInfo, "name");
+  if (const Value* clickParams = member(*campaignInfo, "click_params"); clickParams && clickParams->isDictionary())
+    campaign->clickParams = *clickParams->asDictionary();
+  if (const Value* sourceInfo = member(*campaignInfo, "source")) {
+    auto source = std::make_shared<TAVOInstallAttributionSource>();
+    source->id = integerMember(*sourceInfo, "id");
+    source->name = stringMember(*sourceInfo, "name");
+    if (const Value* providerInfo = member(*sourceInfo, "provider")) {
+      auto provider = std::make_shared<TAVOInstallAttributionProvider>();
+      provider->id = integerMember(*providerInfo, "id");
+      const Value* name = providerInfo->get("name");
+      if (name) provider->name = name->isNull() ? std::string() : name->stringValue();
+      source->provider = std::move(provider);
+    }
+    campaign->source = std::move(source);
+  }
+  attribution->campaign = std::move(campaign);
+  return attribution;
+}
+
+void TAVOUserController::showInstallAttribution(const std::shared_ptr<const TAVOInstallAttribution>& attribution) {
+  const auto delegate = attributionDelegate();
+  if (delegate && delegate->onAttributionReceived) delegate->onAttributionReceived(attribution);
+}
+
+std::shared_ptr<TAVOInstallAttributionDelegate> TAVOUserController::attributionDelegate() const {
+  std::lock_guard lock(attributionDelegateMutex_);
+  return attributionDelegate_;
 }
 
 }  // namespace tavo

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
+#include "tavo/TAVOInstallAttribution.h"
+#include "tavo/TAVOInstallAttributionDelegate.h"
 #include "tavo/platform/Value.h"
 #include "tracking/TAVOUser.h"
 
@@ -28,6 +31,24 @@ class TAVOUserController {
   platform::Dictionary prepareUserInfo() const;
   // Sets the current user's customer id and saves the user; sends nothing.
   void setCustomerId(const std::string& customerId);
+
+  // Keeps delegate (null too) and tells it the install attribution: from the cache on the main thread when
+  // one is stored, otherwise by asking the web service.
+  void installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& delegate);
+  // Parses the service's "attributionInfo" and caches it for good when it names a campaign.
+  std::shared_ptr<const TAVOInstallAttribution> parseInstallAttributionResponse(
+      const std::optional<platform::Value>& attributionInfo);
+  // The attribution in an "attributionInfo" dictionary; null for nullopt or the null object.
+  static std::shared_ptr<const TAVOInstallAttribution> parseInstallAttributionInfo(
+      const std::optional<platform::Value>& attributionInfo);
+  // Hands the attribution to the delegate, when one is set. Main thread.
+  void showInstallAttribution(const std::shared_ptr<const TAVOInstallAttribution>& attribution);
+
+  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate() const;
+
+ private:
+  mutable std::mutex attributionDelegateMutex_;
+  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_;
 };
 
 }  // namespace tavo

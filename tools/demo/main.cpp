@@ -1,115 +1,108 @@
-// tavo-demo: starts the SDK's core on this machine, with no web service, and prints what it did.
-// The full user journey against the local emulator replaces this once the network and tracking exist.
+// tavo-demo: the main job. Starts the web-service emulator in this process, starts the SDK against it through
+// the C++ facade, plays a user's journey in real time while pumping the main loop, and prints what the host
+// called and heard and what the web service received.
 //
-//   tavo-demo [--data DIR]    keep the SDK's state in DIR (default: a temporary directory, removed after)
+//   tavo-demo [--data DIR] [--serve] [--verbose]
+//     --data DIR   keep the SDK's state (and the emulator's records) in DIR: a second run sends no install event
+//     --serve      afterwards keep the emulator and its page up until Ctrl-C
+//     --verbose    print the SDK's log lines
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <string>
 
-#include "core/SecurityController.h"
-#include "core/TAVOController.h"
-#include "core/TAVODeviceController.h"
-#include "core/TAVOLogger.h"
-#include "persistence/TAVODataStoreController.h"
-#include "platform/JSONSerialization.h"
+#include "Journey.h"
+#include "emulator/Emulator.h"
 #include "platform/Platform.h"
-#include "tracking/TAVOUser.h"
-#include "tracking/TAVOUserController.h"
 
 namespace {
 
-void step(const std::string& what) { std::cout << "\n== " << what << "\n"; }
-void fact(const std::string& name, const std::string& value) {
-  std::cout << "  " << name << std::string(name.size() < 22 ? 22 - name.size() : 1, ' ') << value << "\n";
+int usage() {
+  std::cerr << "usage: tavo-demo [--data DIR] [--serve] [--verbose]\n";
+  return 2;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   namespace fs = std::filesystem;
+  using namespace tavo;
   std::string dataDirectory;
-  bool temporary = false;
+  bool serve = false;
+  bool verbose = false;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--data" && i + 1 < argc) {
       dataDirectory = argv[++i];
+    } else if (arg == "--serve") {
+      serve = true;
+    } else if (arg == "--verbose") {
+      verbose = true;
     } else {
-      std::cerr << "usage: tavo-demo [--data DIR]\n";
-      return 2;
+      return usage();
     }
   }
-  if (dataDirectory.empty()) {
+
+  // Ctrl-C is read between pumps of the main loop; every thread started below inherits the mask.
+  sigset_t interrupt;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  sigaddset(&interrupt, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+
+  const bool temporary = dataDirectory.empty();
+  std::error_code error;
+  if (temporary) {
     std::string pattern = (fs::temp_directory_path() / "tavo-demo-XXXXXX").string();
     if (!mkdtemp(pattern.data())) {
       std::perror("mkdtemp");
       return 1;
     }
     dataDirectory = pattern;
-    temporary = true;
+  } else if (fs::create_directories(dataDirectory, error); error) {
+    std::cerr << "tavo-demo: cannot create " << dataDirectory << ": " << error.message() << "\n";
+    return 1;
   }
 
-  using namespace tavo;
-  auto platform = platform::Platform::makeDefault(dataDirectory);
-  platform->bundle->setInfoValue("CFBundleShortVersionString", "1.0.0");
-  platform->bundle->setInfoValue("CFBundleVersion", "100");
-  platform->systemLog->setHandler([](const std::string& line) { std::cout << "  [log] " << line << "\n"; });
-  platform::Platform::install(platform);
+  int status = 0;
+  try {
+    emulator::Emulator::Options options;
+    if (!temporary) options.databasePath = (fs::path(dataDirectory) / "emulator.sqlite").string();
+    emulator::Emulator emulator(options);
+    std::cout << "TAVO demo: the web-service emulator listens at " << emulator.url("/") << "\n"
+              << "SDK " << TAVOLegacy::getSDKVersion() << " (build " << TAVOLegacy::getSDKBuildVersion()
+              << "), data directory " << dataDirectory << (temporary ? " (temporary)" : "") << "\n";
 
-  step("Host turns on debug output and the SDK's shared controller is created");
-  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
-  auto& controller = TAVOController::sharedInstance();
-  fact("data directory", dataDirectory);
-  fact("connection status", std::to_string(controller.connectionStatus()));
-  fact("app version", controller.appVersion());
+    auto platform = platform::Platform::makeDefault(dataDirectory);
+    platform->bundle->setInfoValue("CFBundleShortVersionString", "1.0.0");
+    platform->bundle->setInfoValue("CFBundleVersion", "100");
+    platform->systemLog->setHandler([verbose](const std::string& line) {
+      if (verbose) std::cout << "    [sdk] " << line << std::endl;
+    });
+    platform::Platform::install(platform);
 
-  step("Credentials are split from the session key");
-  const std::string sessionKey = "demoapplicationABC123XYZ";
-  controller.generateApiKeyAndApiUserFrom(sessionKey);
-  fact("session key", sessionKey);
-  fact("apiUser", controller.apiUser().value_or("(unset)"));
-  fact("apiKey", controller.apiKey().value_or("(unset)"));
+    demo::Journey journey(emulator, *platform, std::cout, interrupt);
+    status = journey.play() ? 0 : 1;
+    if (journey.interrupted()) status = 130;
 
-  step("Device facts every payload carries");
-  auto device = controller.deviceController();
-  fact("installation id", device->deviceUUID());
-  fact("vendor id", device->vendorId().value_or("(none)"));
-  fact("advertising id", device->idfa().value_or("(none: tracking not granted)"));
-  fact("model", device->deviceModel());
-  fact("OS build", device->deviceBuild().value_or("(unknown)"));
-  fact("firmware", device->deviceFirmware());
-  fact("locale", device->currentLocale());
-  fact("time zone", device->timeZoneName());
-
-  step("The current user and the common parameters of a payload");
-  auto user = controller.currentUser();
-  fact("user is new", user && user->isNew ? "yes" : "no");
-  const auto common = platform::JSONSerialization::dataWithJSONObjectPretty(
-      platform::Value(controller.userController()->basicUserInfo()));
-  std::cout << common.value_or("(not serialisable)") << "\n";
-
-  step("What the data store holds now");
-  auto store = controller.dataStoreController();
-  int present = 0;
-  for (const auto& key : store->allowedKeys()) {
-    if (auto value = platform->userDefaults->objectForKey(key)) {
-      ++present;
-      fact(key, value->asData() ? std::to_string(value->asData()->size()) + " bytes, archived" : value->description());
+    if (serve && !journey.interrupted()) {
+      std::cout << "\nServing: the emulator's page is at " << emulator.url("/") << " (JSON at "
+                << emulator.url("/requests.json") << "). Ctrl-C stops." << std::endl;
+      for (;;) {
+        platform->mainLoop->runFor(0.1);
+        const timespec now{0, 0};
+        if (sigtimedwait(&interrupt, nullptr, &now) > 0) break;
+      }
     }
+    platform::Platform::install(nullptr);
+    platform.reset();
+  } catch (const std::exception& failure) {
+    std::cerr << "tavo-demo: " << failure.what() << "\n";
+    status = 1;
   }
-  fact("keys in use", std::to_string(present) + " of " + std::to_string(store->allowedKeys().size()));
-
-  step("A URL check of in-app content");
-  auto security = controller.securityController();
-  security->setWhitelist(std::vector<std::string>{"https://shop.example/"});
-  for (const char* url : {"https://shop.example/offer", "https://evil.example/", "https://tavo.example/page"})
-    fact(url, security->urlInWhiteList(std::string(url)) ? "allowed" : "refused");
-
-  std::cout << "\nDone: the SDK core started without a web service; nothing was sent.\n";
-  platform::Platform::install(nullptr);
-  platform.reset();
-  if (temporary) fs::remove_all(dataDirectory);
-  return 0;
+  if (temporary) fs::remove_all(dataDirectory, error);
+  return status;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -108,7 +109,9 @@ class TAVO_EXPORT Value {
 };
 
 // A string-keyed dictionary that keeps insertion order (the order in which it enumerates and serialises).
-// Setting an existing key replaces its value in place.
+// Setting an existing key replaces its value in place. Copies share their entries until one of them changes
+// (copy on write), so a dictionary handed on from payload to request to wire costs a count, not a copy.
+// Copies may be read and changed on different threads; one dictionary object is not itself synchronised.
 class TAVO_EXPORT Dictionary {
  public:
   using Entry = std::pair<std::string, Value>;
@@ -116,6 +119,11 @@ class TAVO_EXPORT Dictionary {
 
   Dictionary() = default;
   Dictionary(std::initializer_list<Entry> entries);
+  Dictionary(const Dictionary& other) noexcept;
+  Dictionary(Dictionary&& other) noexcept : shared_(std::exchange(other.shared_, nullptr)) {}
+  Dictionary& operator=(const Dictionary& other) noexcept;
+  Dictionary& operator=(Dictionary&& other) noexcept;
+  ~Dictionary();
 
   const Value* find(std::string_view key) const;
   Value* find(std::string_view key);
@@ -126,15 +134,26 @@ class TAVO_EXPORT Dictionary {
   void addEntriesFromDictionary(const Dictionary& other);
   std::vector<std::string> allKeys() const;
 
-  std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
-  const_iterator begin() const { return entries_.begin(); }
-  const_iterator end() const { return entries_.end(); }
+  std::size_t size() const { return shared_ ? shared_->entries.size() : 0; }
+  bool empty() const { return size() == 0; }
+  const_iterator begin() const { return shared_ ? shared_->entries.cbegin() : const_iterator(); }
+  const_iterator end() const { return shared_ ? shared_->entries.cend() : const_iterator(); }
 
   friend TAVO_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
 
  private:
-  std::vector<Entry> entries_;
+  // The entries and the number of dictionaries sharing them.
+  struct Shared {
+    std::atomic<std::size_t> owners{1};
+    std::vector<Entry> entries;
+  };
+
+  // The entries for a change: made this dictionary's own first when they are shared.
+  std::vector<Entry>& ownEntries();
+  std::ptrdiff_t indexOf(std::string_view key) const;
+  static void release(Shared* shared) noexcept;
+
+  Shared* shared_ = nullptr;  // null while empty
 };
 
 }  // namespace tavo::platform

@@ -1,0 +1,356 @@
+#include "attribution/TAVOAttributionController.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "SdkTestEnvironment.h"
+#include "WireFormat.h"
+#include "attribution/TAVOAttributionCampaign.h"
+#include "core/TAVOController.h"
+#include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
+#include "platform/AdAttributionClient.h"
+#include "tavo/TAVO.h"
+#include "tracking/TAVOEvent.h"
+#include "tracking/TAVOEventController.h"
+
+namespace tavo {
+namespace {
+
+using platform::Array;
+using platform::Dictionary;
+using platform::Value;
+using testing::SdkTestEnvironment;
+using testing::WireFormat;
+
+constexpr double kHour = 3600.0;
+
+class AttributionTest : public ::testing::Test {
+ protected:
+  explicit AttributionTest(SdkTestEnvironment::Store store = SdkTestEnvironment::Store::InMemory) : env(store) {
+    startSession();
+  }
+
+  static void startSession() {
+    auto& controller = TAVOController::sharedInstance();
+    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
+    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
+    // No screen events configured: plain events wait for the timer instead of flushing as rule checks.
+    controller.eventController()->parseScreenEvents(Value(Array{}));
+  }
+  static std::shared_ptr<TAVOAttributionController> attribution() {
+    return TAVOController::sharedInstance().attributionController();
+  }
+  static void link(const std::string& url) { TAVOController::sharedInstance().handleLink(url); }
+  static void event(const std::string& token) { TAVOController::sharedInstance().sendEvent(token, std::nullopt, false); }
+
+  // The params of every batch operation sent so far, in order.
+  std::vector<Value> operationsSent() {
+    env.drainQueues();
+    std::vector<Value> out;
+    for (const auto& request : env.http().requests())
+      for (const auto& operation : WireFormat::batchOperations(request.body)) out.push_back(operation);
+    return out;
+  }
+  // Flushes the batch timer and returns the params of the last operation sent.
+  Value lastParams() {
+    env.platform().mainLoop->runFor(10.1);
+    const auto operations = operationsSent();
+    if (operations.empty()) return Value();
+    return *operations.back().get("params");
+  }
+  // The JSON payload of the last single-object request to a URL ending in action.
+  Value lastPayloadTo(const std::string& action) {
+    env.drainQueues();
+    const auto requests = env.http().requests();
+    for (auto it = requests.rbegin(); it != requests.rend(); ++it)
+      if (it->url.size() >= action.size() && it->url.compare(it->url.size() - action.size(), action.size(), action) == 0)
+        return WireFormat::formPayload(it->body).value_or(Value());
+    ADD_FAILURE() << "nothing sent to " << action;
+    return Value();
+  }
+  std::shared_ptr<TAVOAttributionCampaign> stored(const std::string& hash) {
+    const auto campaigns = attribution()->attributionCampaigns();
+    const Value* found = campaigns.find(hash);
+    return found ? found->objectAs<TAVOAttributionCampaign>() : nullptr;
+  }
+  // The campaign list a request carried, copied out of the request.
+  static std::optional<Value> campaignsOn(const Value& params) {
+    const Value* attributes = params.get("attributes");
+    const Value* list = attributes ? attributes->get("e_attribution_ecid") : nullptr;
+    return list ? std::optional<Value>(*list) : std::nullopt;
+  }
+
+  SdkTestEnvironment env;
+};
+
+class PersistentAttributionTest : public AttributionTest {
+ protected:
+  PersistentAttributionTest() : AttributionTest(SdkTestEnvironment::Store::File) {}
+};
+
+// ---- clicks ----
+
+TEST_F(AttributionTest, AnEngagementClickIsStoredAndFlushedAtOnceWithItsOwnParameters) {
+  link("myapp://open?rt=true&aw=24&ecid=abc&src=mail");
+  const auto sent = operationsSent();  // no timer pumped: only an immediate payload is on the wire
+  ASSERT_EQ(sent.size(), 1u);
+  const Value& attributes = *sent[0].get("params")->get("attributes");
+  EXPECT_EQ(*attributes.get("e_attribution_type"), Value("e_click_engagement"));
+  EXPECT_EQ(*attributes.get("e_ecid"), Value("abc"));
+  EXPECT_EQ(*attributes.get("e_attrw"), Value("24"));
+  EXPECT_EQ(*attributes.get("e_params"), Value(Dictionary{{"src", "mail"}}));
+  EXPECT_EQ(*sent[0].get("params")->get("eventName"), Value("tavo_auto_event"));
+
+  const auto campaign = stored("abc");
+  ASSERT_TRUE(campaign);
+  EXPECT_EQ(campaign->attrWindow, 24);
+  EXPECT_EQ(campaign->params, (Dictionary{{"src", "mail"}}));
+  EXPECT_EQ(campaign->created, std::optional<std::string>("2026-01-01 00:00:00"));
+  EXPECT_FALSE(campaign->updated);
+}
+
+TEST_F(AttributionTest, ABasicClickWaitsForTheTimerAndIsNeverStored) {
+  link("myapp://open?entw=b1");
+  EXPECT_TRUE(operationsSent().empty());
+  const Value params = lastParams();
+  const Value& attributes = *params.get("attributes");
+  EXPECT_EQ(*attributes.get("e_attribution_type"), Value("e_click_basic"));
+  EXPECT_EQ(*attributes.get("e_ecid"), Value("b1"));
+  EXPECT_EQ(*attributes.get("e_params"), Value(Dictionary()));
+  EXPECT_FALSE(attributes.get("e_attrw"));
+  EXPECT_TRUE(attribution()->attributionCampaigns().empty());
+}
+
+TEST_F(AttributionTest, OnlyAnExactRetargetingFlagWithAPositiveWindowAndACampaignIsRecorded) {
+  // Capitals are not "true": with "entw" the same link is a basic click.
+  link("myapp://open?rt=TRUE&aw=24&ecid=abc&entw=b2");
+  EXPECT_EQ(*lastParams().get("attributes")->get("e_attribution_type"), Value("e_click_basic"));
+  link("myapp://open?rt=true&aw=0&ecid=zero");
+  link("myapp://open?rt=true&aw=-3&ecid=negative");
+  link("myapp://open?rt=true&aw=5");
+  link("myapp://open?rt=true&aw=5&ecid");  // a campaign name without a value is no campaign
+  lastParams();
+  EXPECT_EQ(operationsSent().size(), 1u);
+  EXPECT_TRUE(attribution()->attributionCampaigns().empty());
+}
+
+TEST_F(AttributionTest, WebLinksCountOnlyOnTheSdkOrTheAppsDomains) {
+  link("https://shop.other.example/p?rt=true&aw=5&ecid=foreign");
+  EXPECT_FALSE(stored("foreign"));
+  link("https://go.tavo.example/p?rt=true&aw=5&ecid=ours");
+  EXPECT_TRUE(stored("ours"));
+  attribution()->setCustomQuorvelDomains(std::vector<std::string>{"other.example"});
+  link("https://shop.other.example/p?rt=true&aw=5&ecid=foreign");
+  EXPECT_TRUE(stored("foreign"));
+  // The app's own scheme needs no domain.
+  attribution()->setCustomQuorvelDomains(std::nullopt);
+  link("myapp://p?rt=true&aw=5&ecid=scheme");
+  EXPECT_TRUE(stored("scheme"));
+  link("not a url?rt=true&aw=5&ecid=broken");
+  EXPECT_FALSE(stored("broken"));
+}
+
+TEST_F(AttributionTest, ASecondClickKeepsTheFirstDateAndReportsTheLatest) {
+  link("myapp://open?rt=true&aw=24&ecid=abc&src=mail");
+  env.clock().advance(2 * kHour);
+  link("myapp://open?rt=true&aw=48&ecid=abc&src=push");
+  const auto campaign = stored("abc");
+  ASSERT_TRUE(campaign);
+  EXPECT_EQ(campaign->created, std::optional<std::string>("2026-01-01 00:00:00"));
+  EXPECT_EQ(campaign->updated, std::optional<std::string>("2026-01-01 02:00:00"));
+  EXPECT_EQ(campaign->attrWindow, 48);  // the newer link's window and parameters win
+  EXPECT_EQ(campaign->params, (Dictionary{{"src", "push"}}));
+  EXPECT_EQ(campaign->toDict(),
+            (Dictionary{{"hash", "abc"}, {"date", "2026-01-01 02:00:00"}, {"attrw", 48}}));
+}
+
+TEST_F(AttributionTest, ALegacyCampaignMovesIntoTheDictionaryWithoutItsZoneSuffix) {
+  auto legacy = std::make_shared<TAVOAttributionCampaign>();
+  legacy->hashSource = "old";
+  legacy->created = "2025-12-31 23:00:00 +0000";
+  legacy->attrWindow = 24;
+  auto store = TAVOController::sharedInstance().dataStoreController();
+  store->saveObjectToDataStore(Value(std::shared_ptr<platform::Codable>(legacy)),
+                               TAVODataStoreController::kAttributionCampaignKey);
+  link("myapp://open?entw=b1");  // a basic click does not migrate
+  EXPECT_TRUE(attribution()->attributionCampaign());
+
+  link("myapp://open?rt=true&aw=24&ecid=new");
+  EXPECT_FALSE(attribution()->attributionCampaign());
+  const auto migrated = stored("old");
+  ASSERT_TRUE(migrated);
+  EXPECT_EQ(migrated->created, std::optional<std::string>("2025-12-31 23:00:00"));
+  EXPECT_TRUE(stored("new"));
+  event("after");
+  const auto both = campaignsOn(lastParams());
+  ASSERT_TRUE(both);
+  EXPECT_EQ(both->asArray()->size(), 2u);
+}
+
+// ---- windows ----
+
+TEST_F(PersistentAttributionTest, AWindowCountsFromTheFirstClickAcrossARestartAndEndsToTheSecond) {
+  link("myapp://open?rt=true&aw=2&ecid=abc");
+  env.clock().advance(1 * kHour);
+  env.restart();
+  startSession();
+
+  event("while-open");
+  const auto carried = campaignsOn(lastParams());  // the flush moves the clock 10.1 s on
+  ASSERT_TRUE(carried);
+  EXPECT_EQ(*carried, Value(Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 2}}}));
+
+  link("myapp://open?rt=true&aw=2&ecid=abc");  // a second click does not move the window
+  env.clock().setNow(platform::Date(1767225600.0 + 2 * kHour));
+  auto probe = std::make_shared<TAVOEvent>();
+  probe->initWithRequest(TAVOEventRequest("probe"));
+  attribution()->addAttributionCampaignIfNeeded(*probe);
+  EXPECT_TRUE(probe->attributes());  // exactly at the end still counts
+
+  env.clock().advance(1.0);
+  event("too-late");
+  const Value late = lastParams();
+  EXPECT_EQ(*late.get("eventName"), Value("too-late"));
+  EXPECT_FALSE(campaignsOn(late));
+  EXPECT_FALSE(stored("abc"));  // purged as the event passed
+}
+
+TEST_F(AttributionTest, ExpiredCampaignsStayStoredUntilARequestPasses) {
+  link("myapp://open?rt=true&aw=1&ecid=short");
+  link("myapp://open?rt=true&aw=5&ecid=long");
+  env.clock().advance(3 * kHour);
+  EXPECT_TRUE(stored("short"));
+  event("e");
+  const auto carried = campaignsOn(lastParams());
+  ASSERT_TRUE(carried);
+  ASSERT_EQ(carried->asArray()->size(), 1u);
+  EXPECT_EQ(*carried->asArray()->at(0).get("hash"), Value("long"));
+  EXPECT_FALSE(stored("short"));
+}
+
+// ---- what carries the campaigns ----
+
+TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsRegistrationsAndOrdersButNotPlainUpdates) {
+  link("myapp://open?rt=true&aw=24&ecid=abc");
+  const std::optional<Value> expected(Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}});
+
+  TAVOEventRequest withAttributes("purchase_view");
+  withAttributes.attributes = Dictionary{{"item", "42"}};
+  TAVOLegacy::trackEvent(withAttributes);
+  const Value params = lastParams();
+  EXPECT_EQ(*params.get("attributes")->get("item"), Value("42"));  // the host's attributes stay
+  EXPECT_EQ(campaignsOn(params), expected);
+
+  TAVOLegacy::loginUser(std::string("c-1"), std::string("a@b.example"));
+  EXPECT_EQ(campaignsOn(lastPayloadTo("firstlogin")), expected);
+  TAVOLegacy::registerUser(std::string("c-1"), std::string("a@b.example"), Dictionary{{"plan", "gold"}});
+  const Value registration = lastPayloadTo("newregister");
+  EXPECT_EQ(campaignsOn(registration), expected);
+  EXPECT_EQ(*registration.get("plan"), Value("gold"));
+  TAVOLegacy::trackExtraUserInfo(Dictionary{{"level", "3"}});
+  EXPECT_FALSE(campaignsOn(lastPayloadTo("updateuser")));
+
+  TAVOLegacy::startOrder("o-1", 10.0f, std::string("EUR"), std::nullopt, std::nullopt);
+  TAVOLegacy::trackOrder();
+  EXPECT_EQ(campaignsOn(lastPayloadTo("addpurchase")), expected);
+}
+
+TEST_F(AttributionTest, WithoutOpenCampaignsRequestsAreLeftAsTheyAre) {
+  event("plain");
+  EXPECT_FALSE(lastParams().get("attributes"));
+  TAVOLegacy::loginUser(std::string("c-1"), std::string("a@b.example"));
+  EXPECT_FALSE(lastPayloadTo("firstlogin").get("attributes"));
+}
+
+// ---- Search Ads ----
+
+class SearchAdsTest : public AttributionTest {
+ protected:
+  void supplyClient(std::optional<Dictionary> details, bool fail = false) {
+    env.platform().adAttributionClient = std::make_shared<platform::AdAttributionClient>(
+        [this, details, fail](const platform::AdAttributionClient::Completion& completion) {
+          ++asked;
+          if (fail) {
+            completion(std::nullopt, platform::AdAttributionClient::Error{1, "denied"});
+          } else {
+            completion(details, std::nullopt);
+          }
+        });
+  }
+  std::vector<Value> attributionsSent() {
+    requestsFlush();
+    std::vector<Value> out;
+    for (const auto& operation : operationsSent())
+      if (*operation.get("type") == Value("attribution")) out.push_back(operation);
+    return out;
+  }
+  static void requestsFlush() { TAVOController::sharedInstance().requestController()->sendOperations(); }
+
+  std::atomic<int> asked{0};
+};
+
+TEST_F(SearchAdsTest, TheFirstPositiveCampaignIsQueuedAsAnAttributionRecord) {
+  const Dictionary positive{{"iad-attribution", "true"}, {"iad-campaign-id", "7"}};
+  supplyClient(Dictionary{{"Version3.1", Dictionary{{"iad-attribution", "false"}}},
+                          {"Version4.0", positive},
+                          {"Version5.0", Dictionary{{"iad-attribution", true}, {"iad-campaign-id", "9"}}}});
+  attribution()->checkSearchAds();
+  EXPECT_TRUE(operationsSent().empty());  // not immediate: it waits for the batch
+  const auto sent = attributionsSent();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(*sent[0].get("action"), Value("add"));
+  EXPECT_EQ(*sent[0].get("params")->get("type"), Value("apple_search_ads"));
+  EXPECT_EQ(*sent[0].get("params")->get("attribution_data"), Value(positive));
+}
+
+TEST_F(SearchAdsTest, NothingIsSentWithoutClientSwitchPositiveAnswerOrOnError) {
+  attribution()->checkSearchAds();  // Linux has no client
+  supplyClient(Dictionary{{"Version4.0", Dictionary{{"iad-attribution", "true"}}}});
+  attribution()->setAppleAdsAttribution(false);
+  attribution()->checkSearchAds();
+  EXPECT_EQ(asked.load(), 0);
+  attribution()->setAppleAdsAttribution(true);
+  supplyClient(Dictionary{{"Version4.0", Dictionary{{"iad-attribution", "false"}}}});
+  attribution()->checkSearchAds();
+  supplyClient(std::nullopt, /*fail=*/true);
+  attribution()->checkSearchAds();
+  env.platform().adAttributionClient = std::make_shared<platform::AdAttributionClient>();  // does not respond
+  attribution()->checkSearchAds();
+  EXPECT_EQ(asked.load(), 2);
+  EXPECT_TRUE(attributionsSent().empty());
+}
+
+TEST_F(SearchAdsTest, EveryForegroundStartAsksFourSecondsLaterOnTheMainThread) {
+  std::atomic<bool> onMain{false};
+  env.platform().adAttributionClient = std::make_shared<platform::AdAttributionClient>(
+      [this, &onMain](const platform::AdAttributionClient::Completion&) {
+        onMain = env.platform().mainLoop->isMainThread();
+        ++asked;
+      });
+  auto& controller = TAVOController::sharedInstance();
+  controller.startSession(std::string("APPUSER0001KEY000009"));
+  env.platform().mainLoop->runFor(3.9);
+  EXPECT_EQ(asked.load(), 0);
+  env.platform().mainLoop->runFor(0.2);
+  EXPECT_EQ(asked.load(), 1);
+  EXPECT_TRUE(onMain.load());
+  controller.startSession(std::string("APPUSER0001KEY000009"));
+  controller.startSessionBackground(std::string("APPUSER0001KEY000009"));
+  env.platform().mainLoop->runFor(4.1);
+  EXPECT_EQ(asked.load(), 2);  // the repeated foreground start asks again, the background start does not
+}
+
+TEST(SearchAdsDetails, TheFirstEntryMarkedAttributedWinsInEnumerationOrder) {
+  EXPECT_FALSE(TAVOAttributionController::treatAppleAdsAttrInfo(Dictionary{}));
+  EXPECT_FALSE(TAVOAttributionController::treatAppleAdsAttrInfo(
+      Dictionary{{"a", "not a dictionary"}, {"b", Dictionary{{"other", true}}}}));
+  const auto found = TAVOAttributionController::treatAppleAdsAttrInfo(
+      Dictionary{{"b", Dictionary{{"iad-attribution", 1}, {"n", 1}}}, {"a", Dictionary{{"iad-attribution", 1}}}});
+  ASSERT_TRUE(found);
+  EXPECT_EQ(*found->find("n"), Value(1));
+}
+
+}  // namespace
+}  // namespace tavo

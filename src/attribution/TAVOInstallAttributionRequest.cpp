@@ -1,0 +1,9 @@
+#include "attribution/TAVOInstallAttributionRequest.h"
+
+#include "network/TAVOResponseType.h"
+
+namespace tavo {
+
+int TAVOInstallAttributionRequest::operationResponseType() const { return TAVOResponseInstallAttribution; }
+
+}  // namespace tavo

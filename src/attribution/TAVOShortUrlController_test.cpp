@@ -1,0 +1,218 @@
+#include "attribution/TAVOShortUrlController.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+#include "LoopbackServer.h"
+#include "SdkTestEnvironment.h"
+#include "WireFormat.h"
+#include "core/TAVOController.h"
+#include "core/TAVOLogger.h"
+#include "network/TAVORequestController.h"
+#include "tavo/tavo.h"
+#include "tracking/TAVOEventController.h"
+
+namespace tavo {
+namespace {
+
+using platform::FakeHttpClient;
+using platform::Value;
+using testing::LoopbackServer;
+using testing::SdkTestEnvironment;
+using testing::WireFormat;
+
+constexpr const char* kKey = "APPUSER0001KEY000009";
+
+void startSession() {
+  auto& controller = TAVOController::sharedInstance();
+  controller.generateApiKeyAndApiUserFrom(std::string(kKey));
+  controller.setSessionKey(std::string(kKey));
+  controller.eventController()->parseScreenEvents(Value(platform::Array{}));
+}
+
+// The host's continue-user-activity handler: records each web-page URL and whether it ran on the main thread.
+struct ActivityRecorder {
+  std::mutex mutex;
+  std::vector<std::string> urls;
+  bool allOnMain = true;
+
+  void install(platform::Platform& platform) {
+    platform.application->setContinueUserActivityHandler([this, loop = platform.mainLoop](const std::string& url) {
+      std::lock_guard lock(mutex);
+      urls.push_back(url);
+      allOnMain = allOnMain && loop->isMainThread();
+      return true;
+    });
+  }
+  std::vector<std::string> received() {
+    std::lock_guard lock(mutex);
+    return urls;
+  }
+};
+
+class ShortUrlTest : public ::testing::Test {
+ protected:
+  ShortUrlTest() { startSession(); }
+
+  static std::shared_ptr<TAVOShortUrlController> shortUrls() {
+    return TAVOController::sharedInstance().shortUrlController();
+  }
+  // The operations of every batch sent so far.
+  std::vector<Value> operationsSent() {
+    env.drainQueues();
+    std::vector<Value> out;
+    for (const auto& request : env.http().requests())
+      for (const auto& operation : WireFormat::batchOperations(request.body)) out.push_back(operation);
+    return out;
+  }
+
+  SdkTestEnvironment env;
+  ActivityRecorder activities;
+};
+
+TEST_F(ShortUrlTest, AResolvedLinkIsHandedToTheHostOnTheMainThread) {
+  activities.install(env.platform());
+  env.http().enqueueAnswer(FakeHttpClient::Answer::status(
+      200, R"({"status":200,"data":{"url":"https://shop.example/offers?entw=4f1c"}})"));
+  TAVOController::sharedInstance().handleLink(std::string("https://s.tavo.link/~abc"));
+  const auto sent = operationsSent();  // sent at once, no timer pumped
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(*sent[0].get("type"), Value("stu"));
+  EXPECT_EQ(*sent[0].get("action"), Value("resolve"));
+  EXPECT_EQ(*sent[0].get("params")->get("stu_id"), Value("abc"));
+  EXPECT_EQ(*sent[0].get("params")->get("stu_subdomain"), Value("s.tavo.link"));
+  EXPECT_TRUE(activities.received().empty());  // delivered by the main loop, not the request queue
+
+  env.platform().mainLoop->runPending();
+  EXPECT_EQ(activities.received(), std::vector<std::string>{"https://shop.example/offers?entw=4f1c"});
+  EXPECT_TRUE(activities.allOnMain);
+}
+
+TEST_F(ShortUrlTest, TheIdentifierIsTheLastPathComponentWithoutItsTilde) {
+  shortUrls()->resolveShortUrl("https://s.tavo.link/a/~xyz");
+  shortUrls()->resolveShortUrl("https://s.tavo.link/xyz?utm=1");
+  shortUrls()->resolveShortUrl("https://s.tavo.link");  // no path: nothing to resolve
+  shortUrls()->resolveShortUrl("https://s.tavo.link/~");
+  const auto sent = operationsSent();
+  ASSERT_EQ(sent.size(), 3u);
+  EXPECT_EQ(*sent[0].get("params")->get("stu_id"), Value("xyz"));
+  EXPECT_EQ(*sent[1].get("params")->get("stu_id"), Value("xyz"));
+  EXPECT_EQ(*sent[2].get("params")->get("stu_id"), Value(""));
+}
+
+TEST_F(ShortUrlTest, ShortDomainsMatchAnywhereInTheHostDefaultsFirst) {
+  EXPECT_FALSE(shortUrls()->isShortQuorvelDomain(std::nullopt));
+  EXPECT_TRUE(shortUrls()->isShortQuorvelDomain(std::string("https://go.tavo.link/a")));
+  EXPECT_TRUE(shortUrls()->isShortQuorvelDomain(std::string("https://x.tavo.linkage.example/a")));
+  EXPECT_FALSE(shortUrls()->isShortQuorvelDomain(std::string("https://tavo.link/a")));  // no leading dot
+  EXPECT_FALSE(shortUrls()->isShortQuorvelDomain(std::string("https://brand.example/a")));
+  EXPECT_FALSE(shortUrls()->isShortQuorvelDomain(std::string("no url at all")));
+  shortUrls()->setCustomShortQuorvelDomains(std::vector<std::string>{"brand.example"});
+  EXPECT_TRUE(shortUrls()->isShortQuorvelDomain(std::string("https://go.brand.example/a")));
+  shortUrls()->setCustomShortQuorvelDomains(std::nullopt);
+  EXPECT_FALSE(shortUrls()->isShortQuorvelDomain(std::string("https://go.brand.example/a")));
+}
+
+TEST_F(ShortUrlTest, AFailedResolveIsDroppedNotRetriedAndOpensNothing) {
+  activities.install(env.platform());
+  env.http().setResponder([](const platform::HttpRequest&) { return FakeHttpClient::Answer::transportError(); });
+  TAVOController::sharedInstance().handleLink(std::string("https://s.tavo.link/abc"));
+  env.drainQueues();
+  EXPECT_EQ(env.http().requestCount(), 1u);
+  env.http().setResponder(
+      [](const platform::HttpRequest&) { return FakeHttpClient::Answer::status(200, R"({"status":404})"); });
+  TAVOController::sharedInstance().handleLink(std::string("https://s.tavo.link/def"));
+  env.drainQueues();
+  EXPECT_EQ(env.http().requestCount(), 2u);
+  const auto requests = TAVOController::sharedInstance().requestController();
+  EXPECT_TRUE(requests->pendingRequests().empty());
+  requests->repeatPendingRequests();  // the next session start has nothing to send again
+  env.drainQueues();
+  env.platform().mainLoop->runFor(11);
+  EXPECT_EQ(env.http().requestCount(), 2u);
+  EXPECT_TRUE(activities.received().empty());
+}
+
+TEST_F(ShortUrlTest, WithoutAHostHandlerTheLongUrlIsOnlyLogged) {
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, R"({"status":200,"data":{"url":"myapp://x"}})"));
+  shortUrls()->resolveShortUrl("https://s.tavo.link/abc");
+  env.drainQueues();
+  env.platform().mainLoop->runPending();
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - continueUserActivity delegate is not implemented"));
+  // An answer without a url reports success and opens nothing.
+  env.clearLog();
+  env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, R"({"status":200,"data":{}})"));
+  shortUrls()->resolveShortUrl("https://s.tavo.link/abc");
+  env.drainQueues();
+  env.platform().mainLoop->runPending();
+  EXPECT_FALSE(env.logged("TAVOLogger: 4 - continueUserActivity delegate is not implemented"));
+  EXPECT_TRUE(TAVOController::sharedInstance().requestController()->pendingRequests().empty());
+}
+
+// Over a real socket, as a host using the C interface: the short link is resolved by the service, the host's
+// handler passes the long URL back to tavo_handle_link, and its basic click reaches the service.
+TEST(ShortUrlOverLoopback, TheLongUrlComesBackToTheHostAndIsAttributedWhenHandledAgain) {
+  LoopbackServer server;
+  SdkTestEnvironment env;
+  env.platform().httpClient = std::make_shared<platform::CurlHttpClient>(env.platform().operationQueue);
+  server.setResponder([](const LoopbackServer::Request& request) {
+    if (request.body.find("\"resolve\"") != std::string::npos)
+      return LoopbackServer::Answer::json(
+          R"({"status":200,"data":{"url":"https://go.tavo.example/offers/spring?entw=4f1c2d&utm_source=newsletter"}})");
+    return LoopbackServer::Answer::json(R"({"status":200})");
+  });
+  tavo_configuration* cfg = tavo_configuration_new(kKey);
+  tavo_configuration_set_url_base(cfg, server.baseURL().c_str());
+  tavo_start_session_with_configuration(cfg);
+  tavo_configuration_free(cfg);
+
+  std::atomic<int> handed{0};
+  env.platform().application->setContinueUserActivityHandler([&handed](const std::string& url) {
+    ++handed;
+    tavo_handle_link(url.c_str());
+    return true;
+  });
+  tavo_handle_link("https://go.tavo.link/~spring");
+  // The answer comes over a real socket: wait in real time, pumping the main loop without moving its clock.
+  for (int i = 0; i < 1000 && handed.load() == 0; ++i) {
+    env.platform().mainLoop->runPending();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  ASSERT_EQ(handed.load(), 1);
+
+  // The basic click waits for the next timed batch.
+  const auto clickArrived = [&] {
+    for (const auto& request : server.requests())
+      if (request.body.find("e_click_basic") != std::string::npos) return true;
+    return false;
+  };
+  for (int i = 0; i < 500 && !clickArrived(); ++i) {
+    tavo_main_loop_run_for(0.5);
+    env.drainQueues();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  ASSERT_TRUE(clickArrived());
+  for (const auto& request : server.requests()) {
+    for (const auto& operation : WireFormat::batchOperations(request.body)) {
+      const Value& params = *operation.get("params");
+      if (*operation.get("type") == Value("stu")) {
+        EXPECT_EQ(*params.get("stu_id"), Value("spring"));
+        EXPECT_EQ(*params.get("stu_subdomain"), Value("go.tavo.link"));
+      }
+      const Value* attributes = params.get("attributes");
+      if (attributes && attributes->get("e_attribution_type")) {
+        EXPECT_EQ(*attributes->get("e_ecid"), Value("4f1c2d"));
+        EXPECT_EQ(*attributes->get("e_params"), Value(platform::Dictionary{{"utm_source", "newsletter"}}));
+      }
+    }
+  }
+  EXPECT_EQ(handed.load(), 1);
+}
+
+}  // namespace
+}  // namespace tavo

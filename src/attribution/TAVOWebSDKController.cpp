@@ -1,0 +1,64 @@
+#include "attribution/TAVOWebSDKController.h"
+
+#include <cstdint>
+
+#include "core/TAVOController.h"
+#include "core/TAVODeviceController.h"
+#include "core/TAVOLogger.h"
+#include "persistence/TAVODataStoreController.h"
+#include "platform/Platform.h"
+
+namespace tavo {
+
+void TAVOWebSDKController::sync() {
+  const auto domain = webSDKDomain();
+  if (!domain) return;
+  auto& platform = platform::Platform::shared();
+  if (!platform.cookieStorage) {
+    TAVOLogger::logAndType("Web SDK sync skipped: the platform has no cookie storage", TAVOLogger::Error);
+    return;
+  }
+  platform.cookieStorage->setCookieAcceptPolicy(platform::CookieStorage::Always);
+
+  auto& controller = TAVOController::sharedInstance();
+  writeCookie(*domain, kDeviceCookieName, controller.deviceController()->deviceUUID());
+
+  const auto store = controller.dataStoreController();
+  if (const auto token = store->getObjectFromDataStore(TAVODataStoreController::kPushTokenRegisteredKey);
+      token && !token->isNull()) {
+    const std::string text = token->stringValue();
+    if (!text.empty()) writeCookie(*domain, kTokenCookieName, text);
+  }
+  // The last push is handed over once: the web code must not count the same open twice.
+  if (const auto pushId = store->getObjectFromDataStore(TAVODataStoreController::kLastPushIdKey);
+      pushId && !pushId->isNull()) {
+    writeCookie(*domain, kPushIdCookieName, std::to_string(static_cast<std::int32_t>(pushId->integerValue())));
+    store->removeObjectFromDataStoreWithKey(TAVODataStoreController::kLastPushIdKey);
+  }
+}
+
+std::optional<std::string> TAVOWebSDKController::webSDKDomain() const {
+  std::lock_guard lock(mutex_);
+  return webSDKDomain_;
+}
+
+void TAVOWebSDKController::setWebSDKDomain(const std::optional<std::string>& domain) {
+  std::lock_guard lock(mutex_);
+  webSDKDomain_ = domain;
+}
+
+void TAVOWebSDKController::writeCookie(const std::string& domain, const std::string& name,
+                                       const std::string& value) const {
+  auto& platform = platform::Platform::shared();
+  platform::CookieStorage::Cookie cookie;
+  cookie.name = name;
+  cookie.value = value;
+  cookie.domain = domain;
+  cookie.originURL = domain;
+  cookie.path = "/";
+  cookie.version = "0";
+  cookie.expiresDate = platform.clock->now().dateByAddingTimeInterval(kCookieLifetime);
+  platform.cookieStorage->setCookie(cookie);
+}
+
+}  // namespace tavo

@@ -1,0 +1,75 @@
+#include "persistence/TAVODataStoreCache.h"
+
+#include "persistence/TAVODataStoreController.h"
+
+namespace tavo {
+
+bool TAVODataStoreCache::isCachedKey(const std::string& key) {
+  // Read for every tracked event (the open attribution campaigns), and usually empty.
+  return key == TAVODataStoreController::kAttributionCampaignsKey;
+}
+
+TAVODataStoreCache& TAVODataStoreCache::shared() {
+  static TAVODataStoreCache cache;
+  return cache;
+}
+
+void TAVODataStoreCache::select(const std::shared_ptr<platform::UserDefaults>& store) {
+  const bool same = !store_.owner_before(store) && !store.owner_before(store_);
+  if (same) return;
+  store_ = store;
+  ++writes_;
+  holdingNothing_.clear();
+  userTrackingDisabled_.reset();
+}
+
+TAVODataStoreCache::Ticket TAVODataStoreCache::beginRead(const std::shared_ptr<platform::UserDefaults>& store) {
+  std::lock_guard lock(mutex_);
+  select(store);
+  return writes_;
+}
+
+bool TAVODataStoreCache::holdsNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key) {
+  std::lock_guard lock(mutex_);
+  select(store);
+  return holdingNothing_.count(key) != 0;
+}
+
+void TAVODataStoreCache::rememberNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
+                                         Ticket ticket) {
+  if (!isCachedKey(key)) return;
+  std::lock_guard lock(mutex_);
+  select(store);
+  if (ticket == writes_) holdingNothing_.insert(key);
+}
+
+std::optional<bool> TAVODataStoreCache::userTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store) {
+  std::lock_guard lock(mutex_);
+  select(store);
+  return userTrackingDisabled_;
+}
+
+void TAVODataStoreCache::rememberUserTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store,
+                                                      bool disabled, Ticket ticket) {
+  std::lock_guard lock(mutex_);
+  select(store);
+  if (ticket == writes_) userTrackingDisabled_ = disabled;
+}
+
+void TAVODataStoreCache::forget(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key) {
+  std::lock_guard lock(mutex_);
+  select(store);
+  ++writes_;
+  holdingNothing_.erase(key);
+  if (key == TAVODataStoreController::kUserTrackingKey) userTrackingDisabled_.reset();
+}
+
+void TAVODataStoreCache::forgetAll(const std::shared_ptr<platform::UserDefaults>& store) {
+  std::lock_guard lock(mutex_);
+  select(store);
+  ++writes_;
+  holdingNothing_.clear();
+  userTrackingDisabled_.reset();
+}
+
+}  // namespace tavo

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_set>
+
+namespace tavo {
+
+namespace platform {
+class UserDefaults;
+}
+
+// What this process knows of its own store without reading it again, for the reads made on every tracked
+// event or request: which of the hot keys hold nothing (an archive of nothing) and the user-tracking flag.
+// Only this process writes its store and every SDK write goes through TAVODataStoreController, which tells
+// the cache after each write; a fresh process, or a new store object, starts knowing nothing and reads the
+// store. A read remembers its result only if no write happened while it read. Callable from any thread.
+class TAVODataStoreCache {
+ public:
+  // The keys whose emptiness is remembered.
+  static bool isCachedKey(const std::string& key);
+  static TAVODataStoreCache& shared();
+
+  // Taken before reading the store; what the read finds is remembered only if no write came in between.
+  using Ticket = std::uint64_t;
+  Ticket beginRead(const std::shared_ptr<platform::UserDefaults>& store);
+
+  bool holdsNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key);
+  void rememberNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key, Ticket ticket);
+  std::optional<bool> userTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store);
+  void rememberUserTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store, bool disabled,
+                                    Ticket ticket);
+
+  // After a write of key, or of any key: what was known of it is forgotten.
+  void forget(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key);
+  void forgetAll(const std::shared_ptr<platform::UserDefaults>& store);
+
+ private:
+  // Switches to store when it is not the one known: a new store starts with nothing known.
+  void select(const std::shared_ptr<platform::UserDefaults>& store);
+
+  std::mutex mutex_;
+  std::weak_ptr<platform::UserDefaults> store_;  // compared by owner: never confused with a later store
+  Ticket writes_ = 0;
+  std::unordered_set<std::string> holdingNothing_;
+  std::optional<bool> userTrackingDisabled_;
+};
+
+}  // namespace tavo

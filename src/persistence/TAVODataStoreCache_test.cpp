@@ -1,0 +1,147 @@
+#include "persistence/TAVODataStoreCache.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "SdkTestEnvironment.h"
+#include "persistence/TAVODataStoreController.h"
+#include "platform/KeyedArchiver.h"
+
+namespace tavo {
+namespace {
+
+using platform::Dictionary;
+using platform::Value;
+
+constexpr const char* kCampaigns = TAVODataStoreController::kAttributionCampaignsKey;
+
+class DataStoreCacheTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<platform::UserDefaults> defaults() { return env.platform().userDefaults; }
+  // What the SDK itself never does: a write behind the data store's back, which only a read of the store sees.
+  void writeBehindTheCache(const Value& campaigns) {
+    defaults()->setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaigns)), kCampaigns);
+  }
+
+  testing::SdkTestEnvironment env{testing::SdkTestEnvironment::Store::File};
+  TAVODataStoreController store;
+  TAVODataStoreController another;  // every instance sees the same data, and the same cache
+};
+
+TEST_F(DataStoreCacheTest, AnEmptyCampaignStoreIsReadOnceThenKnownUntilTheSdkWritesIt) {
+  EXPECT_TRUE(store.attributionCampaigns().empty());
+  EXPECT_TRUE(defaults()->objectForKey(kCampaigns)) << "the first read still stores an archive of nothing";
+  writeBehindTheCache(Value(Dictionary{{"sneaked", 1}}));
+  EXPECT_TRUE(another.attributionCampaigns().empty()) << "the second read must come from memory";
+
+  another.saveObjectToDataStore(Value(Dictionary{{"h1", 1}}), kCampaigns);
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"h1", 1}}));
+  store.removeAttributionCampaigns("h1");
+  EXPECT_TRUE(another.attributionCampaigns().empty());
+}
+
+TEST_F(DataStoreCacheTest, WritesThatLeaveCampaignsAreReadBack) {
+  EXPECT_TRUE(store.attributionCampaigns().empty());
+  // The bulk write stores the plain value; the next read returns it and stores it archived.
+  another.saveObjectsToDataStore({Value(Dictionary{{"bulk", 1}})}, {kCampaigns});
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"bulk", 1}}));
+  EXPECT_TRUE(defaults()->objectForKey(kCampaigns)->asData());
+  store.saveObjectToDataStore(std::nullopt, kCampaigns);
+  EXPECT_TRUE(another.attributionCampaigns().empty());
+  another.saveObjectToDataStore(Value(Dictionary{{"one", 1}}), kCampaigns);
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"one", 1}}));
+}
+
+TEST_F(DataStoreCacheTest, AfterARemovalOrAResetTheReadStoresItsArchiveOfNothingAgain) {
+  const std::vector<std::function<void()>> removals = {
+      [&] { another.removeObjectFromDataStoreWithKey(kCampaigns); },
+      [&] { another.reset(); },
+  };
+  for (const auto& remove : removals) {
+    EXPECT_TRUE(store.attributionCampaigns().empty());
+    remove();
+    ASSERT_FALSE(defaults()->objectForKey(kCampaigns));
+    EXPECT_TRUE(store.attributionCampaigns().empty());
+    EXPECT_TRUE(defaults()->objectForKey(kCampaigns)) << "the read went to the store, as without the cache";
+  }
+}
+
+TEST_F(DataStoreCacheTest, TheUserTrackingFlagFollowsEveryWriteOfIt) {
+  EXPECT_FALSE(store.getUserTrackingDisabled());
+  another.saveUserTracking(true);
+  EXPECT_TRUE(store.getUserTrackingDisabled());
+  store.saveObjectsToDataStore({Value(false)}, {TAVODataStoreController::kUserTrackingKey});
+  EXPECT_FALSE(another.getUserTrackingDisabled());
+  store.saveUserTracking(true);
+  EXPECT_TRUE(another.getUserTrackingDisabled());
+  another.reset();
+  EXPECT_FALSE(store.getUserTrackingDisabled());
+  store.saveUserTracking(true);
+  // The generic read stores a plain value archived: the flag no longer reads as set, as before the cache.
+  ASSERT_TRUE(store.getObjectFromDataStore(TAVODataStoreController::kUserTrackingKey));
+  EXPECT_FALSE(another.getUserTrackingDisabled());
+}
+
+TEST_F(DataStoreCacheTest, ANewStoreOnTheSameFileStartsKnowingNothing) {
+  store.saveUserTracking(true);
+  EXPECT_TRUE(store.getUserTrackingDisabled());
+  EXPECT_TRUE(store.attributionCampaigns().empty());
+  env.restart();
+  // Another process wrote the file meanwhile; this process reads it again.
+  defaults()->setObject(Value(false), TAVODataStoreController::kUserTrackingKey);
+  writeBehindTheCache(Value(Dictionary{{"from before", 1}}));
+  EXPECT_FALSE(store.getUserTrackingDisabled());
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"from before", 1}}));
+}
+
+TEST(DataStoreCacheTicket, AReadOverlappingAWriteRemembersNothing) {
+  auto first = std::make_shared<platform::UserDefaults>(":memory:");
+  TAVODataStoreCache cache;
+  const auto ticket = cache.beginRead(first);
+  cache.forget(first, TAVODataStoreController::kPushTokenRegisteredKey);  // any write, any key
+  cache.rememberNothing(first, kCampaigns, ticket);
+  cache.rememberUserTrackingDisabled(first, true, ticket);
+  EXPECT_FALSE(cache.holdsNothing(first, kCampaigns));
+  EXPECT_FALSE(cache.userTrackingDisabled(first));
+
+  cache.rememberNothing(first, kCampaigns, cache.beginRead(first));
+  EXPECT_TRUE(cache.holdsNothing(first, kCampaigns));
+  cache.rememberNothing(first, TAVODataStoreController::kUserModelKey, cache.beginRead(first));
+  EXPECT_FALSE(cache.holdsNothing(first, TAVODataStoreController::kUserModelKey)) << "not a key it caches";
+
+  // A store made after the first is gone may sit at the same address: it is still another store.
+  first.reset();
+  auto second = std::make_shared<platform::UserDefaults>(":memory:");
+  EXPECT_FALSE(cache.holdsNothing(second, kCampaigns));
+}
+
+TEST_F(DataStoreCacheTest, ReadersRacingAWriterEndWithWhatTheWriterLeft) {
+  std::atomic<bool> writing{true};
+  std::vector<std::thread> readers;
+  for (int r = 0; r < 3; ++r) {
+    readers.emplace_back([&] {
+      TAVODataStoreController mine;
+      while (writing.load()) {
+        mine.attributionCampaigns();
+        mine.getUserTrackingDisabled();
+      }
+    });
+  }
+  TAVODataStoreController writer;
+  for (int i = 0; i < 40; ++i) {
+    writer.saveObjectToDataStore(i % 2 ? Value(Dictionary{{"h", i}}) : std::optional<Value>(), kCampaigns);
+    writer.saveUserTracking(i % 2 == 1);
+  }
+  writing.store(false);
+  for (auto& reader : readers) reader.join();
+  // The last writes: a campaign and tracking disabled. No reader may have left "nothing" or "enabled" behind.
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"h", 39}}));
+  EXPECT_TRUE(store.getUserTrackingDisabled());
+}
+
+}  // namespace
+}  // namespace tavo

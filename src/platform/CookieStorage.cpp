@@ -1,0 +1,206 @@
+#include "platform/CookieStorage.h"
+
+#include <algorithm>
+#include <cctype>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <utility>
+
+#include "platform/FileSystem.h"
+#include "platform/URLComponents.h"
+
+namespace tavo::platform {
+
+namespace {
+
+using nlohmann::json;
+
+std::string lowercase(std::string_view text) {
+  std::string out(text);
+  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
+  return out;
+}
+
+bool sameCookie(const CookieStorage::Cookie& a, const CookieStorage::Cookie& b) {
+  return a.name == b.name && lowercase(a.domain) == lowercase(b.domain) && a.path == b.path;
+}
+
+// A leading dot opens the cookie to sub-domains; without it only the exact host matches.
+bool domainMatches(const std::string& cookieDomain, const std::string& host) {
+  const std::string domain = lowercase(cookieDomain);
+  const std::string h = lowercase(host);
+  if (!domain.starts_with('.')) return h == domain;
+  const std::string_view bare = std::string_view(domain).substr(1);
+  return h == bare || h.ends_with(domain);
+}
+
+bool pathMatches(std::string_view cookiePath, std::string_view requestPath) {
+  if (requestPath.empty() || requestPath.front() != '/') requestPath = "/";
+  if (requestPath == cookiePath) return true;
+  if (!requestPath.starts_with(cookiePath)) return false;
+  return cookiePath.ends_with('/') || requestPath[cookiePath.size()] == '/';
+}
+
+json toJSON(const CookieStorage::Cookie& cookie) {
+  json out = {{"name", cookie.name},       {"value", cookie.value},
+              {"domain", cookie.domain},   {"path", cookie.path},
+              {"version", cookie.version}, {"expiresDate", cookie.expiresDate->timeIntervalSince1970()},
+              {"secure", cookie.secure}};
+  if (cookie.originURL) out["originURL"] = *cookie.originURL;
+  return out;
+}
+
+std::string stringOr(const json& in, const char* key, std::string fallback) {
+  const auto found = in.find(key);
+  return found != in.end() && found->is_string() ? found->get<std::string>() : fallback;
+}
+
+// A cookie read back from the file; entries that are not whole cookies are skipped.
+std::optional<CookieStorage::Cookie> fromJSON(const json& in) {
+  if (!in.is_object()) return std::nullopt;
+  const auto name = in.find("name");
+  const auto expires = in.find("expiresDate");
+  if (name == in.end() || !name->is_string() || expires == in.end() || !expires->is_number()) return std::nullopt;
+  CookieStorage::Cookie cookie;
+  cookie.name = name->get<std::string>();
+  cookie.value = stringOr(in, "value", "");
+  cookie.domain = stringOr(in, "domain", "");
+  cookie.path = stringOr(in, "path", "/");
+  cookie.version = stringOr(in, "version", "0");
+  cookie.expiresDate = Date(expires->get<double>());
+  if (const auto origin = in.find("originURL"); origin != in.end() && origin->is_string())
+    cookie.originURL = origin->get<std::string>();
+  const auto secure = in.find("secure");
+  cookie.secure = secure != in.end() && secure->is_boolean() && secure->get<bool>();
+  return cookie;
+}
+
+}  // namespace
+
+CookieStorage::CookieStorage(std::shared_ptr<const FileSystem> fileSystem, std::function<Date()> now)
+    : fileSystem_(std::move(fileSystem)),
+      path_(fileSystem_->dataDirectory() + "/" + kFileName),
+      now_(std::move(now)) {
+  std::lock_guard lock(mutex_);
+  loadLocked();
+}
+
+CookieStorage::AcceptPolicy CookieStorage::cookieAcceptPolicy() const {
+  std::lock_guard lock(mutex_);
+  return policy_;
+}
+
+void CookieStorage::setCookieAcceptPolicy(AcceptPolicy policy) {
+  std::lock_guard lock(mutex_);
+  if (policy_ == policy) return;
+  policy_ = policy;
+  saveLocked();
+}
+
+void CookieStorage::setCookie(const Cookie& cookie) {
+  std::lock_guard lock(mutex_);
+  if (policy_ == Never) return;
+  storeLocked(cookie);
+  saveLocked();
+}
+
+void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::string& url,
+                               const std::string& mainDocumentURL) {
+  std::lock_guard lock(mutex_);
+  if (policy_ == Never) return;
+  const auto source = URLComponents::fromString(url);
+  const auto sourceHost = source ? source->host() : std::nullopt;
+  const auto mainDocument = URLComponents::fromString(mainDocumentURL);
+  const auto mainHost = mainDocument ? mainDocument->host() : std::nullopt;
+  bool changed = false;
+  for (Cookie cookie : cookies) {
+    // A cookie without a domain belongs to the host that sent it.
+    if (cookie.domain.empty()) {
+      if (!sourceHost) continue;
+      cookie.domain = *sourceHost;
+    }
+    if (!cookie.originURL) cookie.originURL = url;
+    if (policy_ == OnlyFromMainDocumentDomain) {
+      const std::string bare = cookie.domain.starts_with('.') ? cookie.domain.substr(1) : cookie.domain;
+      if (!mainHost || !domainMatches("." + bare, *mainHost)) continue;
+    }
+    storeLocked(cookie);
+    changed = true;
+  }
+  if (changed) saveLocked();
+}
+
+void CookieStorage::deleteCookie(const Cookie& cookie) {
+  std::lock_guard lock(mutex_);
+  const auto before = cookies_.size();
+  std::erase_if(cookies_, [&](const Cookie& stored) { return sameCookie(stored, cookie); });
+  if (cookies_.size() != before) saveLocked();
+}
+
+std::vector<CookieStorage::Cookie> CookieStorage::cookies() {
+  std::lock_guard lock(mutex_);
+  purgeExpiredLocked();
+  return cookies_;
+}
+
+std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::string& url) {
+  const auto components = URLComponents::fromString(url);
+  const auto host = components ? components->host() : std::nullopt;
+  if (!host) return {};
+  const bool secureRequest = components->scheme() && lowercase(*components->scheme()) == "https";
+  std::lock_guard lock(mutex_);
+  purgeExpiredLocked();
+  std::vector<Cookie> matching;
+  for (const Cookie& cookie : cookies_)
+    if (domainMatches(cookie.domain, *host) && pathMatches(cookie.path, components->percentEncodedPath()) &&
+        (!cookie.secure || secureRequest))
+      matching.push_back(cookie);
+  return matching;
+}
+
+void CookieStorage::storeLocked(const Cookie& cookie) {
+  const auto existing = std::find_if(cookies_.begin(), cookies_.end(),
+                                     [&](const Cookie& stored) { return sameCookie(stored, cookie); });
+  // Setting an expired cookie is how a site deletes one.
+  const bool expired = cookie.expiresDate && *cookie.expiresDate <= now_();
+  if (existing == cookies_.end()) {
+    if (!expired) cookies_.push_back(cookie);
+  } else if (expired) {
+    cookies_.erase(existing);
+  } else {
+    *existing = cookie;
+  }
+}
+
+void CookieStorage::purgeExpiredLocked() {
+  const Date now = now_();
+  const auto removed =
+      std::erase_if(cookies_, [&](const Cookie& cookie) { return cookie.expiresDate && *cookie.expiresDate <= now; });
+  if (removed > 0) saveLocked();
+}
+
+void CookieStorage::loadLocked() {
+  const auto contents = fileSystem_->contentsAtPath(path_);
+  if (!contents) return;
+  const json root = json::parse(contents->begin(), contents->end(), nullptr, false);
+  if (!root.is_object()) return;
+  if (const auto policy = root.find("acceptPolicy"); policy != root.end() && policy->is_number_integer()) {
+    const int value = policy->get<int>();
+    if (value >= Always && value <= OnlyFromMainDocumentDomain) policy_ = static_cast<AcceptPolicy>(value);
+  }
+  if (const auto stored = root.find("cookies"); stored != root.end() && stored->is_array())
+    for (const json& item : *stored)
+      if (auto cookie = fromJSON(item)) cookies_.push_back(std::move(*cookie));
+}
+
+void CookieStorage::saveLocked() const {
+  json stored = json::array();
+  // Session cookies end with the process, as on the phone.
+  for (const Cookie& cookie : cookies_)
+    if (!cookie.isSessionOnly()) stored.push_back(toJSON(cookie));
+  const std::string text = json{{"acceptPolicy", static_cast<int>(policy_)}, {"cookies", std::move(stored)}}.dump(2);
+  // A failed write keeps the cookies in memory; the next change tries again.
+  fileSystem_->writeAtomically(path_, Data(text.begin(), text.end()));
+}
+
+}  // namespace tavo::platform

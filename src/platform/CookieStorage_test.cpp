@@ -1,0 +1,198 @@
+#include "platform/CookieStorage.h"
+
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/FileSystem.h"
+
+namespace tavo::platform {
+namespace {
+
+using Cookie = CookieStorage::Cookie;
+
+// A data directory of its own, removed with everything in it.
+struct ScratchDirectory {
+  ScratchDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tavo-cookies-XXXXXX").string();
+    if (::mkdtemp(pattern.data())) path = pattern;
+  }
+  ~ScratchDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+  std::string path;
+};
+
+class CookieStorageTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<CookieStorage> open() {
+    return std::make_shared<CookieStorage>(fileSystem, [clock = clock] { return clock->now(); });
+  }
+  Cookie cookie(std::string name, std::string value, std::string domain = ".example.com", std::string path = "/",
+                double lifetime = 3600) {
+    Cookie c;
+    c.name = std::move(name);
+    c.value = std::move(value);
+    c.domain = std::move(domain);
+    c.path = std::move(path);
+    c.expiresDate = clock->now().dateByAddingTimeInterval(lifetime);
+    return c;
+  }
+  static std::vector<std::string> names(const std::vector<Cookie>& cookies) {
+    std::vector<std::string> out;
+    for (const auto& c : cookies) out.push_back(c.name + "=" + c.value);
+    return out;
+  }
+
+  ScratchDirectory directory;
+  std::shared_ptr<FileSystem> fileSystem = std::make_shared<FileSystem>(directory.path);
+  std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(CookieStorageTest, ACookieReplacesOnlyTheOneWithTheSameNameDomainAndPath) {
+  auto storage = open();
+  storage->setCookie(cookie("a", "1"));
+  storage->setCookie(cookie("a", "2", ".example.com", "/shop"));
+  storage->setCookie(cookie("a", "3", ".other.com"));
+  storage->setCookie(cookie("b", "4"));
+  storage->setCookie(cookie("a", "5", ".EXAMPLE.com"));  // domains compare without case
+  EXPECT_EQ(names(storage->cookies()), (Names{"a=5", "a=2", "a=3", "b=4"}));
+
+  storage->deleteCookie(cookie("a", "", ".example.com", "/shop"));
+  EXPECT_EQ(names(storage->cookies()), (Names{"a=5", "a=3", "b=4"}));
+}
+
+TEST_F(CookieStorageTest, PersistentCookiesAndThePolicySurviveAReopenButSessionCookiesDoNot) {
+  {
+    auto storage = open();
+    EXPECT_EQ(storage->cookieAcceptPolicy(), CookieStorage::OnlyFromMainDocumentDomain);
+    storage->setCookieAcceptPolicy(CookieStorage::Always);
+    Cookie kept = cookie("kept", "v");
+    kept.originURL = "example.com";
+    kept.version = "1";
+    kept.secure = true;
+    storage->setCookie(kept);
+    Cookie session = cookie("session", "v");
+    session.expiresDate.reset();
+    storage->setCookie(session);
+    EXPECT_EQ(storage->cookies().size(), 2u);
+  }
+  auto reopened = open();
+  EXPECT_EQ(reopened->cookieAcceptPolicy(), CookieStorage::Always);
+  const auto cookies = reopened->cookies();
+  ASSERT_EQ(cookies.size(), 1u);
+  Cookie expected = cookie("kept", "v");
+  expected.originURL = "example.com";
+  expected.version = "1";
+  expected.secure = true;
+  EXPECT_EQ(cookies[0], expected);
+}
+
+TEST_F(CookieStorageTest, ExpiredCookiesArePurgedOnReadAndFromTheFile) {
+  auto storage = open();
+  storage->setCookie(cookie("short", "1", ".example.com", "/", 10));
+  storage->setCookie(cookie("long", "2", ".example.com", "/", 100));
+  clock->advance(10);  // expiry is exclusive: at its date the cookie is gone
+  EXPECT_EQ(names(storage->cookiesForURL("https://www.example.com/")), (Names{"long=2"}));
+  EXPECT_EQ(names(open()->cookies()), (Names{"long=2"}));
+  const auto file = fileSystem->contentsAtPath(directory.path + "/" + CookieStorage::kFileName);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(std::string(file->begin(), file->end()).find("short"), std::string::npos);
+
+  // Setting an already expired cookie is how a site deletes one.
+  storage->setCookie(cookie("long", "gone", ".example.com", "/", -1));
+  EXPECT_TRUE(storage->cookies().empty());
+  EXPECT_TRUE(open()->cookies().empty());
+}
+
+TEST_F(CookieStorageTest, CookiesForURLMatchDomainPathAndSecurity) {
+  auto storage = open();
+  storage->setCookieAcceptPolicy(CookieStorage::Always);
+  storage->setCookie(cookie("dotted", "1", ".example.com"));
+  storage->setCookie(cookie("hostOnly", "2", "example.com"));
+  storage->setCookie(cookie("shop", "3", ".example.com", "/shop"));
+  Cookie secure = cookie("secure", "4");
+  secure.secure = true;
+  storage->setCookie(secure);
+
+  EXPECT_EQ(names(storage->cookiesForURL("https://example.com/")),
+            (Names{"dotted=1", "hostOnly=2", "secure=4"}));
+  EXPECT_EQ(names(storage->cookiesForURL("http://www.example.com/shop/cart")), (Names{"dotted=1", "shop=3"}));
+  EXPECT_EQ(names(storage->cookiesForURL("http://www.example.com/shopping")), (Names{"dotted=1"}));
+  EXPECT_TRUE(storage->cookiesForURL("http://badexample.com/").empty());
+  EXPECT_TRUE(storage->cookiesForURL("not a url").empty());
+  EXPECT_TRUE(storage->cookiesForURL("/relative/only").empty());
+}
+
+TEST_F(CookieStorageTest, TheAcceptPolicyDecidesWhatIsStored) {
+  auto storage = open();
+  storage->setCookieAcceptPolicy(CookieStorage::Never);
+  storage->setCookie(cookie("refused", "1"));
+  storage->setCookies({cookie("refused", "2")}, "https://example.com/", "https://example.com/");
+  EXPECT_TRUE(storage->cookies().empty());
+
+  storage->setCookieAcceptPolicy(CookieStorage::OnlyFromMainDocumentDomain);
+  Cookie noDomain = cookie("fromHost", "3", "");
+  storage->setCookies({cookie("third", "1", ".ads.net"), cookie("first", "2"), noDomain},
+                      "https://www.example.com/page", "https://www.example.com/");
+  const auto stored = storage->cookies();
+  EXPECT_EQ(names(stored), (Names{"first=2", "fromHost=3"}));
+  ASSERT_EQ(stored.size(), 2u);
+  EXPECT_EQ(stored[1].domain, "www.example.com");
+  EXPECT_EQ(stored[1].originURL, "https://www.example.com/page");
+
+  storage->setCookieAcceptPolicy(CookieStorage::Always);
+  storage->setCookies({cookie("third", "1", ".ads.net")}, "https://ads.net/", "https://www.example.com/");
+  EXPECT_EQ(storage->cookies().size(), 3u);
+}
+
+TEST_F(CookieStorageTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
+  const std::string path = directory.path + "/" + CookieStorage::kFileName;
+  for (const std::string damaged :
+       {"{not json", "[1,2]", R"({"acceptPolicy":"x","cookies":[{"name":5},{"value":"x"},7]})",
+        R"({"acceptPolicy":9,"cookies":{"name":"a"}})"}) {
+    ASSERT_TRUE(fileSystem->writeAtomically(path, Data(damaged.begin(), damaged.end())));
+    auto storage = open();
+    EXPECT_TRUE(storage->cookies().empty()) << damaged;
+    EXPECT_EQ(storage->cookieAcceptPolicy(), CookieStorage::OnlyFromMainDocumentDomain) << damaged;
+    storage->setCookie(cookie("fresh", "1"));
+    EXPECT_EQ(names(open()->cookies()), (Names{"fresh=1"})) << damaged;
+  }
+  // Fields of the wrong type fall back to their defaults instead of failing the whole file.
+  const std::string odd = R"({"cookies":[{"name":"odd","expiresDate":1e12,"value":5,"path":[],"secure":"yes"}]})";
+  ASSERT_TRUE(fileSystem->writeAtomically(path, Data(odd.begin(), odd.end())));
+  const auto cookies = open()->cookies();
+  ASSERT_EQ(cookies.size(), 1u);
+  EXPECT_EQ(cookies[0].value, "");
+  EXPECT_EQ(cookies[0].path, "/");
+  EXPECT_FALSE(cookies[0].secure);
+}
+
+TEST_F(CookieStorageTest, WritersOnManyThreadsLoseNothing) {
+  auto storage = open();
+  storage->setCookieAcceptPolicy(CookieStorage::Always);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 10; ++i) {
+        storage->setCookie(cookie("c" + std::to_string(t) + "_" + std::to_string(i), "v"));
+        storage->cookiesForURL("https://example.com/");
+      }
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(storage->cookies().size(), 40u);
+  EXPECT_EQ(open()->cookies().size(), 40u);
+}
+
+}  // namespace
+}  // namespace tavo::platform

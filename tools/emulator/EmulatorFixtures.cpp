@@ -1,0 +1,123 @@
+#include "emulator/EmulatorFixtures.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace tavo::emulator {
+
+// fixtures/default.json, compiled in by the build (DefaultFixtures.cpp is generated).
+extern const char kDefaultFixtures[];
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+void requireShape(const json& document, const char* section, bool (json::*test)() const noexcept, const char* shape) {
+  if (!(document[section].*test)())
+    throw std::runtime_error(std::string("fixtures: \"") + section + "\" must be " + shape);
+}
+
+std::string integerOrText(const json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_number_integer()) return std::to_string(value.get<long long>());
+  return value.dump();
+}
+
+}  // namespace
+
+EmulatorFixtures::EmulatorFixtures(json document) : document_(std::move(document)) {}
+
+EmulatorFixtures EmulatorFixtures::defaults() { return fromJSON(kDefaultFixtures); }
+
+EmulatorFixtures EmulatorFixtures::fromFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("fixtures: cannot read " + path);
+  std::ostringstream text;
+  text << in.rdbuf();
+  try {
+    return fromJSON(text.str());
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(path + ": " + error.what());
+  }
+}
+
+EmulatorFixtures EmulatorFixtures::fromJSON(std::string_view text) {
+  json document = json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
+  if (document.is_discarded()) throw std::runtime_error("fixtures: not JSON");
+  return EmulatorFixtures(validated(std::move(document)));
+}
+
+json EmulatorFixtures::validated(json document) {
+  if (!document.is_object()) throw std::runtime_error("fixtures: the top level must be an object");
+  // Every section but the applications may be left out.
+  for (const char* list : {"screenEvents", "coupons"})
+    if (!document.contains(list)) document[list] = json::array();
+  for (const char* map : {"userInfo", "attributionInfo", "shortLinks", "campaigns", "nativeAds", "rules"})
+    if (!document.contains(map)) document[map] = json::object();
+
+  if (!document.contains("apps") || !document["apps"].is_array() || document["apps"].empty())
+    throw std::runtime_error("fixtures: \"apps\" must list at least one application");
+  for (const auto& app : document["apps"]) {
+    if (!app.is_object() || !app.contains("apiUser") || !app["apiUser"].is_string() || !app.contains("apiKey") ||
+        !app["apiKey"].is_string())
+      throw std::runtime_error("fixtures: every application needs string \"apiUser\" and \"apiKey\"");
+  }
+  requireShape(document, "screenEvents", &json::is_array, "a list");
+  requireShape(document, "coupons", &json::is_array, "a list");
+  requireShape(document, "userInfo", &json::is_object, "an object");
+  requireShape(document, "attributionInfo", &json::is_object, "an object");
+  requireShape(document, "shortLinks", &json::is_object, "an object");
+  requireShape(document, "campaigns", &json::is_object, "an object");
+  requireShape(document, "nativeAds", &json::is_object, "an object");
+  requireShape(document, "rules", &json::is_object, "an object");
+  for (const auto& [url, target] : document["shortLinks"].items())
+    if (!target.is_string()) throw std::runtime_error("fixtures: short link " + url + " must map to a string");
+  for (const auto& [templateId, ads] : document["nativeAds"].items())
+    if (!ads.is_array()) throw std::runtime_error("fixtures: native ads of " + templateId + " must be a list");
+  return document;
+}
+
+bool EmulatorFixtures::isRegistered(const std::string& apiUser, const std::string& apiKey) const {
+  for (const auto& app : document_["apps"])
+    if (app["apiUser"] == apiUser && app["apiKey"] == apiKey) return true;
+  return false;
+}
+
+std::string EmulatorFixtures::resolveShortLink(const std::string& url) const {
+  const auto& links = document_["shortLinks"];
+  const auto found = links.find(url);
+  return found == links.end() ? url : found->get<std::string>();
+}
+
+std::optional<json> EmulatorFixtures::campaign(const std::string& type) const {
+  const auto& campaigns = document_["campaigns"];
+  const auto found = campaigns.find(type);
+  if (found == campaigns.end() || found->is_null()) return std::nullopt;
+  return *found;
+}
+
+json EmulatorFixtures::coupons(const std::optional<std::string>& couponId) const {
+  if (!couponId) return document_["coupons"];
+  json matching = json::array();
+  for (const auto& coupon : document_["coupons"])
+    if (coupon.is_object() && coupon.contains("ID") && integerOrText(coupon["ID"]) == *couponId)
+      matching.push_back(coupon);
+  return matching;
+}
+
+json EmulatorFixtures::nativeAds(const std::string& templateId) const {
+  const auto& ads = document_["nativeAds"];
+  if (auto found = ads.find(templateId); found != ads.end()) return *found;
+  if (auto found = ads.find("default"); found != ads.end()) return *found;
+  return json::array();
+}
+
+std::optional<json> EmulatorFixtures::rule(const std::string& key) const {
+  const auto& rules = document_["rules"];
+  const auto found = rules.find(key);
+  if (found == rules.end() || found->is_null()) return std::nullopt;
+  return *found;
+}
+
+}  // namespace tavo::emulator

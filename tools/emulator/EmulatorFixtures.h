@@ -1,0 +1,55 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+namespace tavo::emulator {
+
+// What the emulated web service knows: the registered applications, the start-session configuration, the
+// user data and install attribution it hands out, short links, and the in-app content (campaigns, coupons,
+// native ads, rules). Read from a JSON file (see README.md); immutable once loaded, so it is shared freely
+// between server threads.
+class EmulatorFixtures {
+ public:
+  using json = nlohmann::ordered_json;
+
+  // The set compiled in from fixtures/default.json.
+  static EmulatorFixtures defaults();
+  // Throws std::runtime_error naming the file and the fault when it cannot be read, is not JSON, or has a
+  // section of the wrong shape.
+  static EmulatorFixtures fromFile(const std::string& path);
+  static EmulatorFixtures fromJSON(std::string_view text);
+
+  // Whether an application with exactly these credentials is registered.
+  bool isRegistered(const std::string& apiUser, const std::string& apiKey) const;
+  // Elements of the start-session answer's "config" -> "events".
+  const json& screenEvents() const { return document_["screenEvents"]; }
+  // The server's data about a user, answered to a retrieving user update.
+  const json& userInfo() const { return document_["userInfo"]; }
+  const json& attributionInfo() const { return document_["attributionInfo"]; }
+  // The long URL of a short link, or the link itself when it is not known.
+  std::string resolveShortLink(const std::string& url) const;
+  // The campaign answered to a check of an in-app type ("webview", "banner", "textbanner", "adball",
+  // "tabbar"), or nullopt for none.
+  std::optional<json> campaign(const std::string& type) const;
+  // The coupons; only the one whose "ID" matches when couponId is given.
+  json coupons(const std::optional<std::string>& couponId) const;
+  // The native ads of a template, else those under "default"; an empty list for none.
+  json nativeAds(const std::string& templateId) const;
+  // The rule answered to a rule check named key (a screen name or an event name), or nullopt.
+  std::optional<json> rule(const std::string& key) const;
+
+  const json& document() const { return document_; }
+
+ private:
+  explicit EmulatorFixtures(json document);
+  // Fills in the optional sections and checks the shape of each; throws std::runtime_error.
+  static json validated(json document);
+
+  json document_;
+};
+
+}  // namespace tavo::emulator

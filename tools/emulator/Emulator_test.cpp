@@ -1,0 +1,579 @@
+// The web-service emulator over real sockets: how it reads both body encodings, what it answers each kind of
+// operation, whom it refuses, how each failure switch looks to a client, what it records, and one run of the
+// SDK's facade against it.
+
+#include "emulator/Emulator.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "SdkTestEnvironment.h"
+#include "emulator/RequestDecoder.h"
+#include "emulator/UserRegistry.h"
+#include "network/TAVORequest.h"
+#include "platform/HttpClient.h"
+#include "platform/JSONSerialization.h"
+#include "tavo/TAVO.h"
+
+namespace tavo::emulator {
+namespace {
+
+using json = nlohmann::ordered_json;
+using platform::Dictionary;
+using platform::Value;
+
+constexpr const char* kApiUser = "APPUSER0001";
+constexpr const char* kApiKey = "KEY123456";
+
+// A form body exactly as the SDK encodes a single-object request.
+std::string formBody(const Dictionary& payload, const std::string& apiUser = kApiUser,
+                     const std::string& apiKey = kApiKey) {
+  Dictionary fields{{"apiUser", apiUser}, {"apiKey", apiKey}};
+  fields.set("json", *platform::JSONSerialization::dataWithJSONObjectPretty(Value(payload)));
+  return TAVORequest::encodeParameters(fields);
+}
+
+json operation(const std::string& id, const std::string& type, const std::string& action, json params) {
+  return {{"action", action}, {"id", id}, {"type", type}, {"params", std::move(params)}};
+}
+
+// A client of the emulator: one connection per request, as the SDK's own client ends up using it.
+class Client {
+ public:
+  explicit Client(const Emulator& emulator) : client_("127.0.0.1", emulator.port()) {
+    client_.set_read_timeout(std::chrono::seconds(5));
+  }
+
+  httplib::Result batch(const std::vector<json>& operations, const std::string& apiUser = kApiUser,
+                        const std::string& apiKey = kApiKey) {
+    const httplib::Headers headers{{"apiUser", apiUser}, {"apiKey", apiKey}};
+    return client_.Post("/ws/tracker", headers, json{{"operations", operations}}.dump(2), "application/json");
+  }
+  httplib::Result form(const std::string& action, const std::string& body) {
+    return client_.Post("/ws/" + action, body, "application/x-www-form-urlencoded");
+  }
+  httplib::Result post(const std::string& path) { return client_.Post(path); }
+  httplib::Result get(const std::string& path) { return client_.Get(path); }
+
+ private:
+  httplib::Client client_;
+};
+
+Emulator::Options onDisk(const std::string& file) {
+  Emulator::Options options;
+  options.databasePath = file;
+  return options;
+}
+
+// Sends text as it is on a fresh connection and returns what comes back before the server closes it (or 3 s
+// pass): for requests an HTTP client library would not make.
+std::string rawExchange(int port, const std::string& text) {
+  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+  timeval timeout{3, 0};
+  ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  std::string reply;
+  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+      ::send(socket, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size())) {
+    char buffer[4096];
+    for (ssize_t n; (n = ::recv(socket, buffer, sizeof buffer, 0)) > 0;) reply.append(buffer, static_cast<std::size_t>(n));
+  }
+  ::close(socket);
+  return reply;
+}
+
+json parsed(const httplib::Result& result) {
+  EXPECT_TRUE(result) << "no answer: " << httplib::to_string(result.error());
+  return result ? json::parse(result->body, nullptr, false) : json();
+}
+
+json answerOf(const json& batchAnswer, const std::string& id) {
+  for (const auto& element : batchAnswer["operations"])
+    if (element["id"] == id) return element["response"];
+  ADD_FAILURE() << "no answer for operation " << id << " in " << batchAnswer.dump();
+  return json();
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Reading bodies
+
+TEST(EmulatorDecoding, AFormPayloadKeepsReservedCharactersAndPlusSigns) {
+  const Dictionary payload{{"note", "a&b=c+d/e?f:g 100% \"q\" \xC3\xBC"}, {"udid", "device-1"}};
+  const RecordedRequest request = RequestDecoder::decode("updateuser", {}, formBody(payload));
+  ASSERT_EQ(request.kind, RecordedRequest::kForm);
+  EXPECT_EQ(request.apiUser, kApiUser);
+  EXPECT_EQ(request.apiKey, kApiKey);
+  ASSERT_NE(request.params(0), nullptr);
+  EXPECT_EQ((*request.params(0))["note"], "a&b=c+d/e?f:g 100% \"q\" \xC3\xBC");
+  EXPECT_EQ(request.operationTypes(), std::vector<std::string>{"payload"});
+}
+
+TEST(EmulatorDecoding, ABatchTakesItsCredentialsFromTheHeaderFields) {
+  const std::string body = json{{"operations", {operation("A", "event", "none", {{"eventName", "x"}})}}}.dump();
+  const RecordedRequest request = RequestDecoder::decode("tracker", {{"APIUSER", "u"}, {"apikey", "k"}}, body);
+  ASSERT_EQ(request.kind, RecordedRequest::kBatch);
+  EXPECT_EQ(request.apiUser, "u");
+  EXPECT_EQ(request.apiKey, "k");
+  EXPECT_EQ(request.operations[0]["params"]["eventName"], "x");
+}
+
+TEST(EmulatorDecoding, ResentAndUnreadableBodiesAreToldApart) {
+  EXPECT_EQ(RequestDecoder::decode("tracker", {}, "apiUser=U&apiKey=K").kind, RecordedRequest::kCredentialsOnly);
+  EXPECT_EQ(RequestDecoder::decode("tracker", {}, "{\"operations\": [").kind, RecordedRequest::kUnreadable);
+  EXPECT_EQ(RequestDecoder::decode("tracker", {}, "{\"ops\": []}").kind, RecordedRequest::kUnreadable);
+  EXPECT_EQ(RequestDecoder::decode("setviewed", {}, "apiUser=U&json={broken").kind, RecordedRequest::kUnreadable);
+  EXPECT_EQ(RequestDecoder::decode("setviewed", {}, "").kind, RecordedRequest::kUnreadable);
+}
+
+TEST(EmulatorDecoding, PercentDecodingLeavesBrokenEscapesAlone) {
+  EXPECT_EQ(RequestDecoder::percentDecoded("a%20b%2fc+d"), "a b/c+d");
+  EXPECT_EQ(RequestDecoder::percentDecoded("100%"), "100%");
+  EXPECT_EQ(RequestDecoder::percentDecoded("%zz%4"), "%zz%4");
+  const auto fields = RequestDecoder::formFields("flag&a=1&json={\"k\":\"x=y&z\"}");
+  ASSERT_EQ(fields.size(), 3u);
+  EXPECT_EQ(fields[0], (std::pair<std::string, std::string>{"flag", ""}));
+  EXPECT_EQ(fields[2].second, "{\"k\":\"x=y&z\"}");
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Answers
+
+TEST(EmulatorAnswers, EachOperationOfABatchGetsItsOwnAnswer) {
+  Emulator emulator;
+  Client client(emulator);
+  const json answer = parsed(client.batch({
+      operation("start", "event", "none", {{"eventName", "tavo_start_session"}, {"retrieve_config", "1"}}),
+      operation("plain", "event", "none", {{"eventName", "level_up"}}),
+      operation("rule", "event", "none",
+                {{"eventName", "tavo_auto_event"}, {"tavo_rules", "1"}, {"attributes", {{"e_screen_name", "product_screen"}}}}),
+      operation("reset", "user", "reset", json::object()),
+      operation("attribution", "user", "attribution_info", json::object()),
+      operation("known-link", "stu", "resolve", {{"url", "https://tavo.link/spring"}}),
+      operation("other-link", "stu", "resolve", {{"url", "https://elsewhere.example/x"}}),
+      operation("startview", "webview", "check", json::object()),
+      operation("strip", "textbanner", "check", json::object()),
+      operation("coupons", "coupon", "check", json::object()),
+      operation("one-coupon", "coupon", "check", {{"tavo_coupon_id", "99"}}),
+      operation("redeem", "coupon", "redeem", {{"tavo_coupon_id", "17"}}),
+      operation("ads", "native_ad", "check", {{"template_id", "card"}, {"batch", true}}),
+      operation("ad", "native_ad", "check", {{"template_id", "card"}}),
+  }));
+  const auto& fixtures = emulator.fixtures();
+  EXPECT_EQ(answerOf(answer, "start"), (json{{"status", 200}, {"config", {{"events", fixtures.screenEvents()}}}}));
+  EXPECT_EQ(answerOf(answer, "plain"), (json{{"status", 200}}));
+  EXPECT_EQ(answerOf(answer, "rule")["rule"], *fixtures.rule("product_screen"));
+  EXPECT_EQ(answerOf(answer, "reset"), (json{{"status", 200}}));
+  EXPECT_EQ(answerOf(answer, "attribution")["data"]["attributionInfo"], fixtures.attributionInfo());
+  EXPECT_EQ(answerOf(answer, "known-link")["data"]["url"], fixtures.resolveShortLink("https://tavo.link/spring"));
+  EXPECT_NE(answerOf(answer, "known-link")["data"]["url"], "https://tavo.link/spring");
+  EXPECT_EQ(answerOf(answer, "other-link")["data"]["url"], "https://elsewhere.example/x");
+  EXPECT_EQ(answerOf(answer, "startview")["response"], *fixtures.campaign("webview"));
+  EXPECT_EQ(answerOf(answer, "strip"), (json{{"status", 200}, {"response", "0"}}));
+  EXPECT_EQ(answerOf(answer, "coupons")["response"], fixtures.coupons(std::nullopt));
+  EXPECT_EQ(answerOf(answer, "one-coupon")["response"], "0");
+  EXPECT_EQ(answerOf(answer, "redeem"), (json{{"status", 200}}));
+  EXPECT_EQ(answerOf(answer, "ads")["native_ads"], fixtures.nativeAds("card"));
+  EXPECT_EQ(answerOf(answer, "ad")["native_ad"], fixtures.nativeAds("card").front());
+}
+
+TEST(EmulatorAnswers, ARetrievingUserUpdateGetsAServerIdStablePerDevice) {
+  Emulator emulator;
+  Client client(emulator);
+  auto retrieve = [&](const std::string& action, const std::string& udid) {
+    return parsed(client.form(action, formBody(Dictionary{{"udid", udid}, {"tavo_retrieve", "yes"}})));
+  };
+  const json first = retrieve("updateuser", "device-A");
+  EXPECT_EQ(first["status"], 200);
+  EXPECT_EQ(first["response"]["info"], emulator.fixtures().userInfo());
+  const auto id = first["response"]["idtAVoUser"].get<std::int64_t>();
+  EXPECT_EQ(retrieve("firstlogin", "device-A")["response"]["idtAVoUser"], id);
+  EXPECT_NE(retrieve("newregister", "device-B")["response"]["idtAVoUser"], id);
+
+  // Without retrieve the answer is the bare status text.
+  const auto plain = client.form("firstlogin", formBody(Dictionary{{"udid", "device-A"}, {"customerid", "c-1"}}));
+  ASSERT_TRUE(plain);
+  EXPECT_EQ(plain->body, "200");
+  for (const char* action : {"addpurchase", "setviewed", "setcommunicationinteract"}) {
+    const auto answer = client.form(action, formBody(Dictionary{{"orderid", "o-1"}}));
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->body, "200") << action;
+  }
+}
+
+TEST(EmulatorAnswers, UserIdsAndRequestsSurviveAReopenOfTheDatabaseFile) {
+  testing::TemporaryDirectory directory;
+  const std::string file = directory.path() + "/emulator.sqlite";
+  std::int64_t id = 0;
+  {
+    Emulator emulator(onDisk(file));
+    Client client(emulator);
+    id = parsed(client.form("updateuser", formBody(Dictionary{{"udid", "device-A"}, {"tavo_retrieve", "yes"}})))
+             ["response"]["idtAVoUser"].get<std::int64_t>();
+  }
+  Emulator reopened(onDisk(file));
+  EXPECT_EQ(reopened.requestCount(), 1u);
+  EXPECT_EQ(reopened.requests().front().action, "updateuser");
+  EXPECT_EQ(reopened.userIdForDevice("device-A"), id);
+  EXPECT_EQ(reopened.userIdForDevice("device-new"), id + 1);
+}
+
+TEST(EmulatorAnswers, ABusyPortIsRefusedRatherThanShared) {
+  Emulator first;
+  Emulator::Options options;
+  options.port = first.port();
+  EXPECT_THROW(Emulator second(options), std::runtime_error);
+}
+
+TEST(EmulatorAnswers, AnUnknownActionIsNotFound) {
+  Emulator emulator;
+  Client client(emulator);
+  const auto answer = client.form("nosuchaction", formBody(Dictionary{{"a", 1}}));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, 404);
+  EXPECT_EQ(emulator.requests().back().answerStatus, 404);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Credentials
+
+TEST(EmulatorCredentials, OnlyARegisteredApplicationIsAnswered) {
+  Emulator emulator;
+  Client client(emulator);
+  const json refusedBatch = parsed(client.batch({operation("A", "event", "none", {{"eventName", "x"}})}, kApiUser, "WRONGKEY1"));
+  EXPECT_EQ(refusedBatch, (json{{"status", 401}}));  // the whole answer stands for every operation
+
+  const auto refusedForm = client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}, "NOBODY", kApiKey));
+  ASSERT_TRUE(refusedForm);
+  EXPECT_EQ(refusedForm->body, "401");
+  EXPECT_EQ(refusedForm->status, 401);
+
+  const auto resent = client.form("tracker", "apiUser=APPUSER0001&apiKey=KEY123456");
+  ASSERT_TRUE(resent);
+  EXPECT_EQ(json::parse(resent->body), (json{{"status", 200}}));
+  const auto resentUnknown = client.form("tracker", "apiUser=APPUSER0001&apiKey=");
+  ASSERT_TRUE(resentUnknown);
+  EXPECT_EQ(json::parse(resentUnknown->body), (json{{"status", 401}}));
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Failure switches
+
+TEST(EmulatorFailures, RefusedConnectionsDropWithoutAnAnswerThenServiceResumes) {
+  Emulator emulator;
+  emulator.refuseConnections(2);
+  Client client(emulator);
+  EXPECT_FALSE(client.form("setviewed", formBody(Dictionary{{"pushId", 1}})));
+  EXPECT_FALSE(client.form("setviewed", formBody(Dictionary{{"pushId", 2}})));
+  const auto third = client.form("setviewed", formBody(Dictionary{{"pushId", 3}}));
+  ASSERT_TRUE(third);
+  EXPECT_EQ(third->body, "200");
+  EXPECT_EQ(emulator.refusedConnectionCount(), 2u);
+  ASSERT_EQ(emulator.requestCount(), 1u);  // a refused connection was never read
+  EXPECT_EQ(emulator.requests()[0].params(0)->at("pushId"), 3);
+}
+
+TEST(EmulatorFailures, AForcedStatusTakesTheShapeOfEachAnswerForItsCount) {
+  Emulator emulator;
+  emulator.answerStatus(503, 2);
+  Client client(emulator);
+  EXPECT_EQ(parsed(client.batch({operation("A", "event", "none", json::object())})), (json{{"status", 503}}));
+  const auto form = client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}));
+  ASSERT_TRUE(form);
+  EXPECT_EQ(form->body, "503");
+  EXPECT_EQ(form->status, 503);
+  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "200");
+  EXPECT_EQ(emulator.requests()[0].failure, "status 503");
+  EXPECT_EQ(emulator.requests()[2].failure, "");
+
+  // A retrieving update answers JSON; the refused one gave the device no id.
+  emulator.answerStatus(500, 1);
+  EXPECT_EQ(parsed(client.form("updateuser", formBody(Dictionary{{"udid", "refused"}, {"tavo_retrieve", "yes"}}))),
+            (json{{"status", 500}}));
+  EXPECT_EQ(emulator.userIdForDevice("accepted"), UserRegistry::kFirstUserId);
+}
+
+TEST(EmulatorFailures, ANotJSONAnswerCannotBeParsed) {
+  Emulator emulator;
+  emulator.answerNotJSON();
+  Client client(emulator);
+  const auto answer = client.batch({operation("A", "event", "none", json::object())});
+  ASSERT_TRUE(answer);
+  EXPECT_TRUE(json::parse(answer->body, nullptr, false).is_discarded());
+  EXPECT_TRUE(json::parse(client.batch({operation("B", "event", "none", json::object())})->body, nullptr, false).is_object());
+}
+
+TEST(EmulatorFailures, AnAnswerClosedMidBodyIsATransportError) {
+  Emulator emulator;
+  emulator.closeMidBody();
+  Client client(emulator);
+  const auto cut = client.batch({operation("A", "event", "none", json::object())});
+  EXPECT_FALSE(cut);
+  EXPECT_TRUE(client.batch({operation("B", "event", "none", json::object())}));
+  EXPECT_EQ(emulator.requests()[0].failure, "closed mid-body");
+}
+
+TEST(EmulatorFailures, ADelayHoldsTheAnswerBackAndStoppingCutsItShort) {
+  auto emulator = std::make_unique<Emulator>();
+  emulator->delayAnswers(300, 1);
+  {
+    Client client(*emulator);
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(client.form("setviewed", formBody(Dictionary{{"pushId", 1}})));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+  }
+  emulator->delayAnswers(60'000, 1);
+  std::thread waiting([port = emulator->port()] {
+    httplib::Client client("127.0.0.1", port);
+    client.set_read_timeout(std::chrono::seconds(90));
+    client.Post("/ws/setviewed", formBody(Dictionary{{"pushId", 2}}), "application/x-www-form-urlencoded");
+  });
+  ASSERT_TRUE(emulator->waitForRequests(2, 5.0));
+  const auto stopping = std::chrono::steady_clock::now();
+  emulator.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - stopping, std::chrono::seconds(10));
+  waiting.join();
+}
+
+TEST(EmulatorFailures, TheControlEndpointsSetAndResetTheSwitches) {
+  Emulator emulator;
+  Client client(emulator);
+  EXPECT_EQ(client.post("/control/status?status=500&count=1")->status, 200);
+  EXPECT_EQ(client.post("/control/delay?count=1")->status, 400);  // no ms
+  EXPECT_EQ(client.post("/control/refuse?count=-1")->status, 400);
+  EXPECT_EQ(client.post("/control/explode")->status, 404);
+  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "500");
+
+  EXPECT_EQ(client.post("/control/not-json?count=3")->status, 200);
+  EXPECT_EQ(parsed(client.get("/control"))["answerNotJSON"], 3);
+  EXPECT_EQ(client.post("/control/reset")->status, 200);
+  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "200");
+
+  // As "curl -X POST" sends it: no body, no Content-Length.
+  const std::string reply = rawExchange(emulator.port(), "POST /control/status?status=418&count=1 HTTP/1.1\r\n"
+                                                         "Host: 127.0.0.1\r\nConnection: close\r\n\r\n");
+  EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
+  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "418");
+
+  EXPECT_EQ(client.post("/control/refuse?count=1")->status, 200);
+  EXPECT_FALSE(client.get("/"));  // a refusal takes any connection
+  EXPECT_EQ(client.post("/control/clear")->status, 200);
+  EXPECT_EQ(emulator.requestCount(), 0u);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Recording and pages
+
+TEST(EmulatorRecording, RequestsAreRecordedInOrderWithWhatWasAnswered) {
+  Emulator emulator;
+  std::mutex seenMutex;
+  std::vector<std::string> seen;
+  emulator.setRequestObserver([&](const RecordedRequest& request) {
+    std::lock_guard lock(seenMutex);
+    seen.push_back(request.action);
+  });
+  Client client(emulator);
+  client.batch({operation("E1", "event", "none", {{"eventName", "level_up"}, {"udid", "d"}, {"attributes", {{"level", 3}}}})});
+  client.form("addpurchase", formBody(Dictionary{{"orderid", "o-<9>"}, {"udid", "d"}}));
+  EXPECT_FALSE(emulator.waitForRequests(3, 0.05));
+  ASSERT_TRUE(emulator.waitForRequests(2, 1.0));
+
+  const auto requests = emulator.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].id + 1, requests[1].id);
+  EXPECT_EQ(requests[0].action, "tracker");
+  EXPECT_EQ(requests[0].header("APIKEY"), kApiKey);
+  EXPECT_EQ(requests[0].operationTypes(), std::vector<std::string>{"event"});
+  EXPECT_EQ(requests[0].keyParameters(), std::vector<std::string>{"eventName=level_up attributes={\"level\":3}"});
+  EXPECT_NE(requests[0].answerBody.find("\"E1\""), std::string::npos);
+  EXPECT_EQ(requests[1].kind, RecordedRequest::kForm);
+  EXPECT_EQ(requests[1].answerBody, "200");
+  EXPECT_EQ(requests[1].time.size(), 24u);  // 2024-05-01T12:00:00.123Z
+  {
+    std::lock_guard lock(seenMutex);
+    EXPECT_EQ(seen, (std::vector<std::string>{"tracker", "addpurchase"}));
+  }
+
+  const json listing = parsed(client.get("/requests.json"));
+  EXPECT_EQ(listing["total"], 2);
+  EXPECT_EQ(listing["requests"][0]["action"], "addpurchase");  // newest first
+  EXPECT_EQ(listing["requests"][1]["operations"][0]["params"]["eventName"], "level_up");
+  const auto page = client.get("/");
+  ASSERT_TRUE(page);
+  EXPECT_LT(page->body.find("addpurchase"), page->body.find("tracker"));
+  EXPECT_NE(page->body.find("orderid=o-&lt;9&gt;"), std::string::npos);  // escaped, never raw markup
+  EXPECT_EQ(page->body.find("o-<9>"), std::string::npos);
+
+  emulator.clear();
+  EXPECT_EQ(emulator.requestCount(), 0u);
+  EXPECT_TRUE(emulator.requests().empty());
+}
+
+TEST(EmulatorRecording, ConcurrentClientsAreAllRecorded) {
+  Emulator emulator;
+  std::vector<std::thread> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.emplace_back([&emulator, i] {
+      Client client(emulator);
+      for (int n = 0; n < 10; ++n) client.form("setviewed", formBody(Dictionary{{"pushId", i * 100 + n}}));
+    });
+  }
+  for (auto& client : clients) client.join();
+  EXPECT_EQ(emulator.requestCount(), 40u);
+  std::set<std::int64_t> ids;
+  for (const auto& request : emulator.requests()) ids.insert(request.id);
+  EXPECT_EQ(ids.size(), 40u);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// Fixtures
+
+TEST(EmulatorFixturesFile, AnotherFileReplacesTheDefaultsAndBadOnesAreRefusedWithTheReason) {
+  testing::TemporaryDirectory directory;
+  const std::string file = directory.path() + "/mine.json";
+  std::ofstream(file) << R"({"apps": [{"apiUser": "MYAPP", "apiKey": "MYKEY0001"}],
+                             "campaigns": {"banner": {"id": 9}}})";
+  Emulator::Options options;
+  options.fixtures = EmulatorFixtures::fromFile(file);
+  Emulator emulator(options);
+  Client client(emulator);
+  EXPECT_EQ(parsed(client.batch({operation("A", "event", "none", json::object())}))["status"], 401);
+  const json answer = parsed(client.batch({operation("B", "banner", "check", json::object()),
+                                           operation("S", "event", "none", {{"eventName", "tavo_start_session"}})},
+                                          "MYAPP", "MYKEY0001"));
+  EXPECT_EQ(answerOf(answer, "B")["response"]["id"], 9);
+  EXPECT_EQ(answerOf(answer, "S")["config"]["events"], json::array());
+
+  auto refusal = [](const std::string& text) {
+    try {
+      EmulatorFixtures::fromJSON(text);
+    } catch (const std::runtime_error& error) {
+      return std::string(error.what());
+    }
+    return std::string("accepted");
+  };
+  EXPECT_NE(refusal("{").find("not JSON"), std::string::npos);
+  EXPECT_NE(refusal("{}").find("\"apps\""), std::string::npos);
+  EXPECT_NE(refusal(R"({"apps": [{"apiUser": "A"}]})").find("apiKey"), std::string::npos);
+  EXPECT_NE(refusal(R"({"apps": [{"apiUser": "A", "apiKey": "B"}], "coupons": {}})").find("\"coupons\""),
+            std::string::npos);
+  EXPECT_THROW(EmulatorFixtures::fromFile(directory.path() + "/missing.json"), std::runtime_error);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// The SDK against the emulator
+
+// "updateuser[payload] tracker[event,event]": what arrived, for failure messages.
+std::string arrivals(const Emulator& emulator) {
+  std::string text;
+  for (const auto& request : emulator.requests()) {
+    text += (text.empty() ? "" : " ") + request.action + "[";
+    for (const auto& type : request.operationTypes()) text += type + ",";
+    text += "]";
+  }
+  return text;
+}
+
+// The params of every operation of action whose key holds value.
+std::vector<json> operationsWhere(const Emulator& emulator, const std::string& action, const std::string& key,
+                                  const std::string& value) {
+  std::vector<json> found;
+  for (const auto& request : emulator.requests()) {
+    if (request.action != action) continue;
+    for (std::size_t i = 0; i < request.operations.size(); ++i)
+      if (const json* params = request.params(i); params && params->value(key, "") == value) found.push_back(*params);
+  }
+  return found;
+}
+
+class SdkAgainstEmulator : public ::testing::Test {
+ protected:
+  SdkAgainstEmulator() {
+    env.platform().httpClient = std::make_shared<platform::CurlHttpClient>(env.platform().operationQueue);
+  }
+
+  // Lets the SDK's queues and the network run until done() holds or 5 s of real time passed.
+  bool settleUntil(const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (std::chrono::steady_clock::now() < deadline) {
+      env.drainQueues();
+      if (done()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return done();
+  }
+
+  Emulator emulator;
+  testing::SdkTestEnvironment env;
+};
+
+TEST_F(SdkAgainstEmulator, ASessionStartsAndTheServersAnswersReachTheHost) {
+  emulator.refuseConnections(1);  // the first send fails; the SDK sends it again
+  TAVOConfiguration configuration(std::string(kApiUser) + kApiKey);
+  configuration.urlBase = emulator.baseURL();
+  TAVOLegacy::startSessionWithConfiguration(configuration);
+  std::optional<std::string> userId;
+  ASSERT_TRUE(settleUntil([&] {
+    TAVOLegacy::getUserId([&](std::optional<std::string> id) { userId = std::move(id); });
+    return TAVOLegacy::isSessionStarted() && userId;
+  })) << "arrived: " << arrivals(emulator);
+  EXPECT_EQ(emulator.refusedConnectionCount(), 1u);
+  // Whichever was refused was sent again, once.
+  EXPECT_EQ(operationsWhere(emulator, "tracker", "eventName", "tavo_start_session").size(), 1u) << arrivals(emulator);
+  EXPECT_EQ(operationsWhere(emulator, "updateuser", "tavo_retrieve", "yes").size(), 1u) << arrivals(emulator);
+  EXPECT_EQ(userId, std::to_string(emulator.userIdForDevice(TAVOLegacy::deviceId())));
+  Dictionary info;
+  TAVOLegacy::getUserInfo([&](const Dictionary& given) { info = given; });
+  ASSERT_NE(info.find("segment"), nullptr);
+  EXPECT_EQ(*info.find("segment"), Value("early-adopter"));
+
+  std::mutex heardMutex;
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  // A plain event's answer is a status only: the delegate hears that it started, and of no data.
+  delegate->onStarted = [&](const std::string& id) {
+    std::lock_guard lock(heardMutex);
+    heard.push_back("started " + id);
+  };
+  delegate->onFailed = [&](const std::string& id) {
+    std::lock_guard lock(heardMutex);
+    heard.push_back("failed " + id);
+  };
+  TAVOEventRequest event("level_up");
+  event.attributes = Dictionary{{"level", 3}};
+  event.customId = "my-level-event";
+  event.requestDelegate = delegate;
+  TAVOLegacy::trackEvent(event);
+  env.platform().mainLoop->runFor(11);  // a queue period of virtual time: the batch goes out
+  std::vector<json> levelUps;
+  ASSERT_TRUE(settleUntil([&] {
+    levelUps = operationsWhere(emulator, "tracker", "eventName", "level_up");
+    return !levelUps.empty();
+  })) << arrivals(emulator);
+
+  ASSERT_EQ(levelUps.size(), 1u);
+  const json& params = levelUps[0];
+  EXPECT_EQ(params["attributes"]["level"], 3);
+  EXPECT_EQ(params["eid"], emulator.userIdForDevice(TAVOLegacy::deviceId()));  // the id the server gave
+  // The configuration arrived first and level_up is not among its screen events: no rule check.
+  EXPECT_EQ(params.find("tavo_rules"), params.end());
+  std::lock_guard lock(heardMutex);
+  EXPECT_EQ(heard, std::vector<std::string>{"started my-level-event"});
+}
+
+}  // namespace
+}  // namespace tavo::emulator

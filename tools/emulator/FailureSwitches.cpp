@@ -1,0 +1,92 @@
+#include "emulator/FailureSwitches.h"
+
+#include <algorithm>
+
+namespace tavo::emulator {
+
+namespace {
+
+// One of count for this request, if any is left.
+bool takeOne(int& count) {
+  if (count <= 0) return false;
+  --count;
+  return true;
+}
+
+}  // namespace
+
+std::string FailureSwitches::Plan::description() const {
+  std::string text;
+  auto add = [&](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
+  if (status) add("status " + std::to_string(*status));
+  if (notJSON) add("not JSON");
+  if (closeMidBody) add("closed mid-body");
+  if (delayMilliseconds > 0) add("delay " + std::to_string(delayMilliseconds) + " ms");
+  return text;
+}
+
+void FailureSwitches::refuseConnections(int count) {
+  std::lock_guard lock(mutex_);
+  refuse_ = std::max(count, 0);
+}
+
+void FailureSwitches::answerStatus(int status, int count) {
+  std::lock_guard lock(mutex_);
+  status_ = status;
+  statusCount_ = std::max(count, 0);
+}
+
+void FailureSwitches::answerNotJSON(int count) {
+  std::lock_guard lock(mutex_);
+  notJSON_ = std::max(count, 0);
+}
+
+void FailureSwitches::closeMidBody(int count) {
+  std::lock_guard lock(mutex_);
+  closeMidBody_ = std::max(count, 0);
+}
+
+void FailureSwitches::delayAnswers(int milliseconds, int count) {
+  std::lock_guard lock(mutex_);
+  delayMilliseconds_ = std::max(milliseconds, 0);
+  delayCount_ = std::max(count, 0);
+}
+
+void FailureSwitches::reset() {
+  std::lock_guard lock(mutex_);
+  refuse_ = statusCount_ = notJSON_ = closeMidBody_ = delayCount_ = 0;
+}
+
+bool FailureSwitches::takeRefusal() {
+  std::lock_guard lock(mutex_);
+  if (!takeOne(refuse_)) return false;
+  ++refused_;
+  return true;
+}
+
+FailureSwitches::Plan FailureSwitches::takePlan() {
+  std::lock_guard lock(mutex_);
+  Plan plan;
+  if (takeOne(statusCount_)) plan.status = status_;
+  plan.notJSON = takeOne(notJSON_);
+  plan.closeMidBody = takeOne(closeMidBody_);
+  if (takeOne(delayCount_)) plan.delayMilliseconds = delayMilliseconds_;
+  return plan;
+}
+
+std::size_t FailureSwitches::refusedConnections() const {
+  std::lock_guard lock(mutex_);
+  return refused_;
+}
+
+nlohmann::ordered_json FailureSwitches::state() const {
+  std::lock_guard lock(mutex_);
+  return {{"refuseConnections", refuse_},
+          {"answerStatus", {{"status", status_}, {"count", statusCount_}}},
+          {"answerNotJSON", notJSON_},
+          {"closeMidBody", closeMidBody_},
+          {"delay", {{"milliseconds", delayMilliseconds_}, {"count", delayCount_}}},
+          {"refusedSoFar", refused_}};
+}
+
+}  // namespace tavo::emulator
