@@ -92,6 +92,11 @@ class TAVO_EXPORT TAVOLegacy {
   // for good once it names a campaign. The SDK keeps the delegate (a strong reference) until the next call.
   static void installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& attributionDelegate);
 
+  // Web content running the SDK's web code: syncWithWebSDK hands the device id, the push token and the last
+  // opened push (once) over as cookies on the domain set here; without a domain it does nothing.
+  static void setWebSDKDomain(const std::optional<std::string>& domain);
+  static void syncWithWebSDK();
+
   // Configuration at run time.
   static void setDebuggerOutput(bool enabled);  // YES turns every log level on; NO changes nothing
   static void setWebServiceURL(const std::optional<std::string>& url);  // nil is ignored

@@ -58,6 +58,17 @@ TAVO_C_EXPORT void tavo_platform_set_bundle_info(const char* short_version, cons
 TAVO_C_EXPORT void tavo_platform_set_application_state(int state);
 /* Receives every system-log line instead of stderr; NULL restores stderr. Called on the logging thread. */
 TAVO_C_EXPORT void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_data), void* user_data);
+/* The host's way of opening a URL (an in-app campaign's deep link, for one); called on the main thread. NULL
+ * restores the default, which logs the URL and opens nothing. */
+TAVO_C_EXPORT void tavo_platform_set_open_url_handler(void (*handler)(const char* url, void* user_data),
+                                                      void* user_data);
+/* The host's universal-link handler: a resolved short link arrives here as the web page URL of a
+ * web-browsing activity, on the main thread. NULL means the host does not handle such activities. */
+TAVO_C_EXPORT void tavo_platform_set_continue_user_activity_handler(
+    void (*handler)(const char* webpage_url, void* user_data), void* user_data);
+/* The stored cookies as a JSON array of {"name", "value", "domain", "path", "version", "expiry"}, expiry in
+ * seconds since 1970 (null for a session cookie); free with tavo_free. */
+TAVO_C_EXPORT char* tavo_platform_copy_cookies_json(void);
 /* Pumps the main loop for that many seconds (runs timers and posted work as they come due). */
 TAVO_C_EXPORT void tavo_main_loop_run_for(double seconds);
 /* Runs what is due now and returns. */
@@ -159,6 +170,11 @@ TAVO_C_EXPORT void tavo_set_short_quorvel_domains(const char* const* domains, si
  * The SDK keeps the last callback given; a NULL one asks all the same and tells nobody. */
 TAVO_C_EXPORT void tavo_install_attribution_info(void (*callback)(const char* attribution_json, void* user_data),
                                                  void* user_data);
+/* Cookies for the SDK's web code on that domain (also their origin URL); NULL forgets the domain. */
+TAVO_C_EXPORT void tavo_set_web_sdk_domain(const char* domain);
+/* Hands the device id, the push token and the last opened push (once) to the web code as cookies on the
+ * domain set above; does nothing without one. */
+TAVO_C_EXPORT void tavo_sync_with_web_sdk(void);
 
 #ifdef __cplusplus
 }

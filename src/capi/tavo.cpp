@@ -12,6 +12,7 @@
 
 #include "core/TAVOLogger.h"
 #include "platform/Application.h"
+#include "platform/CookieStorage.h"
 #include "platform/JSONSerialization.h"
 #include "platform/Platform.h"
 #include "tavo/TAVO.h"
@@ -124,6 +125,47 @@ void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_
     return;
   }
   log.setHandler([handler, user_data](const std::string& line) { handler(line.c_str(), user_data); });
+}
+
+void tavo_platform_set_open_url_handler(void (*handler)(const char* url, void* user_data), void* user_data) {
+  auto& application = *tavo::platform::Platform::shared().application;
+  if (!handler) {
+    application.setOpenURLHandler(nullptr);
+    return;
+  }
+  application.setOpenURLHandler([handler, user_data](const std::string& url) {
+    handler(url.c_str(), user_data);
+    return true;
+  });
+}
+
+void tavo_platform_set_continue_user_activity_handler(void (*handler)(const char* webpage_url, void* user_data),
+                                                      void* user_data) {
+  auto& application = *tavo::platform::Platform::shared().application;
+  if (!handler) {
+    application.setContinueUserActivityHandler(nullptr);
+    return;
+  }
+  application.setContinueUserActivityHandler([handler, user_data](const std::string& webpageURL) {
+    handler(webpageURL.c_str(), user_data);
+    return true;
+  });
+}
+
+char* tavo_platform_copy_cookies_json(void) {
+  using tavo::Value;
+  tavo::platform::Array list;
+  for (const auto& cookie : tavo::platform::Platform::shared().cookieStorage->cookies()) {
+    list.push_back(Value(tavo::Dictionary{
+        {"name", Value(cookie.name)},
+        {"value", Value(cookie.value)},
+        {"domain", Value(cookie.domain)},
+        {"path", Value(cookie.path)},
+        {"version", Value(cookie.version)},
+        {"expiry", cookie.expiresDate ? Value(cookie.expiresDate->timeIntervalSince1970()) : Value()},
+    }));
+  }
+  return copy(tavo::platform::JSONSerialization::dataWithJSONObject(Value(std::move(list))).value_or("[]"));
 }
 
 void tavo_main_loop_run_for(double seconds) { tavo::platform::Platform::shared().mainLoop->runFor(seconds); }
@@ -351,5 +393,9 @@ void tavo_install_attribution_info(void (*callback)(const char* attribution_json
   };
   TAVOLegacy::installAttributionInfo(delegate);
 }
+
+void tavo_set_web_sdk_domain(const char* domain) { TAVOLegacy::setWebSDKDomain(text(domain)); }
+
+void tavo_sync_with_web_sdk(void) { TAVOLegacy::syncWithWebSDK(); }
 
 }  // extern "C"

@@ -6,6 +6,7 @@
 #include "attribution/TAVOAttributionController.h"
 #include "attribution/TAVODeepLinkController.h"
 #include "attribution/TAVOShortUrlController.h"
+#include "attribution/TAVOWebSDKController.h"
 #include "core/SecurityController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOAppController.h"
@@ -62,6 +63,7 @@ void TAVOController::initTAVO() {
   fresh.device = std::make_shared<TAVODeviceController>();
   fresh.session = std::make_shared<TAVOSessionController>();
   fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
+  fresh.webSDK = std::make_shared<TAVOWebSDKController>();
   fresh.security = std::make_shared<SecurityController>();
   fresh.event = std::make_shared<TAVOEventController>();
   fresh.attribution = std::make_shared<TAVOAttributionController>();
@@ -276,6 +278,11 @@ std::shared_ptr<TAVOAttributionController> TAVOController::attributionController
 std::shared_ptr<TAVOShortUrlController> TAVOController::shortUrlController() const {
   std::lock_guard lock(mutex_);
   return subControllers_.shortUrl;
+}
+
+std::shared_ptr<TAVOWebSDKController> TAVOController::webSDKController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.webSDK;
 }
 
 void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {

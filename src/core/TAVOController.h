@@ -25,6 +25,7 @@ class TAVORequestController;
 class TAVOSessionController;
 class TAVOShoppingCartController;
 class TAVOShortUrlController;
+class TAVOWebSDKController;
 class TAVOUser;
 class TAVOUserController;
 
@@ -101,6 +102,7 @@ class TAVOController {
   std::shared_ptr<TAVOUserController> userController() const;
   std::shared_ptr<TAVOAttributionController> attributionController() const;
   std::shared_ptr<TAVOShortUrlController> shortUrlController() const;
+  std::shared_ptr<TAVOWebSDKController> webSDKController() const;
 
   // In-app listeners: held weakly (the host owns them); added once, removed if present; null is ignored.
   void addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
@@ -133,6 +135,7 @@ class TAVOController {
     std::shared_ptr<TAVODeviceController> device;
     std::shared_ptr<TAVOSessionController> session;
     std::shared_ptr<TAVOShoppingCartController> shoppingCart;
+    std::shared_ptr<TAVOWebSDKController> webSDK;
     std::shared_ptr<SecurityController> security;
     std::shared_ptr<TAVOEventController> event;
     std::shared_ptr<TAVOAttributionController> attribution;

@@ -2,6 +2,7 @@
 
 #include "attribution/TAVOAttributionController.h"
 #include "attribution/TAVOShortUrlController.h"
+#include "attribution/TAVOWebSDKController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVODeviceController.h"
@@ -172,6 +173,12 @@ void TAVOLegacy::setShortQuorvelDomains(const std::optional<std::vector<std::str
 void TAVOLegacy::installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& attributionDelegate) {
   controller().userController()->installAttributionInfo(attributionDelegate);
 }
+
+void TAVOLegacy::setWebSDKDomain(const std::optional<std::string>& domain) {
+  controller().webSDKController()->setWebSDKDomain(domain);
+}
+
+void TAVOLegacy::syncWithWebSDK() { controller().webSDKController()->sync(); }
 
 void TAVOLegacy::setDebuggerOutput(bool enabled) {
   if (enabled) TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
