@@ -37,8 +37,14 @@ clean:
 # Every benchmark program of bench/ once, about a minute in all; docs/PERFORMANCE.md says what each measures.
 .PHONY: bench
 bench: build
-	@test -x build/default/bench/tavo_bench_track_event || { echo "bench: Google Benchmark not found"; exit 1; }
-	@for program in build/default/bench/tavo_bench_*; do \
-	  [ -x "$$program" ] || continue; \
-	  "$$program" --benchmark_min_time=0.5 || exit 1; \
-	done
+	@bench/run build/default
+
+# Every libFuzzer target of fuzz/ for FUZZ_SECONDS each (or only FUZZ_TARGETS), on a copy of its seed corpus
+# under build/fuzz; prints executions and findings. fuzz/README.md says what each target feeds.
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS ?=
+.PHONY: fuzz
+fuzz: deps
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz
+	@scripts/run-fuzzers build/fuzz $(FUZZ_SECONDS) $(FUZZ_TARGETS)

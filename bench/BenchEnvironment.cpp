@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "attribution/TAVOAttributionController.h"
 #include "core/TAVOController.h"
 #include "network/TAVORequestController.h"
 #include "tavo/TAVO.h"
@@ -56,6 +57,15 @@ void BenchEnvironment::startSession() {
   if (!TAVOLegacy::isSessionStarted()) throw std::runtime_error("the session did not start");
   if (!TAVOController::sharedInstance().requestController()->pendingRequests().empty())
     throw std::runtime_error("a request of the start was refused and parked");
+}
+
+void BenchEnvironment::openAttributionCampaigns(int count) {
+  for (int i = 1; i <= count; ++i) {
+    TAVOLegacy::handleLink("benchapp://open?rt=true&aw=720&ecid=spring-" + std::to_string(i) + "&src=mail");
+    sdk_.drainQueues();
+  }
+  const auto stored = TAVOController::sharedInstance().attributionController()->attributionCampaigns();
+  if (stored.size() != static_cast<std::size_t>(count)) throw std::runtime_error("the campaigns were not stored");
 }
 
 std::shared_ptr<DroppingHttpClient> BenchEnvironment::dropRequests() {

@@ -28,6 +28,10 @@ class BenchEnvironment {
   // configures one screen event (so other events are gathered, not rule checks), the user update gives the
   // user a server id. Returns once every answer is handled; throws if the session did not start.
   void startSession();
+  // Opens the app through count re-engagement links, as a host hands them to the SDK: each stores an
+  // attribution campaign whose window (30 days) stays open for the run, and sends its click. Throws unless
+  // the store then holds exactly count campaigns.
+  void openAttributionCampaigns(int count);
   // From now on requests are taken and never answered; returns the client to read its counts.
   std::shared_ptr<DroppingHttpClient> dropRequests();
   // A process restart on the same data directory: new platform services, no shared controller yet.

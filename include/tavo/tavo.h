@@ -11,8 +11,8 @@
  *   Objects   Opaque handles made by *_new and released by *_free; the library copies what it is given, so a
  *             handle may be freed right after the call that used it. A request's delegate is held weakly by the
  *             SDK, as on every platform: its callbacks are made while the request handle is alive.
- *   JSON      Dictionaries travel as JSON object text. Text that is not a JSON object is refused: setters
- *             return false and change nothing; other calls log the refusal and ignore the value.
+ *   JSON      Dictionaries travel as JSON object text. Text that is not a JSON object is refused with a log
+ *             line: setters return false and change nothing; other calls go on without the value.
  *   Errors    Nothing aborts on bad input. Refusals are logged (tavo_set_debugger_output(true) shows every
  *             level; tavo_platform_set_log_handler receives each line) and the call has no effect.
  *
@@ -121,7 +121,7 @@ typedef struct {
 typedef struct tavo_event_request tavo_event_request;
 
 TAVO_C_EXPORT tavo_event_request* tavo_event_request_new(const char* token);
-/* false, and nothing set, when the text is not a JSON object. */
+/* false, and nothing set (the refusal is logged), when the text is not a JSON object. */
 TAVO_C_EXPORT bool tavo_event_request_set_attributes_json(tavo_event_request* request, const char* json_object);
 TAVO_C_EXPORT void tavo_event_request_set_custom_id(tavo_event_request* request, const char* custom_id);
 TAVO_C_EXPORT void tavo_event_request_set_delegate(tavo_event_request* request, const tavo_request_delegate* delegate);
@@ -158,7 +158,7 @@ TAVO_C_EXPORT void tavo_cancel_order(const char* order_id);
 
 /* Every URL that opened the app. A short tracking link is resolved by the web service and its long URL
  * comes back through the continue-user-activity handler; any other link is checked for click attribution
- * and for deep-link actions. NULL is ignored. */
+ * and for deep-link actions. NULL is refused with a log line. */
 TAVO_C_EXPORT void tavo_handle_link(const char* url);
 /* Extra tracking-link (or short-link) domains of the app, added to the SDK's own; NULL entries are skipped,
  * a NULL list clears them. */

@@ -236,19 +236,36 @@ bool TAVOAttributionController::currentHasValidWindow(const std::shared_ptr<TAVO
 }
 
 void TAVOAttributionController::addAttributionCampaignIfNeeded(TAVOTransmitObject& request) {
-  platform::Array open;
+  Value open;
   {
     std::lock_guard lock(campaignsMutex_);
-    for (const auto& [hashSource, value] : attributionCampaigns()) {
-      const auto campaign = value.objectAs<TAVOAttributionCampaign>();
-      if (currentHasValidWindow(campaign)) {
-        open.emplace_back(campaign->toDict());
+    const Dictionary stored = attributionCampaigns();
+    if (stored.empty()) return;
+    const std::string now = TAVOUtils::newDateWithDefaultTimezone();
+    if (lastPass_ && lastPass_->now == now && lastPass_->stored == stored) {
+      open = lastPass_->open;
+    } else {
+      platform::Array list;
+      bool closed = false;
+      for (const auto& [hashSource, value] : stored) {
+        const auto campaign = value.objectAs<TAVOAttributionCampaign>();
+        if (currentHasValidWindow(campaign)) {
+          list.emplace_back(campaign->toDict());
+        } else {
+          removeAttributionCampaign(hashSource);
+          closed = true;
+        }
+      }
+      open = Value(std::move(list));
+      // Remembered only when the whole pass saw one second and changed nothing.
+      if (!closed && TAVOUtils::newDateWithDefaultTimezone() == now) {
+        lastPass_ = OpenCampaigns{stored, now, open};
       } else {
-        removeAttributionCampaign(hashSource);
+        lastPass_.reset();
       }
     }
   }
-  if (open.empty()) return;
+  if (open.asArray()->empty()) return;
   Dictionary attributes = request.attributes().value_or(Dictionary());
   attributes.set("e_attribution_ecid", std::move(open));
   request.setAttributes(attributes);

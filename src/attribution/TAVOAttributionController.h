@@ -87,6 +87,16 @@ class TAVOAttributionController {
 
   // Serialises the read-change-write of the stored campaigns. Recursive: purging during a pass re-enters.
   std::recursive_mutex campaignsMutex_;
+
+  // The answer of the last pass over the stored campaigns that closed none: for the same stored campaigns
+  // (the very objects) within the same second (the finest unit of the window check) it is the answer again,
+  // so the events of a burst do not check every window each. Guarded by campaignsMutex_.
+  struct OpenCampaigns {
+    platform::Dictionary stored;
+    std::string now;
+    platform::Value open;  // the list of their wire forms
+  };
+  std::optional<OpenCampaigns> lastPass_;
 };
 
 }  // namespace tavo

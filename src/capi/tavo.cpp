@@ -90,6 +90,17 @@ std::vector<std::string> list(const char* const* items, size_t count) {
   return out;
 }
 
+// A call on a handle that is not there changes nothing, and says so.
+bool present(const tavo_configuration* configuration) {
+  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Error);
+  return configuration != nullptr;
+}
+
+bool present(const tavo_event_request* request) {
+  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Error);
+  return request != nullptr;
+}
+
 }  // namespace
 
 extern "C" {
@@ -183,33 +194,33 @@ tavo_configuration* tavo_configuration_new(const char* session_key) {
 void tavo_configuration_free(tavo_configuration* configuration) { delete configuration; }
 
 void tavo_configuration_set_debug_enabled(tavo_configuration* configuration, bool enabled) {
-  if (configuration) configuration->configuration.debugEnabled = enabled;
+  if (present(configuration)) configuration->configuration.debugEnabled = enabled;
 }
 
 void tavo_configuration_set_queue_time(tavo_configuration* configuration, int32_t seconds) {
-  if (configuration) configuration->configuration.queueTime = seconds;
+  if (present(configuration)) configuration->configuration.queueTime = seconds;
 }
 
 void tavo_configuration_set_url_base(tavo_configuration* configuration, const char* url) {
-  if (configuration) configuration->configuration.urlBase = text(url);
+  if (present(configuration)) configuration->configuration.urlBase = text(url);
 }
 
 void tavo_configuration_set_track_screen_events(tavo_configuration* configuration, bool track) {
-  if (configuration) configuration->configuration.trackScreenEvents = track;
+  if (present(configuration)) configuration->configuration.trackScreenEvents = track;
 }
 
 void tavo_configuration_set_apple_ads_attribution(tavo_configuration* configuration, bool enabled) {
-  if (configuration) configuration->configuration.appleAdsAttribution = enabled;
+  if (present(configuration)) configuration->configuration.appleAdsAttribution = enabled;
 }
 
 void tavo_configuration_set_custom_quorvel_domains(tavo_configuration* configuration, const char* const* domains,
                                                    size_t count) {
-  if (configuration) configuration->configuration.customQuorvelDomains = list(domains, count);
+  if (present(configuration)) configuration->configuration.customQuorvelDomains = list(domains, count);
 }
 
 void tavo_configuration_set_short_quorvel_domains(tavo_configuration* configuration, const char* const* domains,
                                                   size_t count) {
-  if (configuration) configuration->configuration.shortQuorvelDomains = list(domains, count);
+  if (present(configuration)) configuration->configuration.shortQuorvelDomains = list(domains, count);
 }
 
 const char* tavo_get_sdk_version(void) {
@@ -254,19 +265,22 @@ tavo_event_request* tavo_event_request_new(const char* token) {
 }
 
 bool tavo_event_request_set_attributes_json(tavo_event_request* request, const char* json_object) {
-  if (!request || !json_object) return false;
+  if (!present(request) || !json_object) return false;
   const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json_object);
-  if (!value || !value->isDictionary()) return false;
+  if (!value || !value->isDictionary()) {
+    tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Error);
+    return false;
+  }
   request->request.attributes = *value->asDictionary();
   return true;
 }
 
 void tavo_event_request_set_custom_id(tavo_event_request* request, const char* custom_id) {
-  if (request) request->request.customId = text(custom_id);
+  if (present(request)) request->request.customId = text(custom_id);
 }
 
 void tavo_event_request_set_delegate(tavo_event_request* request, const tavo_request_delegate* delegate) {
-  if (!request) return;
+  if (!present(request)) return;
   if (!delegate) {
     request->delegate.reset();
     request->request.requestDelegate.reset();
@@ -370,7 +384,11 @@ void tavo_cancel_order(const char* order_id) {
 }
 
 void tavo_handle_link(const char* url) {
-  if (url) TAVOLegacy::handleLink(std::string(url));
+  if (!url) {
+    tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Error);
+    return;
+  }
+  TAVOLegacy::handleLink(std::string(url));
 }
 
 void tavo_set_quorvel_domains(const char* const* domains, size_t count) {

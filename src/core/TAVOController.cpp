@@ -228,7 +228,10 @@ std::shared_ptr<const TAVOUser> TAVOController::updateCurrentUser(const std::fun
   return next;
 }
 
-void TAVOController::persistCurrentUser() { TAVOUserController::saveUser(currentUser()); }
+void TAVOController::persistCurrentUser() {
+  std::lock_guard lock(persistMutex_);
+  TAVOUserController::saveUser(currentUser());
+}
 
 std::shared_ptr<TAVODataStoreController> TAVOController::dataStoreController() const {
   std::lock_guard lock(mutex_);

@@ -88,7 +88,7 @@ class TAVOController {
   void setCurrentUser(std::shared_ptr<const TAVOUser> user);
   // Applies change to a copy of the current user and makes the copy current; returns it.
   std::shared_ptr<const TAVOUser> updateCurrentUser(const std::function<void(TAVOUser&)>& change);
-  // Saves the current user through the user part.
+  // Saves the current user through the user part. Callable from any thread; the store ends with the newest user.
   void persistCurrentUser();
 
   // Sub-controllers. Each returns the instance of the current life of the controller (reset replaces them).
@@ -157,6 +157,10 @@ class TAVOController {
   std::optional<std::string> sessionKey_;
   std::string appVersion_;
   std::shared_ptr<const TAVOUser> currentUser_;
+
+  // Saves of the current user one at a time, each of the user as it is when its turn comes: the main thread
+  // and the request queue both save it, and an older user must never be written over a newer one.
+  std::mutex persistMutex_;
 
   mutable std::mutex inAppDelegatesMutex_;
   std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
+#include <vector>
 
 #include "core/Exception.h"
 #include "core/StringFormat.h"
@@ -30,18 +32,71 @@ double component(const std::string& s, std::size_t start, std::size_t length) {
 
 const platform::TimeZone& deviceZone() { return *platform::Platform::shared().timeZone; }
 
-// Splitting a pattern costs more than formatting with it, and every payload stamps the time with the same
-// pattern and zone: each thread keeps the formatter it made last.
-const platform::DateFormatter& formatterFor(const std::string& format, const platform::TimeZone& zone) {
-  struct Cached {
-    std::string format;
-    platform::TimeZone zone;
-    platform::DateFormatter formatter;
+// Splitting a pattern costs more than formatting with it, and the hot paths use few pairs of pattern and
+// zone (every payload stamps the time in the device's zone; an attribution window is checked by formatting
+// in UTC and parsing in the device's zone): each thread keeps the formatters it made last. Each also keeps
+// the texts it parsed last, since the stored campaign dates are parsed again for every event, and the text
+// of the last second it formatted, when its pattern has no field finer than a second.
+struct CachedFormatter {
+  struct Parsed {
+    std::string text;
+    std::optional<platform::Date> date;
   };
-  thread_local std::optional<Cached> cached;
-  if (!cached || cached->format != format || !(cached->zone == zone))
-    cached.emplace(Cached{format, zone, platform::DateFormatter(format, zone)});
-  return cached->formatter;
+  static constexpr std::size_t kParsedKept = 8;
+
+  CachedFormatter(const std::string& f, const platform::TimeZone& z)
+      : format(f), zone(z), formatter(f, z), wholeSeconds(f.find('S') == std::string::npos) {}
+
+  std::string format;
+  platform::TimeZone zone;
+  platform::DateFormatter formatter;
+  std::vector<Parsed> parsed;
+  std::size_t nextParsed = 0;
+  bool wholeSeconds;
+  std::optional<double> lastSecond;
+  std::string lastText;
+
+  std::string stringFromDate(platform::Date date) {
+    if (!wholeSeconds) return formatter.stringFromDate(date);
+    const double seconds = date.timeIntervalSince1970();
+    const double second = std::floor(seconds);
+    // Near a second's edges the formatter's own rounding decides which second it is: ask it.
+    const bool clearlyInside = seconds - second > 0.002 && seconds - second < 0.998;
+    if (clearlyInside && lastSecond == second) return lastText;
+    std::string text = formatter.stringFromDate(date);
+    if (clearlyInside) {
+      lastSecond = second;
+      lastText = text;
+    }
+    return text;
+  }
+
+  std::optional<platform::Date> dateFromString(const std::string& text) {
+    for (const Parsed& p : parsed)
+      if (p.text == text) return p.date;
+    Parsed latest{text, formatter.dateFromString(text)};
+    const auto date = latest.date;
+    if (parsed.size() < kParsedKept) {
+      parsed.push_back(std::move(latest));
+    } else {
+      parsed[nextParsed] = std::move(latest);
+      nextParsed = (nextParsed + 1) % kParsedKept;
+    }
+    return date;
+  }
+};
+
+CachedFormatter& formatterFor(const std::string& format, const platform::TimeZone& zone) {
+  constexpr std::size_t kKept = 4;
+  thread_local std::vector<CachedFormatter> cached;
+  thread_local std::size_t nextReplaced = 0;
+  for (CachedFormatter& formatter : cached)
+    if (formatter.format == format && formatter.zone == zone) return formatter;
+  if (cached.size() < kKept) return cached.emplace_back(format, zone);
+  CachedFormatter& replaced = cached[nextReplaced];
+  nextReplaced = (nextReplaced + 1) % kKept;
+  replaced = CachedFormatter(format, zone);
+  return replaced;
 }
 
 }  // namespace

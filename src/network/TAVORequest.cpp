@@ -8,6 +8,7 @@
 #include "core/TAVOLogger.h"
 #include "network/TAVOArchivedTransmitObject.h"
 #include "network/TAVORequestController.h"
+#include "network/TAVOResponseType.h"
 #include "network/TAVOUpdateUser.h"
 #include "platform/ClassRegistry.h"
 #include "platform/JSONSerialization.h"
@@ -26,6 +27,18 @@ const platform::ClassRegistration<TAVORequest> registration("TAVORequest");
 std::string baseURL() {
   auto requests = TAVOController::sharedInstance().requestController();
   return requests ? requests->webservicesURL() : std::string();
+}
+
+// Every body the SDK writes goes through here: text from the host that is not UTF-8 goes out repaired, and
+// the host is told so.
+std::optional<std::string> writeJSON(const Value& value) {
+  bool repaired = false;
+  auto text = platform::JSONSerialization::dataWithJSONObjectPretty(value, repaired);
+  if (repaired) {
+    TAVOLogger::logAndType("Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes",
+                           TAVOLogger::Error);
+  }
+  return text;
 }
 
 bool sameField(const std::string& a, const std::string& b) {
@@ -52,6 +65,25 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
   for (const auto& operation : operations) wire.emplace_back(operation->objectData);
   platform::Dictionary body{{"operations", Value(std::move(wire))}};
   request->HTTPBody = encodeParametersWithArray(body);
+  if (!request->HTTPBody) {
+    // One payload that JSON cannot carry (a date, bytes, a number not finite, nesting too deep) must not
+    // leave the whole batch without a body: that payload alone stays out.
+    std::vector<std::shared_ptr<TAVOOperation>> writable;
+    platform::Array kept;
+    for (const auto& operation : operations) {
+      const platform::Dictionary alone{{"operations", Value(platform::Array{Value(operation->objectData)})}};
+      if (platform::JSONSerialization::isValidJSONObject(Value(alone))) {
+        writable.push_back(operation);
+        kept.emplace_back(operation->objectData);
+      } else {
+        TAVOLogger::logAndType("Operation left out of the batch: its data cannot be written as JSON",
+                               TAVOLogger::Error);
+      }
+    }
+    request->operations_ = std::move(writable);
+    body = platform::Dictionary{{"operations", Value(std::move(kept))}};
+    request->HTTPBody = encodeParametersWithArray(body);
+  }
   request->setValue(std::to_string(request->HTTPBody ? request->HTTPBody->size() : 0), "Content-Length");
   if (TAVOLogger::sharedLogger().isEnabled(TAVOLogger::Verbose)) request->logRequest(Value(std::move(body)));
   return request;
@@ -74,8 +106,12 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithObject(const std::shared_pt
   request->URL = baseURL() + endPoint;
   request->transmittedObject_ = payload;
   platform::Dictionary parameters = request->getParametersDictionary();
-  const auto json = payload->serializeToJSONString();
-  if (json) parameters.set("json", *json);
+  const auto json = writeJSON(Value(payload->objectData));  // the payload's serializeToJSONString, told of repairs
+  if (json) {
+    parameters.set("json", *json);
+  } else {
+    TAVOLogger::logAndType("Request payload cannot be written as JSON: sent without it", TAVOLogger::Error);
+  }
   request->HTTPBody = encodeParameters(parameters);
   if (TAVOLogger::sharedLogger().isEnabled(TAVOLogger::Verbose)) request->logRequest(Value(std::move(parameters)));
   return request;
@@ -126,7 +162,7 @@ std::string TAVORequest::encodeParameters(const platform::Dictionary& parameters
 }
 
 std::optional<std::string> TAVORequest::encodeParametersWithArray(const platform::Dictionary& parameters) {
-  return platform::JSONSerialization::dataWithJSONObjectPretty(Value(parameters));
+  return writeJSON(Value(parameters));
 }
 
 platform::Dictionary TAVORequest::getParametersDictionary() const {
@@ -193,6 +229,17 @@ std::vector<std::shared_ptr<TAVOOperation>> TAVORequest::operations() const {
 void TAVORequest::setOperations(std::vector<std::shared_ptr<TAVOOperation>> operations) {
   std::lock_guard lock(mutex_);
   operations_ = std::move(operations);
+  containsStartSessionEvent_.reset();
+}
+
+bool TAVORequest::containsStartSessionEvent() const {
+  std::lock_guard lock(mutex_);
+  if (!containsStartSessionEvent_) {
+    containsStartSessionEvent_ = operations_ && std::any_of(operations_->begin(), operations_->end(), [](const auto& o) {
+      return o->operationResponseType() == TAVOResponseStartSessionConfig;
+    });
+  }
+  return *containsStartSessionEvent_;
 }
 
 bool TAVORequest::isBatch() const {

@@ -67,6 +67,9 @@ class TAVORequest : public platform::Codable {
   void setOperations(std::vector<std::shared_ptr<TAVOOperation>> operations);
   bool isBatch() const;
   std::shared_ptr<TAVOTransmitObject> transmittedObject() const;
+  // Whether one of the batch's payloads is answered with the start-session configuration. Asked after every
+  // answered operation of a batch: found once per list of operations, not once per asking.
+  bool containsStartSessionEvent() const;
 
   std::string className() const override { return "TAVORequest"; }
   void encodeWithCoder(platform::KeyedArchiver& coder) const override;
@@ -79,6 +82,7 @@ class TAVORequest : public platform::Codable {
   std::uint32_t retriedTimes_ = 0;
   std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_;
   std::shared_ptr<TAVOTransmitObject> transmittedObject_;
+  mutable std::optional<bool> containsStartSessionEvent_;  // for operations_ as they are; reset when set
 };
 
 }  // namespace tavo

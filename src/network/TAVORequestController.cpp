@@ -154,8 +154,9 @@ void TAVORequestController::processRequestResponse(const std::optional<platform:
     if (!failure) {
       if (auto payload = request->transmittedObject()) {
         checkStartSessionEvent(payload);
-      } else {
-        for (const auto& operation : request->operations()) checkStartSessionEvent(operation->transmitObject);
+      } else if (request->containsStartSessionEvent()) {
+        // Each answered operation of a batch checks them all; asking the request keeps that linear.
+        TAVOController::sharedInstance().setConnectionStatusTo(TAVOController::SessionStarted);
       }
       return;
     }
@@ -167,7 +168,16 @@ void TAVORequestController::processRequestResponse(const std::optional<platform:
 }
 
 void TAVORequestController::retryRequestIfNeeded(const std::shared_ptr<TAVORequest>& request, bool connectionError) {
-  if (removeRequestOnError(request)) return;
+  const std::size_t operationsBefore = request->operations().size();
+  const bool nothingLeft = removeRequestOnError(request);
+  // One answer refuses the operations of a batch one by one: a batch parked by the first refusal may lose
+  // more operations to the next ones, and the store keeps it as memory does.
+  if (request->operations().size() != operationsBefore) {
+    std::lock_guard lock(pendingMutex_);
+    if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end())
+      persistPendingRequests();
+  }
+  if (nothingLeft) return;
   // Transport errors are counted; an answer the server refused or that could not be read parks at once.
   request->setRetriedTimes(connectionError ? request->retriedTimes() + 1 : kMaxSends);
   addRequestToQueue(request);

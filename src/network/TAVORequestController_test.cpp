@@ -288,5 +288,46 @@ TEST_F(PersistentRequestControllerTest, ParkedRequestsSurviveARestartAndTheKeyIs
   EXPECT_TRUE(requests()->pendingRequests().empty());
 }
 
+// Found by fuzzing: one answer that refuses several operations of a batch trims the batch once per refusal, but
+// only the first refusal wrote the parked request to the store; a restart then brought back operations that
+// had been dropped by rule, or a batch that had lost them all.
+TEST_F(PersistentRequestControllerTest, ARequestTrimmedAfterItWasParkedIsStoredAsItIsKept) {
+  const auto check = [] {
+    auto payload = std::make_shared<DroppedOnError>();
+    payload->init();
+    return TAVOOperation::operationWithTransmitObject(payload);
+  };
+  platform::HttpResponse refusal;
+  refusal.statusCode = 200;
+  refusal.body = R"({"status":500})";  // every operation reads it as its own answer, and each one fails
+  const auto idsOf = [](const std::shared_ptr<TAVORequest>& request) {
+    std::vector<std::string> ids;
+    for (const auto& operation : request->operations()) ids.push_back(operation->operationId);
+    return ids;
+  };
+
+  const auto first = event("first");
+  requests()->processRequestResponse(
+      refusal, TAVORequest::requestWithOperations({first, check(), check(), event("last")}), std::nullopt);
+  ASSERT_EQ(requests()->pendingRequests().size(), 1u);
+  ASSERT_EQ(idsOf(requests()->pendingRequests()[0]), std::vector<std::string>{first->operationId});
+  env.restart();
+  startSession();
+  ASSERT_EQ(requests()->pendingRequests().size(), 1u);
+  EXPECT_EQ(idsOf(requests()->pendingRequests()[0]), std::vector<std::string>{first->operationId});
+
+  requests()->processRequestResponse(refusal, TAVORequest::requestWithOperations({check(), check(), event("lost")}),
+                                     std::nullopt);
+  ASSERT_EQ(requests()->pendingRequests().size(), 2u);
+  ASSERT_TRUE(requests()->pendingRequests()[1]->operations().empty());
+  env.restart();
+  startSession();
+  const auto restored = requests()->pendingRequests();
+  ASSERT_EQ(restored.size(), 2u);
+  EXPECT_EQ(idsOf(restored[0]), std::vector<std::string>{first->operationId});
+  EXPECT_TRUE(restored[1]->isBatch());
+  EXPECT_TRUE(restored[1]->operations().empty());
+}
+
 }  // namespace
 }  // namespace tavo

@@ -5,7 +5,7 @@
 namespace tavo {
 
 bool TAVODataStoreCache::isCachedKey(const std::string& key) {
-  // Read for every tracked event (the open attribution campaigns), and usually empty.
+  // Read for every tracked event: the open attribution campaigns.
   return key == TAVODataStoreController::kAttributionCampaignsKey;
 }
 
@@ -19,7 +19,7 @@ void TAVODataStoreCache::select(const std::shared_ptr<platform::UserDefaults>& s
   if (same) return;
   store_ = store;
   ++writes_;
-  holdingNothing_.clear();
+  known_.clear();
   userTrackingDisabled_.reset();
 }
 
@@ -29,18 +29,22 @@ TAVODataStoreCache::Ticket TAVODataStoreCache::beginRead(const std::shared_ptr<p
   return writes_;
 }
 
-bool TAVODataStoreCache::holdsNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key) {
+bool TAVODataStoreCache::recall(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
+                                std::optional<platform::Value>& value) {
   std::lock_guard lock(mutex_);
   select(store);
-  return holdingNothing_.count(key) != 0;
+  const auto found = known_.find(key);
+  if (found == known_.end()) return false;
+  value = found->second;
+  return true;
 }
 
-void TAVODataStoreCache::rememberNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
-                                         Ticket ticket) {
+void TAVODataStoreCache::remember(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
+                                  const std::optional<platform::Value>& value, Ticket ticket) {
   if (!isCachedKey(key)) return;
   std::lock_guard lock(mutex_);
   select(store);
-  if (ticket == writes_) holdingNothing_.insert(key);
+  if (ticket == writes_) known_.insert_or_assign(key, value);
 }
 
 std::optional<bool> TAVODataStoreCache::userTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store) {
@@ -60,7 +64,7 @@ void TAVODataStoreCache::forget(const std::shared_ptr<platform::UserDefaults>& s
   std::lock_guard lock(mutex_);
   select(store);
   ++writes_;
-  holdingNothing_.erase(key);
+  known_.erase(key);
   if (key == TAVODataStoreController::kUserTrackingKey) userTrackingDisabled_.reset();
 }
 
@@ -68,7 +72,7 @@ void TAVODataStoreCache::forgetAll(const std::shared_ptr<platform::UserDefaults>
   std::lock_guard lock(mutex_);
   select(store);
   ++writes_;
-  holdingNothing_.clear();
+  known_.clear();
   userTrackingDisabled_.reset();
 }
 

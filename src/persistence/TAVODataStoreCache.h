@@ -5,7 +5,9 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
+
+#include "tavo/platform/Value.h"
 
 namespace tavo {
 
@@ -14,13 +16,13 @@ class UserDefaults;
 }
 
 // What this process knows of its own store without reading it again, for the reads made on every tracked
-// event or request: which of the hot keys hold nothing (an archive of nothing) and the user-tracking flag.
+// event or request: what the hot keys hold (decoded, or nothing) and the user-tracking flag.
 // Only this process writes its store and every SDK write goes through TAVODataStoreController, which tells
 // the cache after each write; a fresh process, or a new store object, starts knowing nothing and reads the
 // store. A read remembers its result only if no write happened while it read. Callable from any thread.
 class TAVODataStoreCache {
  public:
-  // The keys whose emptiness is remembered.
+  // The keys whose decoded value is remembered.
   static bool isCachedKey(const std::string& key);
   static TAVODataStoreCache& shared();
 
@@ -28,8 +30,12 @@ class TAVODataStoreCache {
   using Ticket = std::uint64_t;
   Ticket beginRead(const std::shared_ptr<platform::UserDefaults>& store);
 
-  bool holdsNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key);
-  void rememberNothing(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key, Ticket ticket);
+  // True when what key holds is known: value is then set to it (nullopt when it holds nothing). A value
+  // holding objects shares them with every later recall: readers must not change them in place.
+  bool recall(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
+              std::optional<platform::Value>& value);
+  void remember(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
+                const std::optional<platform::Value>& value, Ticket ticket);
   std::optional<bool> userTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store);
   void rememberUserTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store, bool disabled,
                                     Ticket ticket);
@@ -45,7 +51,7 @@ class TAVODataStoreCache {
   std::mutex mutex_;
   std::weak_ptr<platform::UserDefaults> store_;  // compared by owner: never confused with a later store
   Ticket writes_ = 0;
-  std::unordered_set<std::string> holdingNothing_;
+  std::unordered_map<std::string, std::optional<platform::Value>> known_;
   std::optional<bool> userTrackingDisabled_;
 };
 

@@ -44,6 +44,23 @@ TEST_F(DataStoreCacheTest, AnEmptyCampaignStoreIsReadOnceThenKnownUntilTheSdkWri
   EXPECT_TRUE(another.attributionCampaigns().empty());
 }
 
+TEST_F(DataStoreCacheTest, StoredCampaignsAreReadOnceThenKnownUntilTheSdkWritesThem) {
+  store.saveObjectToDataStore(Value(Dictionary{{"h1", 1}}), kCampaigns);
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"h1", 1}}));
+  writeBehindTheCache(Value(Dictionary{{"sneaked", 1}}));
+  EXPECT_EQ(another.attributionCampaigns(), (Dictionary{{"h1", 1}})) << "the second read must come from memory";
+
+  // A reader changing its copy changes neither the store nor what the next reader gets.
+  Dictionary mine = store.attributionCampaigns();
+  mine.set("h2", 2);
+  EXPECT_EQ(another.attributionCampaigns(), (Dictionary{{"h1", 1}}));
+
+  another.saveObjectToDataStore(Value(Dictionary{{"h3", 3}}), kCampaigns);
+  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"h3", 3}}));
+  store.reset();
+  EXPECT_TRUE(another.attributionCampaigns().empty());
+}
+
 TEST_F(DataStoreCacheTest, WritesThatLeaveCampaignsAreReadBack) {
   EXPECT_TRUE(store.attributionCampaigns().empty());
   // The bulk write stores the plain value; the next read returns it and stores it archived.
@@ -103,20 +120,26 @@ TEST(DataStoreCacheTicket, AReadOverlappingAWriteRemembersNothing) {
   TAVODataStoreCache cache;
   const auto ticket = cache.beginRead(first);
   cache.forget(first, TAVODataStoreController::kPushTokenRegisteredKey);  // any write, any key
-  cache.rememberNothing(first, kCampaigns, ticket);
+  cache.remember(first, kCampaigns, Value(Dictionary{{"h", 1}}), ticket);
   cache.rememberUserTrackingDisabled(first, true, ticket);
-  EXPECT_FALSE(cache.holdsNothing(first, kCampaigns));
+  std::optional<Value> known;
+  EXPECT_FALSE(cache.recall(first, kCampaigns, known));
   EXPECT_FALSE(cache.userTrackingDisabled(first));
 
-  cache.rememberNothing(first, kCampaigns, cache.beginRead(first));
-  EXPECT_TRUE(cache.holdsNothing(first, kCampaigns));
-  cache.rememberNothing(first, TAVODataStoreController::kUserModelKey, cache.beginRead(first));
-  EXPECT_FALSE(cache.holdsNothing(first, TAVODataStoreController::kUserModelKey)) << "not a key it caches";
+  cache.remember(first, kCampaigns, std::nullopt, cache.beginRead(first));
+  known = Value(1);
+  ASSERT_TRUE(cache.recall(first, kCampaigns, known));
+  EXPECT_FALSE(known) << "known to hold nothing";
+  cache.remember(first, kCampaigns, Value(Dictionary{{"h", 2}}), cache.beginRead(first));
+  ASSERT_TRUE(cache.recall(first, kCampaigns, known));
+  EXPECT_EQ(known, Value(Dictionary{{"h", 2}}));
+  cache.remember(first, TAVODataStoreController::kUserModelKey, Value(1), cache.beginRead(first));
+  EXPECT_FALSE(cache.recall(first, TAVODataStoreController::kUserModelKey, known)) << "not a key it caches";
 
   // A store made after the first is gone may sit at the same address: it is still another store.
   first.reset();
   auto second = std::make_shared<platform::UserDefaults>(":memory:");
-  EXPECT_FALSE(cache.holdsNothing(second, kCampaigns));
+  EXPECT_FALSE(cache.recall(second, kCampaigns, known));
 }
 
 TEST_F(DataStoreCacheTest, ReadersRacingAWriterEndWithWhatTheWriterLeft) {

@@ -48,13 +48,13 @@ void TAVODataStoreController::checkAllowed(const std::string& key, const char* r
 std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::string& key) {
   checkAllowed(key, kGetReason);
   const bool cached = TAVODataStoreCache::isCachedKey(key);
-  if (cached && cache().holdsNothing(store(), key)) return std::nullopt;
+  if (std::optional<Value> known; cached && cache().recall(store(), key, known)) return known;
   const auto ticket = cached ? cache().beginRead(store()) : 0;
   const std::optional<Value> raw = defaults().objectForKey(key);
   if (raw && raw->asData()) {
     try {
       auto object = platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
-      if (cached && !object) cache().rememberNothing(store(), key, ticket);
+      if (cached) cache().remember(store(), key, object, ticket);
       return object;
     } catch (const Exception& e) {
       // Damaged bytes will never read back: drop them. Any other failure may be transient: keep them.
@@ -68,7 +68,7 @@ std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::
   defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(raw)), key);
   defaults().synchronize();
   if (!raw && cached) {
-    cache().rememberNothing(store(), key, ticket);  // its own write of nothing: nothing it must forget
+    cache().remember(store(), key, std::nullopt, ticket);  // its own write of nothing: nothing it must forget
   } else {
     cache().forget(store(), key);
   }

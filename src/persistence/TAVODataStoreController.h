@@ -44,6 +44,8 @@ class TAVODataStoreController {
 
   // The stored object, or nullopt. A key outside allowedKeys raises "KeyNotAllowed". A damaged archive is
   // removed and reads as nullopt; a plain value left by an earlier version is returned and re-stored archived.
+  // The attribution campaigns, read for every event, come from memory (TAVODataStoreCache) between writes:
+  // the campaign objects of such a read are shared with later reads, so change a copy, never them.
   std::optional<platform::Value> getObjectFromDataStore(const std::string& key);
   // Whether anything at all is stored under key; reads no archive and writes nothing. Same key check.
   bool containsObjectInDataStore(const std::string& key) const;

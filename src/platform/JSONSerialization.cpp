@@ -100,6 +100,8 @@ std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
 // rather than a string append with its own checks: a batch body runs to a megabyte of small pieces.
 class Output {
  public:
+  static constexpr std::size_t kLargeText = 1 << 20;
+
   // Room for count more bytes, which the caller then writes; returns where they go.
   [[gnu::always_inline]] char* extend(std::size_t count) {
     if (used_ + count > text_.size()) grow(count);
@@ -111,6 +113,9 @@ class Output {
   void put(std::string_view piece) { std::memcpy(extend(piece.size()), piece.data(), piece.size()); }
   std::string take() {
     text_.resize(used_);
+    // Growing by doubling can leave a large body with up to half as much again in memory it touched (the
+    // growth fills it): give a large surplus back, at the cost of one copy.
+    if (text_.capacity() - used_ > used_ / 4 && used_ > kLargeText) text_.shrink_to_fit();
     return std::move(text_);
   }
 
@@ -128,7 +133,7 @@ constexpr std::array<bool, 256> kPlain = [] {
   return plain;
 }();
 
-void writeString(Output& out, const std::string& s) {
+void writeString(Output& out, const std::string& s, bool& replaced) {
   static const char* hex = "0123456789abcdef";
   std::size_t start = 0;
   while (start < s.size() && kPlain[static_cast<unsigned char>(s[start])]) ++start;
@@ -153,6 +158,7 @@ void writeString(Output& out, const std::string& s) {
       const std::size_t n = utf8SequenceLength(s, i);
       if (n == 0) {
         out.put("\xEF\xBF\xBD");  // an invalid byte becomes U+FFFD so the text stays valid JSON
+        replaced = true;
         ++i;
       } else {
         out.put(std::string_view(s).substr(i, n));
@@ -200,7 +206,7 @@ class Writer {
         out.put(v.stringValue());  // shortest exact form, as the platform writes numbers
         return true;
       }
-      case Value::Type::String: writeString(out, *v.asString()); return true;
+      case Value::Type::String: writeString(out, *v.asString(), replaced); return true;
       case Value::Type::Array: {
         const Array& a = *v.asArray();
         out.put('[');
@@ -221,7 +227,7 @@ class Writer {
           if (!first) out.put(',');
           first = false;
           newline(depth + 1);
-          writeString(out, key);
+          writeString(out, key, replaced);
           out.put(pretty_ ? " : " : ":");
           if (!write(value, depth + 1)) return false;
         }
@@ -234,6 +240,7 @@ class Writer {
   }
 
   Output out;
+  bool replaced = false;  // some text was not UTF-8
 
  private:
   void newline(std::size_t depth) {
@@ -245,9 +252,11 @@ class Writer {
   bool pretty_;
 };
 
-std::optional<std::string> serialise(const Value& value, bool pretty) {
+std::optional<std::string> serialise(const Value& value, bool pretty, bool* replaced = nullptr) {
   Writer writer(pretty);
-  if (!writer.write(value, 0)) return std::nullopt;
+  const bool written = writer.write(value, 0);
+  if (replaced) *replaced = writer.replaced;
+  if (!written) return std::nullopt;
   return writer.out.take();
 }
 
@@ -263,6 +272,10 @@ std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view text
 
 std::optional<std::string> JSONSerialization::dataWithJSONObjectPretty(const Value& value) {
   return serialise(value, true);
+}
+
+std::optional<std::string> JSONSerialization::dataWithJSONObjectPretty(const Value& value, bool& replacedInvalidText) {
+  return serialise(value, true, &replacedInvalidText);
 }
 
 std::optional<std::string> JSONSerialization::dataWithJSONObject(const Value& value) {

@@ -18,6 +18,8 @@ class JSONSerialization {
   // Pretty-printed text as the platform writes it: two-space indent, "key" : value, "/" escaped as "\/".
   // nullopt when the value holds something JSON cannot carry (data, date, object, non-finite number).
   static std::optional<std::string> dataWithJSONObjectPretty(const Value& value);
+  // Same; replacedInvalidText tells whether some text was not UTF-8 (each bad byte is written as U+FFFD).
+  static std::optional<std::string> dataWithJSONObjectPretty(const Value& value, bool& replacedInvalidText);
   // Compact text (no white space), same rules otherwise.
   static std::optional<std::string> dataWithJSONObject(const Value& value);
 

@@ -6,6 +6,8 @@
 #include <memory>
 #include <new>
 #include <set>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/Codable.h"
@@ -25,6 +27,41 @@ Node own(plist_t node) { return Node(node, plist_free); }
 
 // Keys the archive itself uses start with '$'; an object's own keys that do get one more '$'.
 std::string escapedKey(const std::string& key) { return key.starts_with('$') ? "$" + key : key; }
+
+// Length of the UTF-8 sequence starting at s[i], or 0 when the bytes there are not one.
+std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
+  const auto c = static_cast<unsigned char>(s[i]);
+  if (c < 0x80) return 1;
+  const std::size_t n = (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
+  if (n == 0 || i + n > s.size()) return 0;
+  std::uint32_t cp = c & (0x7Fu >> n);
+  for (std::size_t k = 1; k < n; ++k) {
+    const auto next = static_cast<unsigned char>(s[i + k]);
+    if ((next & 0xC0) != 0x80) return 0;
+    cp = (cp << 6) | (next & 0x3Fu);
+  }
+  const bool overlong = (n == 2 && cp < 0x80) || (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
+  return overlong || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF) ? 0 : n;
+}
+
+// libplist writes a string only up to its first byte that is not UTF-8: each such byte is kept as U+FFFD
+// instead, as the JSON writer sends it, so a stored string keeps its length and reads back the same.
+plist_t newString(const std::string& s) {
+  std::size_t i = 0;
+  while (i < s.size()) {
+    const std::size_t n = utf8SequenceLength(s, i);
+    if (n == 0) break;
+    i += n;
+  }
+  if (i == s.size()) return plist_new_string(s.c_str());
+  std::string text = s.substr(0, i);
+  while (i < s.size()) {
+    const std::size_t n = utf8SequenceLength(s, i);
+    text += n == 0 ? std::string_view("\xEF\xBF\xBD") : std::string_view(s).substr(i, n);
+    i += n == 0 ? 1 : n;
+  }
+  return plist_new_string(text.c_str());
+}
 
 }  // namespace
 
@@ -73,7 +110,7 @@ struct KeyedArchiver::State {
       case Value::Type::String: {
         const std::string& s = *value.asString();
         if (const auto it = strings.find(s); it != strings.end()) return it->second;
-        const std::uint64_t uid = append(plist_new_string(s.c_str()));
+        const std::uint64_t uid = append(newString(s));
         strings.emplace(s, uid);
         return uid;
       }

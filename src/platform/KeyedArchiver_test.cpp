@@ -121,6 +121,26 @@ TEST(KeyedArchiver, EveryValueTypeRoundTrips) {
   EXPECT_TRUE(back->get("null")->isNull());
 }
 
+// Found by fuzzing: libplist cut a string at its first byte that is not UTF-8, so a host's Latin-1 token or a
+// "%FF" decoded from a link came back shortened from the store. Such bytes are kept as U+FFFD, one for each,
+// as the JSON writer sends them; valid text, multi-byte characters included, is untouched.
+TEST(KeyedArchiver, TextThatIsNotUtf8ComesBackWithReplacementCharactersNotCut) {
+  const Value stored = Dictionary{
+      {"caf\xe9", "na\xefve \xff end"},
+      {"cut", "euro \xe2\x82"},
+      {"valid", "a\xc3\xa9 \xf0\x9f\x98\x80"},
+  };
+  const Value expected = Dictionary{
+      {"caf\xef\xbf\xbd", "na\xef\xbf\xbdve \xef\xbf\xbd end"},
+      {"cut", "euro \xef\xbf\xbd\xef\xbf\xbd"},
+      {"valid", "a\xc3\xa9 \xf0\x9f\x98\x80"},
+  };
+  const auto back = roundTrip(stored);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(*back, expected);
+  EXPECT_EQ(roundTrip(*back), back);  // what came back once comes back the same
+}
+
 TEST(KeyedArchiver, NothingAndTheNullObjectAreDifferent) {
   EXPECT_EQ(roundTrip(std::nullopt), std::nullopt);
   const auto null = roundTrip(Value());

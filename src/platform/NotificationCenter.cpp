@@ -32,7 +32,7 @@ void NotificationCenter::postNotification(const std::string& name, const Diction
     {
       std::lock_guard lock(mutex_);
       const bool stillObserving = std::any_of(observers_.begin(), observers_.end(),
-                                              [id](const Observer& observer) { return observer.id == id; });
+                                              [id = id](const Observer& observer) { return observer.id == id; });
       if (!stillObserving) continue;
     }
     handler(notification);

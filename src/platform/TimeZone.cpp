@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -47,12 +49,16 @@ std::string systemZoneName() {
   return "UTC";
 }
 
+// Counts the loads of the C library's zone rules: offsets remembered under older rules are not used.
+std::atomic<unsigned> rulesLoaded{0};
+
 }  // namespace
 
 TimeZone TimeZone::systemTimeZone() {
   // Load the C library's zone rules here, when the zone is looked up, so the offsets below follow the zone
   // this returns; localtime_r itself never reloads them, which keeps the per-date offsets cheap.
   tzset();
+  rulesLoaded.fetch_add(1);
   return TimeZone(Kind::System, systemZoneName(), 0);
 }
 
@@ -78,9 +84,24 @@ int TimeZone::secondsFromGMTForDate(Date date) const {
   // Outside what time_t and struct tm can hold there is no rule to apply.
   if (!(std::fabs(seconds) < 1e15)) return 0;
   const std::time_t when = static_cast<std::time_t>(seconds);
+  // Every payload asks for the offset of the current second, often many times in it: each thread keeps the
+  // last answers, which under the same rules cannot change.
+  struct Known {
+    std::time_t when;
+    unsigned rules;
+    int offset;
+  };
+  thread_local std::array<Known, 2> known{Known{0, ~0u, 0}, Known{0, ~0u, 0}};
+  thread_local std::size_t nextKnown = 0;
+  const unsigned rules = rulesLoaded.load(std::memory_order_relaxed);
+  for (const Known& k : known)
+    if (k.when == when && k.rules == rules) return k.offset;
   std::tm local{};
   if (!localtime_r(&when, &local)) return 0;
-  return static_cast<int>(local.tm_gmtoff);
+  const int offset = static_cast<int>(local.tm_gmtoff);
+  known[nextKnown] = Known{when, rules, offset};
+  nextKnown = (nextKnown + 1) % known.size();
+  return offset;
 }
 
 }  // namespace tavo::platform

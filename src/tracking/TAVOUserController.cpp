@@ -118,7 +118,9 @@ platform::Dictionary TAVOUserController::prepareUserInfo() const {
 }
 
 void TAVOUserController::setCustomerId(const std::string& customerId) {
-  saveUser(TAVOController::sharedInstance().updateCurrentUser([&](TAVOUser& user) { user.userID = customerId; }));
+  auto& controller = TAVOController::sharedInstance();
+  controller.updateCurrentUser([&](TAVOUser& user) { user.userID = customerId; });
+  controller.persistCurrentUser();  // in turn with the other saves of the user
 }
 
 void TAVOUserController::installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& delegate) {

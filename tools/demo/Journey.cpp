@@ -18,7 +18,14 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSessionKey = "DEMOAPP0001KEY123456";  // apiUser DEMOAPP0001, apiKey KEY123456
 constexpr int kQueueTime = 1;
-constexpr std::size_t kParameterWidth = 66;
+// On one of the SDK's own link domains (".tavo.example"), with a re-engagement campaign's click parameters.
+constexpr const char* kReEngagementLink = "https://go.tavo.example/spring?ecid=spring-2024&rt=true&aw=24&src=mail";
+constexpr const char* kCampaign = "spring-2024";
+// On the SDK's short-link domain (".tavo.link"); the default fixtures know it as "demo.tavo.link/spring".
+constexpr const char* kShortLink = "https://demo.tavo.link/~spring";
+constexpr std::size_t kOperationWidth = 23;  // "user/attribution_info"
+constexpr std::size_t kParameterWidth = 58;
+constexpr std::size_t kTextWidth = 104;  // the width of the table of requests
 constexpr std::size_t kValueLimit = 240;
 
 std::string inQuotes(const std::string& text) { return "\"" + text + "\""; }
@@ -59,15 +66,74 @@ std::vector<std::string> wrapped(const std::string& text, std::size_t width) {
   return lines;
 }
 
+using json = nlohmann::ordered_json;
+
 bool isUserRequest(const RecordedRequest& request) {
   return request.action == "updateuser" || request.action == "firstlogin" || request.action == "newregister";
 }
 
-bool hasEvent(const std::vector<RecordedRequest>& requests, const std::string& eventName) {
+// The params of every event named eventName.
+std::vector<const json*> eventsNamed(const std::vector<RecordedRequest>& requests, const std::string& eventName) {
+  std::vector<const json*> events;
   for (const auto& request : requests)
     for (std::size_t i = 0; i < request.operations.size(); ++i)
-      if (const auto* params = request.params(i); params && params->value("eventName", "") == eventName) return true;
+      if (const auto* params = request.params(i); params && params->value("eventName", "") == eventName)
+        events.push_back(params);
+  return events;
+}
+
+bool hasEvent(const std::vector<RecordedRequest>& requests, const std::string& eventName) {
+  return !eventsNamed(requests, eventName).empty();
+}
+
+bool hasOperation(const std::vector<RecordedRequest>& requests, const std::string& type, const std::string& action) {
+  for (const auto& request : requests)
+    for (const auto& operation : request.operations)
+      if (operation.is_object() && operation.value("type", "") == type && operation.value("action", "") == action)
+        return true;
   return false;
+}
+
+const json* attributesOf(const json* event) {
+  const auto found = event->find("attributes");
+  return found != event->end() && found->is_object() ? &*found : nullptr;
+}
+
+bool hasEngagementClick(const std::vector<RecordedRequest>& requests, const std::string& campaign) {
+  for (const json* event : eventsNamed(requests, "tavo_auto_event")) {
+    const json* attributes = attributesOf(event);
+    if (attributes && attributes->value("e_attribution_type", "") == "e_click_engagement" &&
+        attributes->value("e_ecid", "") == campaign)
+      return true;
+  }
+  return false;
+}
+
+// Whether an event named eventName carries the open campaign in its attributes.
+bool carriesCampaign(const std::vector<RecordedRequest>& requests, const std::string& eventName,
+                     const std::string& campaign) {
+  for (const json* event : eventsNamed(requests, eventName)) {
+    const json* attributes = attributesOf(event);
+    if (!attributes || !attributes->contains("e_attribution_ecid")) continue;
+    for (const auto& open : (*attributes)["e_attribution_ecid"])
+      if (open.is_object() && open.value("hash", "") == campaign) return true;
+  }
+  return false;
+}
+
+std::string describe(const std::shared_ptr<const TAVOInstallAttribution>& attribution) {
+  if (!attribution) return "no attribution";
+  std::string text = "status " + (attribution->status ? inQuotes(attribution->status->stringValue()) : "nil");
+  const auto& campaign = attribution->campaign;
+  if (!campaign) return text + ", no campaign";
+  text += ", campaign #" + std::to_string(campaign->id) + " " + inQuotes(campaign->name.value_or(""));
+  if (const auto& source = campaign->source) {
+    text += ", source #" + std::to_string(source->id) + " " + inQuotes(source->name.value_or(""));
+    if (const auto& provider = source->provider)
+      text += ", provider #" + std::to_string(provider->id) + " " + inQuotes(provider->name.value_or(""));
+  }
+  if (campaign->clickParams) text += ", click params " + compact(*campaign->clickParams);
+  return text;
 }
 
 bool hasAction(const std::vector<RecordedRequest>& requests, const std::string& action,
@@ -83,7 +149,7 @@ bool hasAction(const std::vector<RecordedRequest>& requests, const std::string& 
 }  // namespace
 
 Journey::Journey(emulator::Emulator& emulator, platform::Platform& platform, std::ostream& out, sigset_t interrupt)
-    : emulator_(emulator), platform_(platform), out_(out), interrupt_(interrupt) {
+    : emulator_(emulator), platform_(platform), application_(platform.application), out_(out), interrupt_(interrupt) {
   firstRequestOfRun_ = emulator_.requestCount();
   delegate_ = std::make_shared<TAVORequestDelegate>();
   delegate_->onStarted = [this](const std::string& id) { heard("onStarted(" + id + ")"); };
@@ -95,14 +161,24 @@ Journey::Journey(emulator::Emulator& emulator, platform::Platform& platform, std
     std::lock_guard lock(callbacksMutex_);
     ++failedCallbacks_;
   };
+  attributionDelegate_ = std::make_shared<TAVOInstallAttributionDelegate>();
+  attributionDelegate_->onAttributionReceived = [this](const std::shared_ptr<const TAVOInstallAttribution>& attribution) {
+    attributionReceived(attribution);
+  };
+  application_->setContinueUserActivityHandler(
+      [this](const std::string& webpageURL) { return continueUserActivity(webpageURL); });
 }
+
+Journey::~Journey() { application_->setContinueUserActivityHandler(nullptr); }
 
 bool Journey::play() {
   out_ << "Playing a user's journey against the emulator at " << emulator_.baseURL() << " (queue time " << kQueueTime
        << " s).\n";
-  const std::vector<void (Journey::*)()> steps = {&Journey::firstStart, &Journey::login,
-                                                  &Journey::customEvents, &Journey::order,
-                                                  &Journey::backgroundAndForeground, &Journey::pushToken};
+  const std::vector<void (Journey::*)()> steps = {
+      &Journey::firstStart,       &Journey::installAttribution, &Journey::login,
+      &Journey::customEvents,     &Journey::order,              &Journey::backgroundAndForeground,
+      &Journey::pushToken,        &Journey::reEngagementLink,   &Journey::eventInCampaignWindow,
+      &Journey::shortLink};
   for (auto step : steps) {
     if (interrupted_) break;
     (this->*step)();
@@ -111,7 +187,6 @@ bool Journey::play() {
     out_ << "\nInterrupted.\n";
     return false;
   }
-  out_ << "\nLinks: the re-engagement link and short-link steps come with the attribution work; not played yet.\n";
   printSummary();
   return allArrived_;
 }
@@ -146,6 +221,22 @@ void Journey::firstStart() {
   step.observed.push_back(installEventSent_ ? "install event sent: this is the first run on this data"
                                             : "no install event: this data directory has run before");
   finish(std::move(step), [](const auto& received) { return hasEvent(received, "tavo_start_session"); }, 0.1);
+}
+
+void Journey::installAttribution() {
+  Step step{"Install attribution lookup", {}, {}};
+  step.calls.push_back("TAVOLegacy::installAttributionInfo(delegate)");
+  TAVOLegacy::installAttributionInfo(attributionDelegate_);
+  auto heardIt = [this] {
+    std::lock_guard lock(callbacksMutex_);
+    return attributionHeard_;
+  };
+  pump(5.0, heardIt);
+  // Once the service has named a campaign the SDK answers from its store, also in a later run.
+  step.observed.push_back(hasOperation(receivedSinceStep(), "user", "attribution_info")
+                              ? "the web service names the campaign; the SDK keeps it for good"
+                              : "the campaign was kept by an earlier run: nothing is asked");
+  finish(std::move(step), [heardIt](const auto&) { return heardIt(); }, 0.1);
 }
 
 void Journey::login() {
@@ -214,6 +305,62 @@ void Journey::pushToken() {
   finish(std::move(step), [](const auto& received) { return hasAction(received, "updateuser", "token"); }, 5.0);
 }
 
+void Journey::reEngagementLink() {
+  Step step{"A re-engagement link opens the app", {}, {}};
+  step.calls.push_back("TAVOLegacy::handleLink(" + inQuotes(kReEngagementLink) + ")");
+  TAVOLegacy::handleLink(std::string(kReEngagementLink));
+  step.observed.push_back("go.tavo.example is one of the SDK's link domains and the link says rt=true, aw=24:");
+  step.observed.push_back("a re-engagement click, sent at once; campaign " + std::string(kCampaign) +
+                          " is kept for 24 hours");
+  finish(std::move(step), [](const auto& received) { return hasEngagementClick(received, kCampaign); }, 5.0);
+}
+
+void Journey::eventInCampaignWindow() {
+  Step step{"An event while the campaign's window is open", {}, {}};
+  TAVOEventRequest viewOffer("view_offer");
+  viewOffer.attributes = Dictionary{{"offer", "spring"}};
+  step.calls.push_back("TAVOLegacy::trackEvent(view_offer, attributes " + compact(*viewOffer.attributes) + ")");
+  TAVOLegacy::trackEvent(viewOffer);
+  step.observed.push_back("the event carries the open campaign as e_attribution_ecid (hash, first click, window)");
+  finish(std::move(step), [](const auto& received) { return carriesCampaign(received, "view_offer", kCampaign); },
+         5.0);
+}
+
+void Journey::shortLink() {
+  Step step{"A short link opens the app", {}, {}};
+  step.calls.push_back("TAVOLegacy::handleLink(" + inQuotes(kShortLink) + ")");
+  TAVOLegacy::handleLink(std::string(kShortLink));
+  step.observed.push_back("demo.tavo.link is under the SDK's short-link domain .tavo.link: the web service is asked");
+  step.observed.push_back("for the long URL, which comes back to the host's continue-user-activity handler;");
+  step.observed.push_back("its qrvact/qrvval actions tag[level]=gold, tag[channel]=newsletter become user updates");
+  finish(std::move(step),
+         [this](const auto& received) {
+           {
+             std::lock_guard lock(callbacksMutex_);
+             if (continuedURLs_.empty()) return false;
+           }
+           return hasOperation(received, "stu", "resolve") && hasAction(received, "updateuser", "level") &&
+                  hasAction(received, "updateuser", "channel");
+         },
+         5.0);
+}
+
+bool Journey::continueUserActivity(const std::string& webpageURL) {
+  heard("continueUserActivity(" + inQuotes(webpageURL) + "), passed on to TAVOLegacy::handleLink");
+  {
+    std::lock_guard lock(callbacksMutex_);
+    continuedURLs_.push_back(webpageURL);
+  }
+  TAVOLegacy::handleLink(webpageURL);
+  return true;
+}
+
+void Journey::attributionReceived(const std::shared_ptr<const TAVOInstallAttribution>& attribution) {
+  heard("onAttributionReceived(" + describe(attribution) + ")");
+  std::lock_guard lock(callbacksMutex_);
+  attributionHeard_ = true;
+}
+
 bool Journey::finish(Step step, const Arrived& arrived, double seconds) {
   bool complete = pump(seconds, [&] { return arrived(receivedSinceStep()); });
   // Answers are handled (and delegates called) just after they are recorded: give them a moment.
@@ -266,7 +413,15 @@ void Journey::printStep(const Step& step, const std::vector<RecordedRequest>& re
       out_ << "  " << padded(label, 14) << "-\n";
       return;
     }
-    for (std::size_t i = 0; i < lines.size(); ++i) out_ << (i == 0 ? "  " + padded(label, 14) : indent) << lines[i] << "\n";
+    bool first = true;
+    for (const auto& entry : lines) {
+      const auto pieces = wrapped(entry, kTextWidth);
+      for (std::size_t i = 0; i < pieces.size(); ++i) {
+        // A wrapped entry's continuation is indented, so entries stay apart.
+        out_ << (first ? "  " + padded(label, 14) : indent) << (i > 0 ? "  " : "") << pieces[i] << "\n";
+        first = false;
+      }
+    }
   };
   rows("host called", step.calls);
   rows("host saw", step.observed);
@@ -274,7 +429,7 @@ void Journey::printStep(const Step& step, const std::vector<RecordedRequest>& re
   if (received.empty()) {
     out_ << "  " << padded("web service", 14) << "received nothing\n";
   } else {
-    out_ << "  " << padded("web service", 14) << padded("#", 5) << padded("action", 13) << padded("operation", 14)
+    out_ << "  " << padded("web service", 14) << padded("#", 5) << padded("action", 13) << padded("operation", kOperationWidth)
          << padded("key parameters", kParameterWidth + 2) << "answer\n";
     for (const auto& request : received) {
       const auto types = request.operationTypes();
@@ -294,7 +449,7 @@ void Journey::printStep(const Step& step, const std::vector<RecordedRequest>& re
             if (!request.failure.empty()) answer += " (" + request.failure + ")";
           }
           std::string row = indent + padded(first ? std::to_string(request.id) : "", 5) +
-                            padded(first ? request.action : "", 13) + padded(line == 0 ? type : "", 14) +
+                            padded(first ? request.action : "", 13) + padded(line == 0 ? type : "", kOperationWidth) +
                             padded(lines[line], kParameterWidth + 2) + answer;
           row.erase(row.find_last_not_of(' ') + 1);
           out_ << row << "\n";
@@ -325,7 +480,7 @@ void Journey::printSummary() const {
     failed = failedCallbacks_;
   }
   out_ << "\nSummary: " << requests << " requests (" << actions << "), " << operations << " operations, " << callbacks
-       << " delegate callbacks (" << failed << " failed), " << rejected << " rejected answers, install event "
+       << " host callbacks (" << failed << " failed), " << rejected << " rejected answers, install event "
        << (installEventSent_ ? "sent" : "not sent") << (allArrived_ ? "; every step arrived." : "; SOME STEPS DID NOT ARRIVE.")
        << "\n";
 }

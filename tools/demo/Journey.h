@@ -19,12 +19,17 @@ namespace tavo::demo {
 // C++ facade. Each step prints what the host called, what it heard back (delegate callbacks, answers of the
 // facade) and what the web service received, as a table; the summary counts it all.
 //
-// Runs on the thread that pumps the SDK's main loop (the host's main thread). Delegate callbacks come from
-// the SDK's request queue and are collected under a lock.
+// Runs on the thread that pumps the SDK's main loop (the host's main thread). Request-delegate callbacks come
+// from the SDK's request queue and are collected under a lock; the install-attribution delegate and the
+// application's continue-user-activity handler are called on the main loop.
 class Journey {
  public:
-  // interrupt: signals that end the journey early when one is pending (checked while pumping).
+  // interrupt: signals that end the journey early when one is pending (checked while pumping). Installs the
+  // host's continue-user-activity handler on the platform's application until destroyed.
   Journey(emulator::Emulator& emulator, platform::Platform& platform, std::ostream& out, sigset_t interrupt);
+  ~Journey();
+  Journey(const Journey&) = delete;
+  Journey& operator=(const Journey&) = delete;
 
   // Plays every step; false when a step did not see what the web service should have received, or when an
   // interrupt arrived.
@@ -40,11 +45,20 @@ class Journey {
   using Arrived = std::function<bool(const std::vector<emulator::RecordedRequest>&)>;
 
   void firstStart();
+  void installAttribution();
   void login();
   void customEvents();
   void order();
   void backgroundAndForeground();
   void pushToken();
+  void reEngagementLink();
+  void eventInCampaignWindow();
+  void shortLink();
+
+  // The host's universal-link handling: the SDK hands back the long URL of a short link, which the host
+  // opens as any other link.
+  bool continueUserActivity(const std::string& webpageURL);
+  void attributionReceived(const std::shared_ptr<const TAVOInstallAttribution>& attribution);
 
   // Pumps the main loop until arrived() holds for the requests received since the step began (then a little
   // longer, for the callbacks), or seconds pass. Prints the step. False on time-out or interrupt.
@@ -60,6 +74,8 @@ class Journey {
 
   emulator::Emulator& emulator_;
   platform::Platform& platform_;
+  // Kept apart from the platform: the host may let the platform go before the journey.
+  std::shared_ptr<platform::Application> application_;
   std::ostream& out_;
   sigset_t interrupt_;
   bool interrupted_ = false;
@@ -70,10 +86,13 @@ class Journey {
   bool installEventSent_ = false;
 
   std::shared_ptr<TAVORequestDelegate> delegate_;
-  mutable std::mutex callbacksMutex_;  // guards the two below
+  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_;
+  mutable std::mutex callbacksMutex_;  // guards the members below
   std::vector<std::string> callbacks_;
   std::size_t callbackCount_ = 0;
   std::size_t failedCallbacks_ = 0;
+  bool attributionHeard_ = false;
+  std::vector<std::string> continuedURLs_;
 };
 
 }  // namespace tavo::demo

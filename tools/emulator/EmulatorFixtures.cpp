@@ -24,6 +24,15 @@ std::string integerOrText(const json& value) {
   return value.dump();
 }
 
+// "host/identifier": the SDK sends only these two, so a scheme, a longer path or the "~" it strips could
+// never match and would only hide a typo.
+bool isShortLinkKey(const std::string& key) {
+  const auto slash = key.find('/');
+  if (slash == std::string::npos || slash == 0 || slash + 1 == key.size()) return false;
+  if (key.find('/', slash + 1) != std::string::npos || key.find(':') != std::string::npos) return false;
+  return key[slash + 1] != '~';
+}
+
 }  // namespace
 
 EmulatorFixtures::EmulatorFixtures(json document) : document_(std::move(document)) {}
@@ -71,8 +80,12 @@ json EmulatorFixtures::validated(json document) {
   requireShape(document, "campaigns", &json::is_object, "an object");
   requireShape(document, "nativeAds", &json::is_object, "an object");
   requireShape(document, "rules", &json::is_object, "an object");
-  for (const auto& [url, target] : document["shortLinks"].items())
-    if (!target.is_string()) throw std::runtime_error("fixtures: short link " + url + " must map to a string");
+  for (const auto& [key, target] : document["shortLinks"].items()) {
+    if (!isShortLinkKey(key))
+      throw std::runtime_error("fixtures: short link \"" + key +
+                               "\" must be written host/identifier, e.g. \"go.tavo.link/spring\"");
+    if (!target.is_string()) throw std::runtime_error("fixtures: short link " + key + " must map to a string");
+  }
   for (const auto& [templateId, ads] : document["nativeAds"].items())
     if (!ads.is_array()) throw std::runtime_error("fixtures: native ads of " + templateId + " must be a list");
   return document;
@@ -84,10 +97,12 @@ bool EmulatorFixtures::isRegistered(const std::string& apiUser, const std::strin
   return false;
 }
 
-std::string EmulatorFixtures::resolveShortLink(const std::string& url) const {
+std::optional<std::string> EmulatorFixtures::resolveShortLink(const std::string& host,
+                                                              const std::string& identifier) const {
   const auto& links = document_["shortLinks"];
-  const auto found = links.find(url);
-  return found == links.end() ? url : found->get<std::string>();
+  const auto found = links.find(host + "/" + identifier);
+  if (found == links.end()) return std::nullopt;
+  return found->get<std::string>();
 }
 
 std::optional<json> EmulatorFixtures::campaign(const std::string& type) const {

@@ -30,8 +30,9 @@ class EmulatorFixtures {
   // The server's data about a user, answered to a retrieving user update.
   const json& userInfo() const { return document_["userInfo"]; }
   const json& attributionInfo() const { return document_["attributionInfo"]; }
-  // The long URL of a short link, or the link itself when it is not known.
-  std::string resolveShortLink(const std::string& url) const;
+  // The long URL behind a short link, as the SDK names one: the link's host ("go.tavo.link") and its
+  // identifier (the last path component, without a leading "~"); nullopt for a link not in the fixtures.
+  std::optional<std::string> resolveShortLink(const std::string& host, const std::string& identifier) const;
   // The campaign answered to a check of an in-app type ("webview", "banner", "textbanner", "adball",
   // "tabbar"), or nullopt for none.
   std::optional<json> campaign(const std::string& type) const;

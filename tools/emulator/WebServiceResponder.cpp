@@ -95,8 +95,12 @@ json WebServiceResponder::operationAnswer(const json& operation) const {
   if (type == "event") return eventAnswer(params);
   if (type == "user" && action == "attribution_info")
     return {{"status", 200}, {"data", {{"attributionInfo", fixtures_.attributionInfo()}}}};
-  if (type == "stu" && action == "resolve")
-    return {{"status", 200}, {"data", {{"url", fixtures_.resolveShortLink(text(params, "url"))}}}};
+  if (type == "stu" && action == "resolve") {
+    // An unknown link gets no URL: echoing the short link back would send the app round in a loop.
+    const auto url = fixtures_.resolveShortLink(text(params, "stu_subdomain"), text(params, "stu_id"));
+    if (!url) return {{"status", 404}};
+    return {{"status", 200}, {"data", {{"url", *url}}}};
+  }
   if (action == "check" || action == "validredeems" || action == "redeem" || action == "cancel")
     return inAppAnswer(type, action, params);
   // User reset, search-ads attribution and anything newer: accepted.

@@ -1,0 +1,81 @@
+// Arbitrary bytes where a keyed archive is expected (what the store or a file may hold after damage or
+// tampering). Whatever the bytes, reading either gives a value or raises the unarchiver's own exception (or a
+// codable's field-type refusal); anything else escaping is a fault. A value that was read must survive being
+// archived and read again: unchanged when its text is UTF-8, else with valid text that stays as it is.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include "FuzzEnvironment.h"
+#include "ValueChecks.h"
+#include "platform/Exception.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
+
+namespace {
+
+using tavo::fuzzing::ValueChecks;
+using tavo::platform::Value;
+
+// Whether every string and dictionary key inside value passes test.
+template <class Test>
+bool allText(const Value& value, Test test) {
+  if (const std::string* s = value.asString()) return test(*s);
+  if (const auto* array = value.asArray()) {
+    for (const Value& item : *array)
+      if (!allText(item, test)) return false;
+  }
+  if (const auto* dictionary = value.asDictionary()) {
+    for (const auto& [key, item] : *dictionary)
+      if (!test(key) || !allText(item, test)) return false;
+  }
+  return true;
+}
+
+std::optional<Value> roundTrip(const std::optional<Value>& value) {
+  return tavo::platform::KeyedUnarchiver::unarchiveObjectWithData(
+      tavo::platform::KeyedArchiver::archivedDataWithRootObject(value));
+}
+
+[[noreturn]] void changed(const Value& before, const std::optional<Value>& after) {
+  std::fprintf(stderr, "archive round trip changed the value:\n%s\n--- became ---\n%s\n", before.description().c_str(),
+               after ? after->description().c_str() : "nil");
+  std::abort();
+}
+
+bool isRefusal(const tavo::platform::Exception& e) {
+  return e.name() == tavo::platform::kInvalidUnarchiveOperationException || e.name() == "AutocodingException";
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // Codables read the platform (clock, store) while they decode.
+  tavo::fuzzing::FuzzEnvironment::shared();
+  const tavo::platform::Data bytes(data, data + size);
+  std::optional<Value> value;
+  try {
+    value = tavo::platform::KeyedUnarchiver::unarchiveObjectWithData(bytes);
+  } catch (const tavo::platform::Exception& e) {
+    if (isRefusal(e)) return 0;
+    throw;
+  }
+  if (!value) return 0;
+  (void)value->description();
+
+  const std::optional<Value> reread = roundTrip(value);
+  if (ValueChecks::keepsExactly(*value)) {
+    if (!reread || !ValueChecks::sameContent(*value, *reread)) changed(*value, reread);
+    return 0;
+  }
+  // A NUL cuts a string short; a byte that is not UTF-8 is repaired. Either way, what came back once is valid
+  // and comes back the same.
+  if (!reread || !allText(*reread, ValueChecks::isUtf8)) changed(*value, reread);
+  const std::optional<Value> twice = roundTrip(reread);
+  if (!twice || !ValueChecks::sameContent(*reread, *twice)) changed(*reread, twice);
+  return 0;
+}
