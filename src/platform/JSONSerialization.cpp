@@ -263,6 +263,8 @@ std::optional<std::string> serialise(const Value& value, bool pretty, bool* repl
 }  // namespace
 
 std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view text) {
+  // The parser takes a NUL byte for the end of input and would accept what comes before it.
+  if (text.find('\0') != std::string_view::npos) return std::nullopt;
   ValueBuilder builder;
   const bool ok = nlohmann::json::sax_parse(text.begin(), text.end(), &builder,
                                             nlohmann::json::input_format_t::json, true, false);

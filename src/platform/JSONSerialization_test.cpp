@@ -30,6 +30,10 @@ TEST(JSONRead, KeepsObjectOrderAndLastOfARepeatedKey) {
 TEST(JSONRead, RefusesWhatIsNotJSON) {
   for (const char* bad : {"", "{", "{\"a\":}", "[1,]", "<html>", "{'a':1}", "tru", "1 2", "\"\xff\""})
     EXPECT_FALSE(JSONSerialization::JSONObjectWithData(bad).has_value()) << bad;
+  // A NUL byte must not end the text early: what comes after it is part of the answer too.
+  using namespace std::string_view_literals;
+  EXPECT_FALSE(JSONSerialization::JSONObjectWithData("{\"status\":200}\0junk"sv).has_value());
+  EXPECT_FALSE(JSONSerialization::JSONObjectWithData("1\0"sv).has_value());
 }
 
 TEST(JSONRead, RefusesNestingDeepEnoughToHurtAReader) {
