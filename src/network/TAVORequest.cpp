@@ -235,9 +235,10 @@ void TAVORequest::setOperations(std::vector<std::shared_ptr<TAVOOperation>> oper
 bool TAVORequest::containsStartSessionEvent() const {
   std::lock_guard lock(mutex_);
   if (!containsStartSessionEvent_) {
-    containsStartSessionEvent_ = operations_ && std::any_of(operations_->begin(), operations_->end(), [](const auto& o) {
-      return o->operationResponseType() == TAVOResponseStartSessionConfig;
-    });
+    const auto startsSession = [](const std::shared_ptr<TAVOOperation>& operation) {
+      return operation->operationResponseType() == TAVOResponseStartSessionConfig;
+    };
+    containsStartSessionEvent_ = operations_ && std::any_of(operations_->begin(), operations_->end(), startsSession);
   }
   return *containsStartSessionEvent_;
 }
