@@ -101,6 +101,7 @@ class CountingHttpClient final : public platform::HttpClient {
     });
   }
 
+  std::size_t requestsInFlight() const override { return curl_->requestsInFlight(); }
   void setTimeOut(double seconds) { timeOut_.store(seconds); }
   std::size_t sent() const {
     std::lock_guard lock(state_->mutex);

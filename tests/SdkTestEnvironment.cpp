@@ -1,9 +1,11 @@
 #include "SdkTestEnvironment.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <thread>
 
 #include "core/TAVOController.h"
 #include "core/TAVOControllerTestAccess.h"
@@ -77,11 +79,17 @@ platform::FakeHttpClient& SdkTestEnvironment::http() {
 void SdkTestEnvironment::drainQueues() {
   TAVOController* controller = TAVOControllerTestAccess::existingInstance();
   auto requests = controller ? controller->requestController() : nullptr;
-  for (int round = 0; round < 1000; ++round) {
+  // An answer on the wire becomes work on a queue, and handling it may send again: quiet only when all three
+  // are empty at once. Bounded, so a server that never answers fails the test instead of hanging it.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (std::chrono::steady_clock::now() < deadline) {
     platform_->operationQueue->waitUntilAllOperationsAreFinished();
     if (requests) requests->queue()->waitUntilAllOperationsAreFinished();
-    if (platform_->operationQueue->operationCount() == 0 && (!requests || requests->queue()->operationCount() == 0))
-      return;
+    const bool queuesIdle =
+        platform_->operationQueue->operationCount() == 0 && (!requests || requests->queue()->operationCount() == 0);
+    const std::size_t onTheWire = platform_->httpClient ? platform_->httpClient->requestsInFlight() : 0;
+    if (queuesIdle && onTheWire == 0) return;
+    if (onTheWire > 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
 

@@ -26,8 +26,8 @@ class SdkTestEnvironment {
   platform::Platform& platform() { return *platform_; }
   // The platform's fake HTTP client (unless a test installed a real one).
   platform::FakeHttpClient& http();
-  // Waits until the platform's queue and the request controller's queue are both idle, so every answer
-  // (and every retry it caused) has been handled.
+  // Waits until no request is on the wire and the platform's and the request controller's queues are idle,
+  // so every answer (and every retry it caused) has been handled.
   void drainQueues();
   platform::ManualClock& clock() { return *clock_; }
   const std::string& dataDirectory() const { return directory_; }

@@ -72,6 +72,7 @@ class ObservedHttpClient final : public platform::HttpClient {
     });
   }
 
+  std::size_t requestsInFlight() const override { return curl_->requestsInFlight(); }
   void setTimeoutSeconds(double seconds) { timeoutSeconds_.store(seconds); }
   // The next send waits inside send() until releaseHeldSend(), with whatever locks its caller holds.
   void holdNextSend() {

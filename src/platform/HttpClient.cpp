@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <climits>
 #include <cmath>
@@ -154,6 +155,7 @@ size_t readHeaderLine(char* data, size_t size, size_t count, void* userdata) {
 struct CurlHttpClient::Impl {
   std::shared_ptr<OperationQueue> completionQueue;
   CURLM* multi = nullptr;
+  std::atomic<std::size_t> inFlight{0};  // sent, completion not yet queued
   std::mutex mutex;
   std::deque<std::unique_ptr<Transfer>> pending;  // guarded by mutex
   bool stopping = false;                          // guarded by mutex
@@ -204,12 +206,15 @@ CurlHttpClient::~CurlHttpClient() {
 
 void CurlHttpClient::send(HttpRequest request, Completion completion) {
   auto transfer = std::make_unique<Transfer>(std::move(request), std::move(completion));
+  impl_->inFlight.fetch_add(1);
   {
     std::lock_guard lock(impl_->mutex);
     impl_->pending.push_back(std::move(transfer));
   }
   curl_multi_wakeup(impl_->multi);
 }
+
+std::size_t CurlHttpClient::requestsInFlight() const { return impl_->inFlight.load(); }
 
 void CurlHttpClient::Impl::run() {
   for (;;) {
@@ -338,12 +343,15 @@ void CurlHttpClient::Impl::finish(CURL* easy, CURLcode result) {
 
 void CurlHttpClient::Impl::post(Transfer& transfer, std::optional<HttpResponse> response,
                                 std::optional<HttpError> error) {
-  if (!transfer.completion) return;
-  // The completion is moved into the operation so that it (and whatever it holds) is released on the queue.
-  completionQueue->addOperation(
-      [completion = std::move(transfer.completion), response = std::move(response), error = std::move(error)] {
-        completion(response, error);
-      });
+  // Counted down only once the completion is queued, so "none in flight" means "all answers are on the queue".
+  if (transfer.completion) {
+    // The completion is moved into the operation so that it (and whatever it holds) is released on the queue.
+    completionQueue->addOperation(
+        [completion = std::move(transfer.completion), response = std::move(response), error = std::move(error)] {
+          completion(response, error);
+        });
+  }
+  inFlight.fetch_sub(1);
 }
 
 void CurlHttpClient::Impl::cancelAll(std::deque<std::unique_ptr<Transfer>>& transfers) {

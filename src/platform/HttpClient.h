@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -41,6 +42,9 @@ class HttpClient {
 
   virtual ~HttpClient() = default;
   virtual void send(HttpRequest request, Completion completion) = 0;
+  // Requests sent whose completion is not yet on the completion queue. A client that answers from memory has
+  // none; a host (or a test) waiting for quiet needs this to know the wire is empty too.
+  virtual std::size_t requestsInFlight() const { return 0; }
 };
 
 // The real client: libcurl's multi interface driven by one I/O thread; connections are reused, TLS peers are
@@ -54,6 +58,7 @@ class CurlHttpClient final : public HttpClient {
   CurlHttpClient& operator=(const CurlHttpClient&) = delete;
 
   void send(HttpRequest request, Completion completion) override;
+  std::size_t requestsInFlight() const override;
 
  private:
   struct Impl;

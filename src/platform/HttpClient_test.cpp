@@ -512,5 +512,31 @@ TEST(HttpClientDestructionTest, DestroyingTheClientFromItsOwnCompletionDoesNotDe
   gated.openGate();
 }
 
+// Whoever waits for quiet (a host at shutdown, a test) counts a request from send() until its completion is on
+// the queue: never zero while an answer could still arrive, whatever the outcome.
+TEST(HttpClientInFlightTest, ARequestCountsUntilItsCompletionIsQueuedWhateverTheOutcome) {
+  auto queue = std::make_shared<OperationQueue>();
+  // The queue is kept busy, so completions wait on it: "queued" and "handled" are apart.
+  std::promise<void> unblock;
+  queue->addOperation([released = unblock.get_future().share()] { released.wait(); });
+  GatedServer gated;
+  CurlHttpClient client(queue);
+  EXPECT_EQ(client.requestsInFlight(), 0u);
+
+  client.send(request("GET", gated.server.url("/"), 10.0), [](auto, auto) {});
+  client.send(request("GET", "not a url at all"), [](auto, auto) {});
+  client.send(request("GET", "http://127.0.0.1:1/", 10.0), nullptr);  // no completion at all
+  ASSERT_TRUE(gated.waitForArrivals(1));
+  for (int i = 0; i < 300 && client.requestsInFlight() > 1; ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ(client.requestsInFlight(), 1u);  // only the gated one is still on the wire
+
+  gated.openGate();
+  for (int i = 0; i < 300 && client.requestsInFlight() > 0; ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ(client.requestsInFlight(), 0u);
+  EXPECT_EQ(queue->operationCount(), 3u);  // the blocker and the two completions
+  unblock.set_value();
+  queue->waitUntilAllOperationsAreFinished();
+}
+
 }  // namespace
 }  // namespace tavo::platform

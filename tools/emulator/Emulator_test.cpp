@@ -537,16 +537,6 @@ class SdkAgainstEmulator : public ::testing::Test {
     return done();
   }
 
-  // An answer still on its way when the environment goes would be handled by an SDK whose platform is gone:
-  // let the last ones land first.
-  void TearDown() override {
-    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
-    while (std::chrono::steady_clock::now() < until) {
-      env.drainQueues();
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-  }
-
   void startSession() {
     TAVOConfiguration configuration(std::string(kApiUser) + kApiKey);
     configuration.urlBase = emulator.baseURL();
