@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "LoopbackServer.h"
+#include "ObservedHttpClient.h"
 #include "SdkTestEnvironment.h"
 #include "WireFormat.h"
 #include "core/TAVOController.h"
@@ -36,6 +37,7 @@ using platform::Dictionary;
 using platform::JSONSerialization;
 using platform::Value;
 using testing::LoopbackServer;
+using testing::ObservedHttpClient;
 using testing::SdkTestEnvironment;
 using testing::WireFormat;
 using Answer = LoopbackServer::Answer;
@@ -76,54 +78,6 @@ struct FaultCase {
 };
 
 std::ostream& operator<<(std::ostream& out, const FaultCase& c) { return out << c.name; }
-
-// The real libcurl client, counting sends and completions so the test knows when every answer was handled,
-// and able to shorten the time-out the SDK asks for (it keeps the platform's 60 s).
-class CountingHttpClient final : public platform::HttpClient {
- public:
-  explicit CountingHttpClient(std::shared_ptr<platform::OperationQueue> completionQueue)
-      : curl_(std::make_shared<platform::CurlHttpClient>(std::move(completionQueue))) {}
-
-  void send(platform::HttpRequest request, Completion completion) override {
-    if (const double seconds = timeOut_.load(); seconds > 0) request.timeoutSeconds = seconds;
-    {
-      std::lock_guard lock(state_->mutex);
-      ++state_->sent;
-    }
-    // Shared state: a completion cancelled by the client's destructor may outlive this object.
-    curl_->send(std::move(request), [state = state_, completion = std::move(completion)](auto response, auto error) {
-      completion(std::move(response), std::move(error));
-      {
-        std::lock_guard lock(state->mutex);
-        ++state->completed;
-      }
-      state->changed.notify_all();
-    });
-  }
-
-  std::size_t requestsInFlight() const override { return curl_->requestsInFlight(); }
-  void setTimeOut(double seconds) { timeOut_.store(seconds); }
-  std::size_t sent() const {
-    std::lock_guard lock(state_->mutex);
-    return state_->sent;
-  }
-  bool waitForCompletions(std::size_t count, double seconds) const {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, std::chrono::duration<double>(seconds),
-                                    [&] { return state_->completed >= count; });
-  }
-
- private:
-  struct State {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::size_t sent = 0;
-    std::size_t completed = 0;
-  };
-  std::shared_ptr<State> state_ = std::make_shared<State>();
-  std::atomic<double> timeOut_{0};
-  std::shared_ptr<platform::CurlHttpClient> curl_;
-};
 
 // The web service when all is well: each operation of a batch answered by its id (the start-session event
 // with a configuration naming one screen event), a retrieving user update with the user's id, anything else
@@ -199,7 +153,7 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
   }
 
   void installClient() {
-    http_ = std::make_shared<CountingHttpClient>(env_.platform().operationQueue);
+    http_ = std::make_shared<ObservedHttpClient>(env_.platform().operationQueue);
     env_.platform().httpClient = http_;
   }
 
@@ -214,14 +168,14 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
 
   void injectFault(Fault fault) {
     if (fault == Fault::Refused) server_.refuseConnections();
-    if (fault == Fault::SilentPastTimeOut) http_->setTimeOut(kShortTimeOut);
+    if (fault == Fault::SilentPastTimeOut) http_->setTimeoutSeconds(kShortTimeOut);
     fault_.store(fault);
   }
 
   void recover() {
     fault_.store(Fault::None);
     server_.acceptConnections();
-    http_->setTimeOut(0);
+    http_->setTimeoutSeconds(0);
   }
 
   // Waits (real time, bounded) until every send has been answered and every answer handled, retries included.
@@ -283,7 +237,7 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
   std::atomic<bool> hugeAnswered_{false};
   LoopbackServer server_;                  // outlives the environment: no answer is cut off by its end
   SdkTestEnvironment env_;
-  std::shared_ptr<CountingHttpClient> http_;
+  std::shared_ptr<ObservedHttpClient> http_;
 };
 
 TEST_P(FaultMatrixTest, TheBatchIsRetriedParkedOrDroppedByTheRulesAndEveryEventNotLostByRuleArrivesAfterRecovery) {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "LoopbackServer.h"
+#include "ObservedHttpClient.h"
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "network/TAVOOperation.h"
@@ -35,83 +36,13 @@ using platform::Dictionary;
 using platform::JSONSerialization;
 using platform::Value;
 using testing::LoopbackServer;
+using testing::ObservedHttpClient;
 using testing::SdkTestEnvironment;
 using Answer = LoopbackServer::Answer;
 
 constexpr const char* kSessionKey = "APPUSER0001KEY123456";
 constexpr const char* kCredentialsOnly = "apiUser=APPUSER0001&apiKey=KEY123456";
 constexpr const char* kConnectionError = "TAVOLogger: 16 - Connection error: Retry request";
-
-// The real libcurl client, with two additions only a test needs: it counts the completions it has handed
-// on, so a test knows when every answer was delivered, and it can shorten the time-out the SDK asks for.
-class ObservedHttpClient final : public platform::HttpClient {
- public:
-  explicit ObservedHttpClient(std::shared_ptr<platform::OperationQueue> completionQueue)
-      : curl_(std::make_shared<platform::CurlHttpClient>(std::move(completionQueue))) {}
-
-  void send(platform::HttpRequest request, Completion completion) override {
-    if (const double timeout = timeoutSeconds_.load(); timeout > 0) request.timeoutSeconds = timeout;
-    state_->sent.fetch_add(1);
-    {
-      std::unique_lock lock(state_->mutex);
-      if (state_->holdNext) {
-        state_->holdNext = false;
-        state_->holding = true;
-        state_->changed.notify_all();
-        state_->changed.wait(lock, [&] { return !state_->holding; });
-      }
-    }
-    // The counter is shared: a completion cancelled by the client's destructor may outlive this object.
-    curl_->send(std::move(request), [state = state_, completion = std::move(completion)](auto response, auto error) {
-      completion(std::move(response), std::move(error));
-      {
-        std::lock_guard lock(state->mutex);
-        ++state->completed;
-      }
-      state->changed.notify_all();
-    });
-  }
-
-  std::size_t requestsInFlight() const override { return curl_->requestsInFlight(); }
-  void setTimeoutSeconds(double seconds) { timeoutSeconds_.store(seconds); }
-  // The next send waits inside send() until releaseHeldSend(), with whatever locks its caller holds.
-  void holdNextSend() {
-    std::lock_guard lock(state_->mutex);
-    state_->holdNext = true;
-  }
-  bool waitUntilHolding(double seconds) const {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, std::chrono::duration<double>(seconds), [&] { return state_->holding; });
-  }
-  void releaseHeldSend() {
-    {
-      std::lock_guard lock(state_->mutex);
-      state_->holdNext = false;
-      state_->holding = false;
-    }
-    state_->changed.notify_all();
-  }
-  std::size_t sent() const { return state_->sent.load(); }
-  // Real time, bounded: true once count completions were handed to the SDK.
-  bool waitForCompletions(std::size_t count, double seconds) const {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, std::chrono::duration<double>(seconds),
-                                    [&] { return state_->completed >= count; });
-  }
-
- private:
-  struct State {
-    std::atomic<std::size_t> sent{0};
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::size_t completed = 0;
-    bool holdNext = false;
-    bool holding = false;
-  };
-  std::shared_ptr<State> state_ = std::make_shared<State>();
-  std::atomic<double> timeoutSeconds_{0};
-  std::shared_ptr<platform::CurlHttpClient> curl_;
-};
 
 std::string percentDecoded(const std::string& text) {
   std::string out;
