@@ -24,6 +24,7 @@ using platform::Value;
 using testing::SdkTestEnvironment;
 using testing::WireFormat;
 
+constexpr double kStart = 1767225600.0;  // the test clock's start, 2026-01-01 00:00:00 UTC
 constexpr double kHour = 3600.0;
 
 class AttributionTest : public ::testing::Test {
@@ -65,8 +66,7 @@ class AttributionTest : public ::testing::Test {
     env.drainQueues();
     const auto requests = env.http().requests();
     for (auto it = requests.rbegin(); it != requests.rend(); ++it)
-      if (it->url.size() >= action.size() && it->url.compare(it->url.size() - action.size(), action.size(), action) == 0)
-        return WireFormat::formPayload(it->body).value_or(Value());
+      if (it->url.ends_with(action)) return WireFormat::formPayload(it->body).value_or(Value());
     ADD_FAILURE() << "nothing sent to " << action;
     return Value();
   }
@@ -92,7 +92,7 @@ class PersistentAttributionTest : public AttributionTest {
 
 // ---- clicks ----
 
-TEST_F(AttributionTest, AnEngagementClickIsStoredAndFlushedAtOnceWithItsOwnParameters) {
+TEST_F(AttributionTest, AnEngagementClickIsStoredAndFlushedAtOnceAndASecondClickKeepsTheFirstDate) {
   link("myapp://open?rt=true&aw=24&ecid=abc&src=mail");
   const auto sent = operationsSent();  // no timer pumped: only an immediate payload is on the wire
   ASSERT_EQ(sent.size(), 1u);
@@ -109,6 +109,15 @@ TEST_F(AttributionTest, AnEngagementClickIsStoredAndFlushedAtOnceWithItsOwnParam
   EXPECT_EQ(campaign->params, (Dictionary{{"src", "mail"}}));
   EXPECT_EQ(campaign->created, std::optional<std::string>("2026-01-01 00:00:00"));
   EXPECT_FALSE(campaign->updated);
+
+  env.clock().advance(2 * kHour);
+  link("myapp://open?rt=true&aw=48&ecid=abc&src=push");
+  const auto again = stored("abc");
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->created, std::optional<std::string>("2026-01-01 00:00:00"));
+  EXPECT_EQ(again->updated, std::optional<std::string>("2026-01-01 02:00:00"));
+  EXPECT_EQ(again->attrWindow, 48);  // the newer link's window and parameters win
+  EXPECT_EQ(again->params, (Dictionary{{"src", "push"}}));
 }
 
 TEST_F(AttributionTest, ABasicClickWaitsForTheTimerAndIsNeverStored) {
@@ -121,6 +130,8 @@ TEST_F(AttributionTest, ABasicClickWaitsForTheTimerAndIsNeverStored) {
   EXPECT_EQ(*attributes.get("e_params"), Value(Dictionary()));
   EXPECT_FALSE(attributes.get("e_attrw"));
   EXPECT_TRUE(attribution()->attributionCampaigns().empty());
+  event("plain");  // without open campaigns requests are left as they are
+  EXPECT_FALSE(lastParams().get("attributes"));
 }
 
 TEST_F(AttributionTest, OnlyAnExactRetargetingFlagWithAPositiveWindowAndACampaignIsRecorded) {
@@ -152,20 +163,6 @@ TEST_F(AttributionTest, WebLinksCountOnlyOnTheSdkOrTheAppsDomains) {
   EXPECT_FALSE(stored("broken"));
 }
 
-TEST_F(AttributionTest, ASecondClickKeepsTheFirstDateAndReportsTheLatest) {
-  link("myapp://open?rt=true&aw=24&ecid=abc&src=mail");
-  env.clock().advance(2 * kHour);
-  link("myapp://open?rt=true&aw=48&ecid=abc&src=push");
-  const auto campaign = stored("abc");
-  ASSERT_TRUE(campaign);
-  EXPECT_EQ(campaign->created, std::optional<std::string>("2026-01-01 00:00:00"));
-  EXPECT_EQ(campaign->updated, std::optional<std::string>("2026-01-01 02:00:00"));
-  EXPECT_EQ(campaign->attrWindow, 48);  // the newer link's window and parameters win
-  EXPECT_EQ(campaign->params, (Dictionary{{"src", "push"}}));
-  EXPECT_EQ(campaign->toDict(),
-            (Dictionary{{"hash", "abc"}, {"date", "2026-01-01 02:00:00"}, {"attrw", 48}}));
-}
-
 TEST_F(AttributionTest, ALegacyCampaignMovesIntoTheDictionaryWithoutItsZoneSuffix) {
   auto legacy = std::make_shared<TAVOAttributionCampaign>();
   legacy->hashSource = "old";
@@ -191,8 +188,9 @@ TEST_F(AttributionTest, ALegacyCampaignMovesIntoTheDictionaryWithoutItsZoneSuffi
 
 // ---- windows ----
 
-TEST_F(PersistentAttributionTest, AWindowCountsFromTheFirstClickAcrossARestartAndEndsToTheSecond) {
+TEST_F(PersistentAttributionTest, AWindowCountsFromTheFirstClickAcrossARestartAndExpiredCampaignsWaitForARequest) {
   link("myapp://open?rt=true&aw=2&ecid=abc");
+  link("myapp://open?rt=true&aw=5&ecid=long");
   env.clock().advance(1 * kHour);
   env.restart();
   startSession();
@@ -200,34 +198,97 @@ TEST_F(PersistentAttributionTest, AWindowCountsFromTheFirstClickAcrossARestartAn
   event("while-open");
   const auto carried = campaignsOn(lastParams());  // the flush moves the clock 10.1 s on
   ASSERT_TRUE(carried);
-  EXPECT_EQ(*carried, Value(Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 2}}}));
+  EXPECT_EQ(*carried, Value(Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 2}},
+                                  Dictionary{{"hash", "long"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 5}}}));
 
   link("myapp://open?rt=true&aw=2&ecid=abc");  // a second click does not move the window
-  env.clock().setNow(platform::Date(1767225600.0 + 2 * kHour));
-  auto probe = std::make_shared<TAVOEvent>();
-  probe->initWithRequest(TAVOEventRequest("probe"));
-  attribution()->addAttributionCampaignIfNeeded(*probe);
-  EXPECT_TRUE(probe->attributes());  // exactly at the end still counts
-
-  env.clock().advance(1.0);
+  env.clock().setNow(platform::Date(kStart + 2 * kHour + 1.0));
+  EXPECT_TRUE(stored("abc"));  // expired, but only a passing request purges it
   event("too-late");
   const Value late = lastParams();
   EXPECT_EQ(*late.get("eventName"), Value("too-late"));
-  EXPECT_FALSE(campaignsOn(late));
-  EXPECT_FALSE(stored("abc"));  // purged as the event passed
+  const auto left = campaignsOn(late);
+  ASSERT_TRUE(left);
+  ASSERT_EQ(left->asArray()->size(), 1u);
+  EXPECT_EQ(*left->asArray()->at(0).get("hash"), Value("long"));
+  EXPECT_FALSE(stored("abc"));
 }
 
-TEST_F(AttributionTest, ExpiredCampaignsStayStoredUntilARequestPasses) {
+// ---- bursts ----
+
+// The events of a burst share the last pass over the stored campaigns (same campaigns, same second). These
+// cases change the campaigns or the second between two events and expect each event to see the change.
+class AttributionBurstTest : public PersistentAttributionTest {
+ protected:
+  AttributionBurstTest() { env.clock().setNow(platform::Date(kStart + 0.25)); }
+
+  // The campaign hashes an event built now would carry, in order.
+  static std::vector<std::string> carried() {
+    TAVOEvent probe;
+    probe.initWithRequest(TAVOEventRequest("probe"));
+    attribution()->addAttributionCampaignIfNeeded(probe);
+    std::vector<std::string> hashes;
+    const Value* list = probe.attributes() ? probe.attributes()->find("e_attribution_ecid") : nullptr;
+    if (list && list->asArray())
+      for (const Value& campaign : *list->asArray()) hashes.push_back(campaign.get("hash")->stringValue());
+    return hashes;
+  }
+  static std::shared_ptr<TAVODataStoreController> store() {
+    return TAVOController::sharedInstance().dataStoreController();
+  }
+};
+
+TEST_F(AttributionBurstTest, CampaignsStoredOrRemovedWithinOneSecondReachTheNextEvent) {
+  link("myapp://open?rt=true&aw=24&ecid=first");
+  EXPECT_EQ(carried(), std::vector<std::string>{"first"});
+  EXPECT_EQ(carried(), std::vector<std::string>{"first"});
+  link("myapp://open?rt=true&aw=24&ecid=second");
+  EXPECT_EQ(carried(), (std::vector<std::string>{"first", "second"}));
+  attribution()->removeAttributionCampaign("first");
+  EXPECT_EQ(carried(), std::vector<std::string>{"second"});
+  store()->reset();
+  EXPECT_TRUE(carried().empty());
+}
+
+TEST_F(AttributionBurstTest, ASecondClickWithinTheSecondIsCarriedWithItsNewDate) {
+  link("myapp://open?rt=true&aw=24&ecid=abc");
+  env.clock().advance(30.0);
+  TAVOEvent before;
+  before.initWithRequest(TAVOEventRequest("before"));
+  attribution()->addAttributionCampaignIfNeeded(before);
+  link("myapp://open?rt=true&aw=24&ecid=abc");
+  TAVOEvent after;
+  after.initWithRequest(TAVOEventRequest("after"));
+  attribution()->addAttributionCampaignIfNeeded(after);
+  const auto dateOn = [](const TAVOEvent& event) {
+    return event.attributes()->find("e_attribution_ecid")->asArray()->at(0).get("date")->stringValue();
+  };
+  EXPECT_EQ(dateOn(before), "2026-01-01 00:00:00");
+  EXPECT_EQ(dateOn(after), "2026-01-01 00:00:30");
+}
+
+TEST_F(AttributionBurstTest, AWindowClosesForTheFirstEventOfTheSecondAfterItsEnd) {
   link("myapp://open?rt=true&aw=1&ecid=short");
-  link("myapp://open?rt=true&aw=5&ecid=long");
-  env.clock().advance(3 * kHour);
-  EXPECT_TRUE(stored("short"));
-  event("e");
-  const auto carried = campaignsOn(lastParams());
-  ASSERT_TRUE(carried);
-  ASSERT_EQ(carried->asArray()->size(), 1u);
-  EXPECT_EQ(*carried->asArray()->at(0).get("hash"), Value("long"));
-  EXPECT_FALSE(stored("short"));
+  link("myapp://open?rt=true&aw=2&ecid=long");
+  env.clock().setNow(platform::Date(kStart + kHour + 0.1));  // the last second of the short window
+  EXPECT_EQ(carried(), (std::vector<std::string>{"short", "long"}));
+  env.clock().setNow(platform::Date(kStart + kHour + 0.9));
+  EXPECT_EQ(carried(), (std::vector<std::string>{"short", "long"}));
+  env.clock().setNow(platform::Date(kStart + kHour + 1.1));
+  EXPECT_EQ(carried(), std::vector<std::string>{"long"});
+  EXPECT_FALSE(store()->attributionCampaigns().contains("short")) << "purged as the event passed";
+  // The clock set back (the user's doing) opens nothing that was purged, and keeps what is stored.
+  env.clock().setNow(platform::Date(kStart + 0.5));
+  EXPECT_EQ(carried(), std::vector<std::string>{"long"});
+}
+
+TEST_F(AttributionBurstTest, AStoreWrittenBehindTheSdksBackIsSeenByTheNextProcess) {
+  link("myapp://open?rt=true&aw=24&ecid=abc");
+  EXPECT_EQ(carried(), std::vector<std::string>{"abc"});
+  env.restart();
+  // Another process removed the campaigns from the file meanwhile.
+  env.platform().userDefaults->removeObjectForKey(TAVODataStoreController::kAttributionCampaignsKey);
+  EXPECT_TRUE(carried().empty());
 }
 
 // ---- what carries the campaigns ----
@@ -255,13 +316,6 @@ TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsRegistrationsAndOrdersBut
   TAVOLegacy::startOrder("o-1", 10.0f, std::string("EUR"), std::nullopt, std::nullopt);
   TAVOLegacy::trackOrder();
   EXPECT_EQ(campaignsOn(lastPayloadTo("addpurchase")), expected);
-}
-
-TEST_F(AttributionTest, WithoutOpenCampaignsRequestsAreLeftAsTheyAre) {
-  event("plain");
-  EXPECT_FALSE(lastParams().get("attributes"));
-  TAVOLegacy::loginUser(std::string("c-1"), std::string("a@b.example"));
-  EXPECT_FALSE(lastPayloadTo("firstlogin").get("attributes"));
 }
 
 // ---- Search Ads ----

@@ -45,17 +45,6 @@ class DeepLinkTest : public ::testing::Test {
   SdkTestEnvironment env;
 };
 
-TEST_F(DeepLinkTest, EachTagActionTracksItsValueAsExtraUserInformation) {
-  TAVOController::sharedInstance().handleLink(std::string("myapp://home?qrvact=tag%5Blevel%5D,tag%5Bcity%5D&qrvval=5,Madrid"));
-  const auto requests = sent();
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[0].first, "updateuser");
-  EXPECT_EQ(*requests[0].second.get("level"), Value("5"));
-  EXPECT_FALSE(requests[0].second.get("city"));
-  EXPECT_EQ(requests[1].first, "updateuser");
-  EXPECT_EQ(*requests[1].second.get("city"), Value("Madrid"));
-}
-
 TEST_F(DeepLinkTest, ListsOfDifferentLengthsRunNothingAtAll) {
   TAVODeepLinkController().handleURL(std::string("myapp://home?qrvact=tag%5Blevel%5D,tag%5Bcity%5D&qrvval=5"));
   TAVODeepLinkController().handleURL(std::string("myapp://home?qrvval=5"));
@@ -73,18 +62,21 @@ TEST_F(DeepLinkTest, ALaterListReplacesAnEarlierOneAndUnknownActionsAreIgnored) 
   EXPECT_FALSE(requests[0].second.get("a"));
 }
 
-TEST_F(DeepLinkTest, ALinkIsAttributedBeforeItsActionsRun) {
+TEST_F(DeepLinkTest, ALinkIsAttributedBeforeEachTagActionTracksItsValueAsExtraUserInformation) {
   TAVOController::sharedInstance().handleLink(
-      std::string("myapp://home?rt=true&aw=24&ecid=abc&qrvact=tag%5Blevel%5D&qrvval=7"));
+      std::string("myapp://home?rt=true&aw=24&ecid=abc&qrvact=tag%5Blevel%5D,tag%5Bcity%5D&qrvval=7,Madrid"));
   const auto requests = sent();
-  ASSERT_EQ(requests.size(), 2u);
+  ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(requests[0].first, "tracker");  // the engagement click goes out at once, first
   EXPECT_EQ(*requests[0].second.get("attributes")->get("e_ecid"), Value("abc"));
   // The action values are query parameters of the link too: they travel with the click.
   EXPECT_EQ(*requests[0].second.get("attributes")->get("e_params"),
-            Value(platform::Dictionary{{"qrvact", "tag[level]"}, {"qrvval", "7"}}));
+            Value(platform::Dictionary{{"qrvact", "tag[level],tag[city]"}, {"qrvval", "7,Madrid"}}));
   EXPECT_EQ(requests[1].first, "updateuser");
   EXPECT_EQ(*requests[1].second.get("level"), Value("7"));
+  EXPECT_FALSE(requests[1].second.get("city"));  // one update per action
+  EXPECT_EQ(requests[2].first, "updateuser");
+  EXPECT_EQ(*requests[2].second.get("city"), Value("Madrid"));
 }
 
 TEST_F(DeepLinkTest, OpeningADeepLinkIsLoggedAndHappensOnTheMainThread) {

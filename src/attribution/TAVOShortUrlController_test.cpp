@@ -2,18 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <mutex>
-#include <thread>
 
-#include "LoopbackServer.h"
 #include "SdkTestEnvironment.h"
 #include "WireFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequestController.h"
-#include "tavo/tavo.h"
 #include "tracking/TAVOEventController.h"
 
 namespace tavo {
@@ -21,7 +16,6 @@ namespace {
 
 using platform::FakeHttpClient;
 using platform::Value;
-using testing::LoopbackServer;
 using testing::SdkTestEnvironment;
 using testing::WireFormat;
 
@@ -152,66 +146,6 @@ TEST_F(ShortUrlTest, WithoutAHostHandlerTheLongUrlIsOnlyLogged) {
   env.platform().mainLoop->runPending();
   EXPECT_FALSE(env.logged("TAVOLogger: 4 - continueUserActivity delegate is not implemented"));
   EXPECT_TRUE(TAVOController::sharedInstance().requestController()->pendingRequests().empty());
-}
-
-// Over a real socket, as a host using the C interface: the short link is resolved by the service, the host's
-// handler passes the long URL back to tavo_handle_link, and its basic click reaches the service.
-TEST(ShortUrlOverLoopback, TheLongUrlComesBackToTheHostAndIsAttributedWhenHandledAgain) {
-  LoopbackServer server;
-  SdkTestEnvironment env;
-  env.platform().httpClient = std::make_shared<platform::CurlHttpClient>(env.platform().operationQueue);
-  server.setResponder([](const LoopbackServer::Request& request) {
-    if (request.body.find("\"resolve\"") != std::string::npos)
-      return LoopbackServer::Answer::json(
-          R"({"status":200,"data":{"url":"https://go.tavo.example/offers/spring?entw=4f1c2d&utm_source=newsletter"}})");
-    return LoopbackServer::Answer::json(R"({"status":200})");
-  });
-  tavo_configuration* cfg = tavo_configuration_new(kKey);
-  tavo_configuration_set_url_base(cfg, server.baseURL().c_str());
-  tavo_start_session_with_configuration(cfg);
-  tavo_configuration_free(cfg);
-
-  std::atomic<int> handed{0};
-  env.platform().application->setContinueUserActivityHandler([&handed](const std::string& url) {
-    ++handed;
-    tavo_handle_link(url.c_str());
-    return true;
-  });
-  tavo_handle_link("https://go.tavo.link/~spring");
-  // The answer comes over a real socket: wait in real time, pumping the main loop without moving its clock.
-  for (int i = 0; i < 1000 && handed.load() == 0; ++i) {
-    env.platform().mainLoop->runPending();
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  ASSERT_EQ(handed.load(), 1);
-
-  // The basic click waits for the next timed batch.
-  const auto clickArrived = [&] {
-    for (const auto& request : server.requests())
-      if (request.body.find("e_click_basic") != std::string::npos) return true;
-    return false;
-  };
-  for (int i = 0; i < 500 && !clickArrived(); ++i) {
-    tavo_main_loop_run_for(0.5);
-    env.drainQueues();
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  ASSERT_TRUE(clickArrived());
-  for (const auto& request : server.requests()) {
-    for (const auto& operation : WireFormat::batchOperations(request.body)) {
-      const Value& params = *operation.get("params");
-      if (*operation.get("type") == Value("stu")) {
-        EXPECT_EQ(*params.get("stu_id"), Value("spring"));
-        EXPECT_EQ(*params.get("stu_subdomain"), Value("go.tavo.link"));
-      }
-      const Value* attributes = params.get("attributes");
-      if (attributes && attributes->get("e_attribution_type")) {
-        EXPECT_EQ(*attributes->get("e_ecid"), Value("4f1c2d"));
-        EXPECT_EQ(*attributes->get("e_params"), Value(platform::Dictionary{{"utm_source", "newsletter"}}));
-      }
-    }
-  }
-  EXPECT_EQ(handed.load(), 1);
 }
 
 }  // namespace

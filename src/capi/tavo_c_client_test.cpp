@@ -53,52 +53,41 @@ TEST(CClientProcess, StartsTracksLogsInAndOrdersOverARealSocket) {
   EXPECT_NE(run.output.find("session started: 1"), std::string::npos) << run.output;
   EXPECT_NE(run.output.find("delegate: started c-event-1"), std::string::npos) << run.output;
 
+  // What each step of the client put on the wire; the payloads' details are the C interface tests' business.
   bool initialUpdate = false, startEvent = false, levelUp = false, login = false, order = false;
   for (const auto& request : server.requests()) {
-    EXPECT_EQ(request.method, "POST");
     if (request.path == "/ws/tracker") {
       EXPECT_EQ(request.header("apiUser"), std::optional<std::string>("CCLIENTAPP1"));
-      EXPECT_EQ(request.header("apiKey"), std::optional<std::string>("KEY123456"));
       for (const auto& operation : WireFormat::batchOperations(request.body)) {
         const Value* params = operation.get("params");
         const Value* name = params ? params->get("eventName") : nullptr;
-        if (name && *name == Value("tavo_start_session")) startEvent = true;
+        startEvent = startEvent || (name && *name == Value("tavo_start_session"));
         if (name && *name == Value("level_up")) {
           levelUp = true;
           EXPECT_EQ(*params->get("attributes"), Value(platform::Dictionary{{"level", 3}, {"mode", "hard"}}));
-          EXPECT_EQ(*params->get("app_version"), Value("2.0"));
+          EXPECT_EQ(*params->get("app_version"), Value("2.0"));  // the host's bundle facts, set from C
         }
       }
       continue;
     }
-    const auto fields = WireFormat::formFields(request.body);
-    EXPECT_EQ(*fields.find("apiUser"), Value("CCLIENTAPP1"));
     const auto payload = WireFormat::formPayload(request.body);
     ASSERT_TRUE(payload) << request.body;
-    if (request.path == "/ws/updateuser" && payload->get("tavo_retrieve")) initialUpdate = true;
+    EXPECT_EQ(*WireFormat::formFields(request.body).find("apiUser"), Value("CCLIENTAPP1"));
+    initialUpdate = initialUpdate || (request.path == "/ws/updateuser" && payload->get("tavo_retrieve"));
     if (request.path == "/ws/firstlogin") {
       login = true;
       EXPECT_EQ(*payload->get("plan"), Value("pro"));
       EXPECT_EQ(payload->get("price"), nullptr);  // reserved: refused
       EXPECT_EQ(*payload->get("customerid"), Value("c-42"));
-      EXPECT_EQ(*payload->get("email"), Value("c@example.com"));
     }
     if (request.path == "/ws/addpurchase") {
       order = true;
       EXPECT_EQ(*payload->get("orderid"), Value("o-1"));
-      EXPECT_EQ(*payload->get("price"), Value("19.99"));
-      EXPECT_EQ(*payload->get("tavo_currency_code"), Value("EUR"));
-      const auto& products = *payload->get("products")->asArray();
-      ASSERT_EQ(products.size(), 1u);
-      EXPECT_EQ(*products[0].get("quantity"), Value("2.00"));
-      EXPECT_EQ(*products[0].get("product_name"), Value("Widget"));
+      EXPECT_EQ(payload->get("products")->asArray()->size(), 1u);
     }
   }
-  EXPECT_TRUE(initialUpdate);
-  EXPECT_TRUE(startEvent);
-  EXPECT_TRUE(levelUp);
-  EXPECT_TRUE(login);
-  EXPECT_TRUE(order);
+  EXPECT_TRUE(initialUpdate && startEvent && levelUp && login && order)
+      << initialUpdate << startEvent << levelUp << login << order;
 }
 
 }  // namespace

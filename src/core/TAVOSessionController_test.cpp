@@ -6,12 +6,12 @@
 #include <thread>
 
 #include "SdkTestEnvironment.h"
+#include "WireFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVOUtils.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Application.h"
-#include "platform/JSONSerialization.h"
 #include "tracking/TAVOEventController.h"
 
 namespace tavo {
@@ -48,15 +48,11 @@ class SessionControllerTest : public ::testing::Test {
   // The params of every event named token the server received, in order of sending.
   std::vector<Value> sentEvents(const std::string& token) {
     std::vector<Value> found;
-    for (const auto& request : env.http().requests()) {
-      const auto body = platform::JSONSerialization::JSONObjectWithData(request.body);
-      const Value* operations = body ? body->get("operations") : nullptr;
-      if (!operations || !operations->asArray()) continue;
-      for (const auto& operation : *operations->asArray()) {
-        const Value* params = operation.get("params");
-        if (params && params->get("eventName") && *params->get("eventName") == Value(token)) found.push_back(*params);
-      }
-    }
+    for (const auto& request : env.http().requests())
+      for (const auto& operation : testing::WireFormat::batchOperations(request.body))
+        if (const Value* params = operation.get("params"); params && params->get("eventName") &&
+                                                           *params->get("eventName") == Value(token))
+          found.push_back(*params);
     return found;
   }
   std::vector<double> sentSessionTimes() {
@@ -84,50 +80,13 @@ class SessionControllerTest : public ::testing::Test {
 
 // --- the running average -------------------------------------------------------------------------------
 
-TEST_F(SessionControllerTest, SessionsOfTenAndTwentySecondsAverageFifteenAndSurviveANewController) {
-  {
-    TAVOSessionController sessions;
-    sessions.startSession();
-    env.clock().advance(10);
-    sessions.toSleep();
-    EXPECT_FALSE(sessions.isStarted());
-    sessions.wakeUp();
-    env.clock().advance(20);
-    sessions.toSleep();
-    EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionTime, 15.0);
-    EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionNumber, 2.0);
-  }
-  env.drainQueues();
-  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{10.0, 15.0}));
-  const auto stored = storedSessionData();
-  ASSERT_TRUE(stored);
-  EXPECT_DOUBLE_EQ(*stored->sessionTime, 15.0);
-  EXPECT_DOUBLE_EQ(*stored->sessionNumber, 2.0);
-
-  // A later controller goes on from the stored figures: (2 * 15 + 30) / 3.
-  TAVOSessionController later;
-  later.startSession();
-  env.clock().advance(30);
-  later.endSession();
-  EXPECT_DOUBLE_EQ(*later.sessionData()->sessionTime, 20.0);
-  EXPECT_DOUBLE_EQ(*later.sessionData()->sessionNumber, 3.0);
-}
-
-TEST_F(SessionControllerTest, BecomingActiveDuringASessionKeepsItsStart) {
+TEST_F(SessionControllerTest, AWakeUpKeepsTheRunningStartAndAnEndWithoutASessionCountsAnEmptyOne) {
   TAVOSessionController sessions;
   sessions.startSession();
   env.clock().advance(5);
   sessions.wakeUp();
   env.clock().advance(5);
   EXPECT_DOUBLE_EQ(sessions.getCurrentSessionTime(), 10.0);
-  sessions.endSession();
-  EXPECT_DOUBLE_EQ(*sessions.sessionData()->sessionTime, 10.0);
-}
-
-TEST_F(SessionControllerTest, EndingWithoutARunningSessionCountsAnEmptyOne) {
-  TAVOSessionController sessions;
-  sessions.startSession();
-  env.clock().advance(10);
   sessions.toSleep();
   env.clock().advance(50);  // time in the background is no session time
   sessions.toSleep();
@@ -138,28 +97,20 @@ TEST_F(SessionControllerTest, EndingWithoutARunningSessionCountsAnEmptyOne) {
   EXPECT_EQ(sentSessionTimes(), (std::vector<double>{10.0, 5.0}));
 }
 
-TEST_F(SessionControllerTest, TheSessionTimeTravelsAsAFloat) {
-  TAVOSessionController sessions;
-  for (int i = 0; i < 2; ++i) {
+TEST_F(SessionControllerTest, TheAverageTravelsAsAFloatAndOneBeyondAFloatGoesWithoutAttributes) {
+  {
+    TAVOSessionController sessions;
     sessions.startSession();
     env.clock().advance(1);
     sessions.toSleep();
+    sessions.toSleep();  // two empty ones follow: (1 + 0) / 2, then (2 * 0.5 + 0) / 3
+    sessions.toSleep();
+    EXPECT_EQ(*sessions.sessionData()->sessionTime, 1.0 / 3.0);  // the store keeps the double
   }
-  sessions.toSleep();  // (2 * 1 + 0) / 3
-  env.drainQueues();
-  const double average = 2.0 / 3.0;
-  EXPECT_EQ(*sessions.sessionData()->sessionTime, average);  // the store keeps the double
-  ASSERT_EQ(sentSessionTimes().size(), 3u);
-  EXPECT_EQ(sentSessionTimes()[2], static_cast<double>(static_cast<float>(average)));
-  EXPECT_NE(sentSessionTimes()[2], average);
-}
-
-TEST_F(SessionControllerTest, AnAverageBeyondAFloatIsSentWithoutAttributes) {
   storeSessionData(1e300, 1);  // (1e300 + 0) / 2: a double, but +infinity as a float
   TAVOSessionController huge;
   huge.endSession();
   EXPECT_DOUBLE_EQ(*huge.sessionData()->sessionTime, 5e299);
-
   storeSessionData(-5, -1);  // (5 + 0) / 0: +infinity already as a double
   TAVOSessionController broken;
   broken.endSession();
@@ -167,10 +118,13 @@ TEST_F(SessionControllerTest, AnAverageBeyondAFloatIsSentWithoutAttributes) {
   EXPECT_DOUBLE_EQ(*broken.sessionData()->sessionNumber, 0.0);
 
   flush();
+  const auto times = sentSessionTimes();
+  ASSERT_EQ(times.size(), 5u);
+  EXPECT_EQ(times[2], static_cast<double>(static_cast<float>(1.0 / 3.0)));
+  EXPECT_NE(times[2], 1.0 / 3.0);
   const auto events = sentEvents("tavo_app_session");
-  ASSERT_EQ(events.size(), 2u);
-  EXPECT_EQ(events[0].get("attributes"), nullptr);
-  EXPECT_EQ(events[1].get("attributes"), nullptr);
+  EXPECT_EQ(events[3].get("attributes"), nullptr);
+  EXPECT_EQ(events[4].get("attributes"), nullptr);
 }
 
 // --- the install event ----------------------------------------------------------------------------------
@@ -227,21 +181,7 @@ TEST_F(PersistentSessionControllerTest, SessionDataOfAnOlderVersionMeansNoInstal
 
 // --- the application's lifecycle ------------------------------------------------------------------------
 
-TEST_F(SessionControllerTest, GoingToTheBackgroundFlushesTheBatch) {
-  TAVOSessionController sessions;
-  sessions.startSession();
-  env.clock().advance(3);
-  env.drainQueues();
-  EXPECT_EQ(env.http().requestCount(), 0u);  // the install event waits in the batch
-  sessions.toSleep();
-  env.drainQueues();
-  ASSERT_EQ(env.http().requestCount(), 1u);
-  EXPECT_EQ(env.http().requests()[0].url.substr(env.http().requests()[0].url.size() - 7), "tracker");
-  EXPECT_EQ(sentEvents("tavo_auto_event").size(), 1u);
-  EXPECT_EQ(sentSessionTimes(), (std::vector<double>{3.0}));
-}
-
-TEST_F(SessionControllerTest, TheApplicationsStateChangesDriveTheSessions) {
+TEST_F(SessionControllerTest, TheApplicationsStateChangesDriveSessionsWhoseAverageANewControllerGoesOnFrom) {
   auto application = env.platform().application;
   ASSERT_EQ(application->applicationState(), Application::Active);
   auto sessions = std::make_unique<TAVOSessionController>();
@@ -263,7 +203,7 @@ TEST_F(SessionControllerTest, TheApplicationsStateChangesDriveTheSessions) {
   application->setApplicationState(Application::Background);
   EXPECT_DOUBLE_EQ(*sessions->sessionData()->sessionTime, 15.0);
   EXPECT_DOUBLE_EQ(*sessions->sessionData()->sessionNumber, 2.0);
-  env.drainQueues();
+  env.drainQueues();  // going to the background flushed the batch: no timer ran
   EXPECT_EQ(sentSessionTimes(), (std::vector<double>{10.0, 15.0}));
 
   // Once the controller is gone the notifications reach nobody (the sanitizers see any stale handler).
@@ -272,6 +212,14 @@ TEST_F(SessionControllerTest, TheApplicationsStateChangesDriveTheSessions) {
   application->setApplicationState(Application::Background);
   env.drainQueues();
   EXPECT_EQ(sentSessionTimes().size(), 2u);
+
+  // A later controller goes on from the stored figures: (2 * 15 + 30) / 3.
+  TAVOSessionController later;
+  later.startSession();
+  env.clock().advance(30);
+  later.endSession();
+  EXPECT_DOUBLE_EQ(*later.sessionData()->sessionTime, 20.0);
+  EXPECT_DOUBLE_EQ(*later.sessionData()->sessionNumber, 3.0);
 }
 
 TEST_F(SessionControllerTest, LifecycleNotificationsFromAnotherThreadWhileTheControllerGoesAway) {

@@ -5,9 +5,7 @@
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
-#include "tracking/TAVOUser.h"
 #include "tavo/TAVOEventRequest.h"
-#include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/JSONSerialization.h"
 #include "tracking/TAVOEvent.h"
@@ -54,6 +52,15 @@ class RequestControllerTest : public ::testing::Test {
   Value body(std::size_t n) {
     return *platform::JSONSerialization::JSONObjectWithData(env.http().requests().at(n).body);
   }
+  void answerEvery(FakeHttpClient::Answer answer) {
+    env.http().setResponder([answer](const platform::HttpRequest&) { return answer; });
+  }
+  // Queues the operation and flushes it as a batch of its own.
+  void sendAlone(const std::shared_ptr<TAVOOperation>& operation) {
+    requests()->addOperationToQueue(operation);
+    requests()->sendOperations();
+    env.drainQueues();
+  }
 
   testing::SdkTestEnvironment env;
 };
@@ -81,83 +88,22 @@ TEST_F(RequestControllerTest, TheTimerFlushesTheBatchEveryQueueTime) {
   EXPECT_EQ(env.http().requestCount(), 2u);
 }
 
-TEST_F(RequestControllerTest, AnImmediatePayloadCarriesEverythingGatheredBeforeIt) {
-  requests()->addOperationToQueue(event("first"));
-  requests()->addOperationToQueue(event("second"));
-  TAVOEventController().sendEvent(TAVOEventRequest("tavo_start_session"), true);
-  env.drainQueues();
-  ASSERT_EQ(env.http().requestCount(), 1u);
-  const Value sent = body(0);
-  const auto& list = *sent.get("operations")->asArray();
-  ASSERT_EQ(list.size(), 3u);
-  EXPECT_EQ(*list[0].get("params")->get("eventName"), Value("first"));
-  EXPECT_EQ(*list[2].get("params")->get("eventName"), Value("tavo_start_session"));
-  EXPECT_EQ(*list[2].get("params")->get("retrieve_config"), Value("1"));
-  EXPECT_EQ(*list[2].get("params")->get("tavo_rules"), Value("1"));
-}
-
 TEST_F(RequestControllerTest, WithoutASessionOrWithTrackingOffRequestsAreDroppedNotParked) {
   testing::SdkTestEnvironment fresh;  // no session key
-  auto controller = TAVOController::sharedInstance().requestController();
   TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
-  controller->addOperationToQueue(event("x"));
-  controller->sendOperations();
+  sendAlone(event("x"));
   EXPECT_TRUE(fresh.logged("TAVOLogger: 4 - Can not perform requests. Session is not started"));
-  EXPECT_EQ(fresh.http().requestCount(), 0u);
-  EXPECT_TRUE(controller->pendingRequests().empty());
 
   startSession();
   TAVOController::sharedInstance().dataStoreController()->saveUserTracking(true);
-  controller->addOperationToQueue(event("y"));
-  controller->sendOperations();
+  sendAlone(event("y"));
   EXPECT_TRUE(fresh.logged("TAVOLogger: 4 - User tracking is disabled. Discarting request"));
   EXPECT_EQ(fresh.http().requestCount(), 0u);
-  EXPECT_TRUE(controller->pendingRequests().empty());
-}
-
-TEST_F(RequestControllerTest, ConnectionErrorsAreRetriedThreeSendsThenParked) {
-  env.http().setResponder([](const platform::HttpRequest&) { return FakeHttpClient::Answer::transportError(); });
-  requests()->addOperationToQueue(event("lost"));
-  requests()->sendOperations();
-  env.drainQueues();
-  EXPECT_EQ(env.http().requestCount(), 3u);
-  EXPECT_EQ(env.countLogged("TAVOLogger: 16 - Connection error: Retry request"), 3u);
-  const auto parked = requests()->pendingRequests();
-  ASSERT_EQ(parked.size(), 1u);
-  EXPECT_EQ(parked[0]->retriedTimes(), 3u);
-
-  // The next session start sends it again, as a fresh request carrying the credentials only.
-  env.http().setResponder([](const platform::HttpRequest&) { return FakeHttpClient::Answer::status(200, "{\"status\":200}"); });
-  requests()->repeatPendingRequests();
-  env.drainQueues();
-  ASSERT_EQ(env.http().requestCount(), 4u);
-  EXPECT_EQ(env.http().requests()[3].body, "apiUser=APPUSER0001&apiKey=KEY000009");
-  EXPECT_EQ(env.http().requests()[3].url, env.http().requests()[0].url);
   EXPECT_TRUE(requests()->pendingRequests().empty());
 }
 
-TEST_F(RequestControllerTest, RejectedOrUnreadableAnswersParkAtOnce) {
-  for (const auto& answer : {FakeHttpClient::Answer::status(500, "500"), FakeHttpClient::Answer::status(200, "<html>"),
-                             FakeHttpClient::Answer::status(200, "{\"status\":666}")}) {
-    testing::SdkTestEnvironment local;
-    startSession();
-    local.http().enqueueAnswer(answer);
-    auto controller = TAVOController::sharedInstance().requestController();
-    controller->addOperationToQueue(event("e"));
-    controller->sendOperations();
-    local.drainQueues();
-    EXPECT_EQ(local.http().requestCount(), 1u) << answer.response->body;
-    EXPECT_EQ(controller->pendingRequests().size(), 1u) << answer.response->body;
-    const auto lines = local.logLines();
-    const bool failed = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-      return line.rfind("TAVOLogger: 16 - Request failed with message: Error Domain=example.tavo.sdk.error Code=", 0) == 0;
-    });
-    EXPECT_TRUE(failed) << answer.response->body;
-  }
-}
-
 TEST_F(RequestControllerTest, PayloadsThatMustNotBeRetriedAreDroppedFromTheirBatch) {
-  env.http().setResponder([](const platform::HttpRequest&) { return FakeHttpClient::Answer::transportError(); });
+  answerEvery(FakeHttpClient::Answer::transportError());
   auto check = std::make_shared<DroppedOnError>();
   check->init();
   requests()->addOperationToQueue(TAVOOperation::operationWithTransmitObject(check));  // flushes alone
@@ -174,11 +120,10 @@ TEST_F(RequestControllerTest, PayloadsThatMustNotBeRetriedAreDroppedFromTheirBat
   EXPECT_EQ(*parked[0]->operations()[0]->transmitObject->objectData.find("eventName"), Value("kept"));
 }
 
-TEST_F(RequestControllerTest, TheQueueReportsItsCountAndWhenItEmpties) {
+TEST_F(RequestControllerTest, TheQueueReportsItsCountAndWhenItEmptiesAndParksARequestOnce) {
+  answerEvery(FakeHttpClient::Answer::status(200, "{\"status\":200}"));
   TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
-  requests()->addOperationToQueue(event("watched"));
-  requests()->sendOperations();
-  env.drainQueues();
+  sendAlone(event("watched"));
   const auto lines = env.logLines();
   const auto completed = std::find(lines.begin(), lines.end(), "TAVOLogger: 2 - QueueCompleted");
   ASSERT_NE(completed, lines.end());
@@ -186,16 +131,14 @@ TEST_F(RequestControllerTest, TheQueueReportsItsCountAndWhenItEmpties) {
   EXPECT_EQ(*(completed + 1), "TAVOLogger: 4 - Operations in queue 0");  // "completed" comes first
   EXPECT_TRUE(env.logged("TAVOLogger: 4 - Operations in queue 1"));
   EXPECT_TRUE(env.logged("TAVOLogger: 4 - New request added to queue"));
-}
 
-TEST_F(RequestControllerTest, TheSameRequestIsParkedOnce) {
   auto request = TAVORequest::requestWithOperations({event("x")});
   requests()->setRequestAsFailed(request);
   requests()->setRequestAsFailed(request);
   EXPECT_EQ(requests()->pendingRequests().size(), 1u);
 }
 
-TEST_F(RequestControllerTest, DelegatesHearStartedAndFailedWithTheirId) {
+TEST_F(RequestControllerTest, AnUnreadableAnswerFailsOnceAndAThrowingDelegateIsLogged) {
   std::vector<std::string> heard;
   auto delegate = std::make_shared<TAVORequestDelegate>();
   delegate->onStarted = [&](const std::string& id) { heard.push_back("started " + id); };
@@ -205,16 +148,11 @@ TEST_F(RequestControllerTest, DelegatesHearStartedAndFailedWithTheirId) {
 
   TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
   env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, "not json"));
-  const auto withCustom = event("a", delegate, std::string("my-id"));
-  const auto withoutCustom = event("b", delegate);
-  requests()->addOperationToQueue(withCustom);
-  requests()->addOperationToQueue(withoutCustom);
-  requests()->addOperationToQueue(event("c", throwing));
-  requests()->sendOperations();
-  env.drainQueues();
+  requests()->addOperationToQueue(event("a", delegate, std::string("my-id")));
+  requests()->addOperationToQueue(event("b", throwing));
+  sendAlone(event("c", delegate, std::string("other")));
   // A body that is not JSON fails the first operation's reading once: one failure round.
-  EXPECT_EQ(heard, (std::vector<std::string>{"started my-id", "started " + withoutCustom->operationId,
-                                             "failed my-id", "failed " + withoutCustom->operationId}));
+  EXPECT_EQ(heard, (std::vector<std::string>{"started my-id", "started other", "failed my-id", "failed other"}));
   EXPECT_EQ(env.countLogged("TAVOLogger: 4 - Error executing TAVORequestDelegate onStarted"), 1u);
 }
 
@@ -222,9 +160,7 @@ TEST_F(RequestControllerTest, TheStartSessionEventConnectsOnlyWhenDelivered) {
   auto& controller = TAVOController::sharedInstance();
   controller.setConnectionStatusTo(TAVOController::StartRequested);
   env.http().enqueueAnswer(FakeHttpClient::Answer::transportError());
-  env.http().enqueueAnswer(FakeHttpClient::Answer::status(
-      200, R"({"status":200,"config":{"events":[{"id":1,"category":"screen","active":1,"token":"home"},)"
-           R"({"id":2,"category":"screen","active":0,"token":"off"},{"id":3,"category":"other","active":1,"token":"x"}]}})"));
+  env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, "{\"status\":200}"));
   // The start-session event is a rule check: a failed send drops it rather than retrying or parking it.
   TAVOEventController().sendEvent(TAVOEventRequest("tavo_start_session"), true);
   env.drainQueues();
@@ -240,22 +176,6 @@ TEST_F(RequestControllerTest, TheStartSessionEventConnectsOnlyWhenDelivered) {
   env.drainQueues();
   EXPECT_EQ(env.http().requestCount(), 2u);
   EXPECT_EQ(controller.connectionStatus(), TAVOController::SessionStarted);
-  EXPECT_EQ(controller.eventController()->screenEvents(), (std::vector<std::string>{"home"}));
-}
-
-TEST_F(RequestControllerTest, AUserDataAnswerUpdatesAndStoresTheUser) {
-  auto update = std::make_shared<TAVOUpdateUser>();
-  update->initWithExtras(std::nullopt, true);
-  env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, R"({"status":"200","response":{"idtAVoUser":"321","info":{"points":5}}})"));
-  requests()->addRequestToQueue(TAVORequest::requestWithUpdateUser(update));
-  env.drainQueues();
-  const auto user = TAVOController::sharedInstance().currentUser();
-  EXPECT_EQ(user->tAVoUserID, std::optional<Value>(321));
-  EXPECT_EQ(user->userInfo, (platform::Dictionary{{"points", 5}}));
-  EXPECT_FALSE(user->isNew);
-  const auto stored = TAVODataStoreController().getObjectFromDataStore(TAVODataStoreController::kUserModelKey);
-  ASSERT_TRUE(stored);
-  EXPECT_EQ(stored->objectAs<TAVOUser>()->tAVoUserID, std::optional<Value>(321));
 }
 
 class PersistentRequestControllerTest : public RequestControllerTest {
@@ -263,24 +183,20 @@ class PersistentRequestControllerTest : public RequestControllerTest {
   PersistentRequestControllerTest() : RequestControllerTest(testing::SdkTestEnvironment::Store::File) {}
 };
 
-TEST_F(PersistentRequestControllerTest, ParkedRequestsSurviveARestartAndTheKeyIsReadOnce) {
-  env.http().setResponder([](const platform::HttpRequest&) { return FakeHttpClient::Answer::transportError(); });
-  requests()->addOperationToQueue(event("survivor"));
-  requests()->sendOperations();
-  env.drainQueues();
+TEST_F(PersistentRequestControllerTest, ParkedRequestsAreReadOnceByTheNextProcessAndGoneOnceDelivered) {
+  answerEvery(FakeHttpClient::Answer::transportError());
+  sendAlone(event("survivor"));
   ASSERT_EQ(requests()->pendingRequests().size(), 1u);
-  const std::string url = requests()->pendingRequests()[0]->URL;
 
   env.restart();
   startSession();
   const auto parked = requests()->pendingRequests();
   ASSERT_EQ(parked.size(), 1u);
-  EXPECT_EQ(parked[0]->URL, url);
   EXPECT_EQ(*parked[0]->operations()[0]->transmitObject->objectData.find("eventName"), Value("survivor"));
   // Read once and cleared: a third process start would not see it again unless it is parked again.
   EXPECT_FALSE(env.platform().userDefaults->objectForKey(TAVODataStoreController::kPendingRequestsKey));
 
-  env.http().setResponder([](const platform::HttpRequest&) { return FakeHttpClient::Answer::status(200, "{\"status\":200}"); });
+  answerEvery(FakeHttpClient::Answer::status(200, "{\"status\":200}"));
   requests()->repeatPendingRequests();
   env.drainQueues();
   EXPECT_TRUE(requests()->pendingRequests().empty());

@@ -22,8 +22,6 @@ class TestModel : public AutoCoding {
   std::optional<platform::Date> seen;
   std::optional<platform::Dictionary> extras;
   std::optional<Value> anything;
-  // A computed value, derived from name: not a codable property.
-  std::string greeting() const { return "hello " + name.value_or("?"); }
 
   std::string className() const override { return "TestModel"; }
   const std::vector<Property>& codableProperties() const override {
@@ -66,7 +64,6 @@ TEST(AutoCoding, EveryDeclaredPropertyRoundTripsAndNilsStayOut) {
 
   const auto dict = model->dictionaryRepresentation();
   EXPECT_EQ(dict.allKeys(), (std::vector<std::string>{"name", "score", "enabled", "seen", "extras"}));
-  EXPECT_FALSE(dict.contains("greeting"));
 
   const auto back = decode(platform::KeyedArchiver::archivedDataWithRootObject(
       Value(std::shared_ptr<platform::Codable>(model))));
@@ -77,7 +74,6 @@ TEST(AutoCoding, EveryDeclaredPropertyRoundTripsAndNilsStayOut) {
   EXPECT_EQ(back->seen, model->seen);
   EXPECT_EQ(back->extras, model->extras);
   EXPECT_FALSE(back->anything);
-  EXPECT_EQ(back->greeting(), "hello Ana");
 }
 
 TEST(AutoCoding, SubclassesCodeTheirBasesPropertiesAndNestedModels) {

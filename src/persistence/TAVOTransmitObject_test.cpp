@@ -5,7 +5,6 @@
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOControllerTestAccess.h"
-#include "platform/JSONSerialization.h"
 #include "tracking/TAVOUser.h"
 
 namespace tavo {
@@ -32,7 +31,7 @@ class TransmitObjectTest : public ::testing::Test {
   testing::SdkTestEnvironment env;
 };
 
-TEST_F(TransmitObjectTest, StartsFromTheCommonParametersOfEveryPayload) {
+TEST_F(TransmitObjectTest, StartsFromTheCommonParametersAndTheCurrentUsersIds) {
   env.clock().setNow(platform::Date(1700000000.0));
   env.platform().timeZone = std::make_shared<platform::TimeZone>(platform::TimeZone::utc());
   env.platform().bundle->setInfoValue("CFBundleShortVersionString", "2.1");
@@ -46,24 +45,19 @@ TEST_F(TransmitObjectTest, StartsFromTheCommonParametersOfEveryPayload) {
   EXPECT_EQ(*data.find("app_version"), Value("2.1"));
   EXPECT_EQ(*data.find("tavo_timestamp"), Value("2023-11-14 22:13:20"));
   EXPECT_EQ(data.find("udid")->asString()->rfind("V-", 0), 0u);
-  EXPECT_FALSE(data.contains("tavo_impression_delegate"));
-  EXPECT_FALSE(data.contains("eid"));
-  EXPECT_FALSE(data.contains("email"));
-}
-
-TEST_F(TransmitObjectTest, EventsAndChecksAskForImpressionDelegation) {
+  EXPECT_FALSE(data.contains("tavo_impression_delegate"));  // only events and checks ask for it
   EXPECT_EQ(*make<EventLike>()->objectData.find("tavo_impression_delegate"), Value(true));
   EXPECT_EQ(*make<CheckLike>()->objectData.find("tavo_impression_delegate"), Value(true));
-}
+  EXPECT_FALSE(data.contains("eid"));
+  EXPECT_FALSE(data.contains("email"));
 
-TEST_F(TransmitObjectTest, TheCurrentUsersServerIdAndMailAreAdded) {
   TAVOController::sharedInstance().updateCurrentUser([](TAVOUser& user) {
     user.tAVoUserID = Value(981);
     user.userMail = "ana@example.com";
   });
-  auto object = make<TAVOTransmitObject>();
-  EXPECT_EQ(*object->objectData.find("eid"), Value(981));
-  EXPECT_EQ(*object->objectData.find("email"), Value("ana@example.com"));
+  auto known = make<TAVOTransmitObject>();
+  EXPECT_EQ(*known->objectData.find("eid"), Value(981));
+  EXPECT_EQ(*known->objectData.find("email"), Value("ana@example.com"));
 }
 
 TEST_F(TransmitObjectTest, ReservedExtraKeysAreRefusedOneByOne) {
@@ -75,22 +69,6 @@ TEST_F(TransmitObjectTest, ReservedExtraKeysAreRefusedOneByOne) {
   EXPECT_EQ(*object->objectData.find("Price"), Value(1));  // the check is case-sensitive
   EXPECT_EQ(*object->objectData.find("udid"), udid);
   EXPECT_EQ(env.countLogged("TAVOLogger: 16 - ReservedKeyUsed"), 2u);
-  EXPECT_TRUE(TAVOTransmitObject::isReservedKey("partner_device_id"));
-  EXPECT_TRUE(TAVOTransmitObject::isReservedKey("registred_at"));
-}
-
-TEST_F(TransmitObjectTest, AttributesAndJSON) {
-  auto object = make<TAVOTransmitObject>();
-  object->setAttributes(std::nullopt);
-  EXPECT_FALSE(object->objectData.contains("attributes"));
-  object->setAttributes(platform::Dictionary{{"level", 3}});
-  EXPECT_EQ(*object->objectData.find("attributes"), Value(platform::Dictionary{{"level", 3}}));
-  const auto json = object->serializeToJSONString();
-  ASSERT_TRUE(json);
-  EXPECT_EQ(platform::JSONSerialization::JSONObjectWithData(*json), Value(object->objectData));
-
-  object->objectData.set("when", platform::Date(0));  // not expressible in JSON
-  EXPECT_FALSE(object->serializeToJSONString());
 }
 
 }  // namespace

@@ -9,51 +9,36 @@
 namespace tavo::platform {
 namespace {
 
-TEST(BundleInfo, ReadsWhatTheHostSet) {
+TEST(BundleInfo, AHostValueReplacesTheOldOneInPlace) {
   Bundle bundle(Dictionary{{"CFBundleVersion", "412"}, {"CFBundleName", "Demo"}});
-  EXPECT_EQ(bundle.objectForInfoDictionaryKey("CFBundleVersion"), Value("412"));
   EXPECT_FALSE(bundle.objectForInfoDictionaryKey("CFBundleShortVersionString").has_value());
-
   bundle.setInfoValue("CFBundleShortVersionString", "4.1");
   bundle.setInfoValue("CFBundleVersion", "413");
-  EXPECT_EQ(bundle.objectForInfoDictionaryKey("CFBundleShortVersionString"), Value("4.1"));
-  const Dictionary info = bundle.infoDictionary();
-  EXPECT_EQ(info.size(), 3u);
-  EXPECT_EQ(info.allKeys().front(), "CFBundleVersion");  // replaced in place, order kept
-  EXPECT_EQ(*info.find("CFBundleVersion"), Value("413"));
+  EXPECT_EQ(bundle.objectForInfoDictionaryKey("CFBundleVersion"), Value("413"));
+  EXPECT_EQ(bundle.infoDictionary().allKeys(),
+            (std::vector<std::string>{"CFBundleVersion", "CFBundleName", "CFBundleShortVersionString"}));
 }
 
-TEST(BundleLocalizedStrings, FallsBackToValueThenKey) {
+TEST(BundleLocalizedStrings, TablesFallBackToTheValueThenTheKey) {
   Bundle bundle;
-  bundle.setLocalizedStrings("Localizable", Dictionary{{"OK", "Aceptar"}});
-  EXPECT_EQ(bundle.localizedStringForKey("OK", "Okay"), "Aceptar");
-  EXPECT_EQ(bundle.localizedStringForKey("Cancel", "Cancel it"), "Cancel it");
-  EXPECT_EQ(bundle.localizedStringForKey("Cancel", ""), "Cancel");
-}
-
-TEST(BundleLocalizedStrings, EmptyTableNameIsLocalizable) {
-  Bundle bundle;
-  bundle.setLocalizedStrings("Localizable", Dictionary{{"Hello", "Hola"}});
-  bundle.setLocalizedStrings("Alerts", Dictionary{{"Hello", "¡Atención!"}});
-  EXPECT_EQ(bundle.localizedStringForKey("Hello", "", ""), "Hola");
-  EXPECT_EQ(bundle.localizedStringForKey("Hello", "", "Localizable"), "Hola");
-  EXPECT_EQ(bundle.localizedStringForKey("Hello", "", "Alerts"), "¡Atención!");
-  EXPECT_EQ(bundle.localizedStringForKey("Hello", "", "Missing"), "Hello");
-}
-
-TEST(BundleLocalizedStrings, ReplacingATableDropsItsOldEntries) {
-  Bundle bundle;
-  bundle.setLocalizedStrings("", Dictionary{{"A", "1"}, {"B", "2"}});
-  bundle.setLocalizedStrings("", Dictionary{{"A", "3"}});
-  EXPECT_EQ(bundle.localizedStringForKey("A", ""), "3");
-  EXPECT_EQ(bundle.localizedStringForKey("B", ""), "B");
-}
-
-TEST(BundleLocalizedStrings, NonStringEntryCountsAsMissing) {
-  Bundle bundle;
-  bundle.setLocalizedStrings("", Dictionary{{"Count", 3}, {"Empty", ""}});
-  EXPECT_EQ(bundle.localizedStringForKey("Count", "fallback"), "fallback");
-  EXPECT_EQ(bundle.localizedStringForKey("Empty", "fallback"), "");  // present, even if empty
+  bundle.setLocalizedStrings("Localizable", Dictionary{{"OK", "Aceptar"}, {"Count", 3}, {"Empty", ""}});
+  bundle.setLocalizedStrings("Alerts", Dictionary{{"OK", "¡Atención!"}, {"Gone", "soon"}});
+  bundle.setLocalizedStrings("Alerts", Dictionary{{"OK", "¡Vale!"}});  // replaces the whole table
+  const struct {
+    const char *key, *value, *table, *expected;
+  } cases[] = {
+      {"OK", "Okay", "", "Aceptar"},  // an empty table name is Localizable
+      {"OK", "", "Localizable", "Aceptar"},
+      {"OK", "", "Alerts", "¡Vale!"},
+      {"Gone", "", "Alerts", "Gone"},
+      {"OK", "", "Missing", "OK"},
+      {"Cancel", "Cancel it", "", "Cancel it"},
+      {"Cancel", "", "", "Cancel"},
+      {"Count", "fallback", "", "fallback"},  // not a string: missing
+      {"Empty", "fallback", "", ""},          // present, even if empty
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(bundle.localizedStringForKey(c.key, c.value, c.table), c.expected) << c.key << " in " << c.table;
 }
 
 TEST(BundleThreads, ReadersSeeWholeTablesWhileTheHostWrites) {

@@ -10,39 +10,25 @@
 namespace tavo::platform {
 namespace {
 
-TEST(ManualClockTest, AdvanceMovesWallAndMonotonicTogether) {
+TEST(ManualClockTest, TimeMovesOnlyForwardWhileTheWallClockMayBeSetBack) {
   ManualClock clock(Date(1000.0));
-  EXPECT_EQ(clock.now(), Date(1000.0));
-  EXPECT_EQ(clock.monotonicSeconds(), 0.0);
   clock.advance(2.5);
+  clock.advance(-5.0);  // ignored
   EXPECT_EQ(clock.now(), Date(1002.5));
   EXPECT_EQ(clock.monotonicSeconds(), 2.5);
-}
-
-TEST(ManualClockTest, NeverRunsBackwards) {
-  ManualClock clock(Date(1000.0));
-  clock.advance(-5.0);
-  EXPECT_EQ(clock.monotonicSeconds(), 0.0);
-  EXPECT_EQ(clock.now(), Date(1000.0));
 
   std::mutex mutex;
   std::condition_variable cv;
   std::unique_lock lock(mutex);
-  clock.waitUntil(cv, lock, 7.0);
+  clock.waitUntil(cv, lock, 7.0);  // waiting is moving the clock to the deadline
   EXPECT_EQ(clock.monotonicSeconds(), 7.0);
   EXPECT_EQ(clock.now(), Date(1007.0));
   clock.waitUntil(cv, lock, 3.0);
   EXPECT_EQ(clock.monotonicSeconds(), 7.0);
-  EXPECT_EQ(clock.now(), Date(1007.0));
   EXPECT_TRUE(lock.owns_lock());
-}
 
-TEST(ManualClockTest, SetNowMovesWallTimeOnly) {
-  ManualClock clock(Date(1000.0));
-  clock.advance(1.0);
   clock.setNow(Date(500.0));  // a user setting the device clock back
-  EXPECT_EQ(clock.now(), Date(500.0));
-  EXPECT_EQ(clock.monotonicSeconds(), 1.0);
+  EXPECT_EQ(clock.monotonicSeconds(), 7.0);
   clock.advance(1.0);
   EXPECT_EQ(clock.now(), Date(501.0));
 }
@@ -74,16 +60,9 @@ TEST(ManualClockTest, ConcurrentAdvancesAndWaitsLoseNoTime) {
   EXPECT_EQ(clock.now(), Date(2100.0));
 }
 
-TEST(SystemClockTest, ReadsTheMachineClocks) {
+TEST(SystemClockTest, ReadsTheMachineClocksAndWaitsUntilTheDeadline) {
   SystemClock clock;
-  const double unix = static_cast<double>(std::time(nullptr));
-  EXPECT_NEAR(clock.now().timeIntervalSince1970(), unix, 5.0);
-  const double first = clock.monotonicSeconds();
-  EXPECT_LE(first, clock.monotonicSeconds());
-}
-
-TEST(SystemClockTest, WaitUntilReachesTheDeadline) {
-  SystemClock clock;
+  EXPECT_NEAR(clock.now().timeIntervalSince1970(), static_cast<double>(std::time(nullptr)), 5.0);
   std::mutex mutex;
   std::condition_variable cv;
   std::unique_lock lock(mutex);

@@ -18,21 +18,15 @@ namespace {
 
 using Cookie = CookieStorage::Cookie;
 
-// A data directory of its own, removed with everything in it.
-struct ScratchDirectory {
-  ScratchDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tavo-cookies-XXXXXX").string();
-    if (::mkdtemp(pattern.data())) path = pattern;
-  }
-  ~ScratchDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  std::string path;
-};
-
 class CookieStorageTest : public ::testing::Test {
  protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tavo-cookies-XXXXXX").string();
+    ASSERT_TRUE(::mkdtemp(pattern.data()));
+    directory = pattern;
+    fileSystem = std::make_shared<FileSystem>(directory);
+  }
+  void TearDown() override { std::filesystem::remove_all(directory); }
   std::shared_ptr<CookieStorage> open() {
     return std::make_shared<CookieStorage>(fileSystem, [clock = clock] { return clock->now(); });
   }
@@ -52,8 +46,8 @@ class CookieStorageTest : public ::testing::Test {
     return out;
   }
 
-  ScratchDirectory directory;
-  std::shared_ptr<FileSystem> fileSystem = std::make_shared<FileSystem>(directory.path);
+  std::string directory;
+  std::shared_ptr<FileSystem> fileSystem;
   std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
 };
 
@@ -73,29 +67,23 @@ TEST_F(CookieStorageTest, ACookieReplacesOnlyTheOneWithTheSameNameDomainAndPath)
 }
 
 TEST_F(CookieStorageTest, PersistentCookiesAndThePolicySurviveAReopenButSessionCookiesDoNot) {
+  Cookie kept = cookie("kept", "v");
+  kept.originURL = "example.com";
+  kept.version = "1";
+  kept.secure = true;
+  Cookie session = cookie("session", "v");
+  session.expiresDate.reset();
   {
     auto storage = open();
     EXPECT_EQ(storage->cookieAcceptPolicy(), CookieStorage::OnlyFromMainDocumentDomain);
     storage->setCookieAcceptPolicy(CookieStorage::Always);
-    Cookie kept = cookie("kept", "v");
-    kept.originURL = "example.com";
-    kept.version = "1";
-    kept.secure = true;
     storage->setCookie(kept);
-    Cookie session = cookie("session", "v");
-    session.expiresDate.reset();
     storage->setCookie(session);
     EXPECT_EQ(storage->cookies().size(), 2u);
   }
   auto reopened = open();
   EXPECT_EQ(reopened->cookieAcceptPolicy(), CookieStorage::Always);
-  const auto cookies = reopened->cookies();
-  ASSERT_EQ(cookies.size(), 1u);
-  Cookie expected = cookie("kept", "v");
-  expected.originURL = "example.com";
-  expected.version = "1";
-  expected.secure = true;
-  EXPECT_EQ(cookies[0], expected);
+  EXPECT_EQ(reopened->cookies(), std::vector<Cookie>{kept});
 }
 
 TEST_F(CookieStorageTest, ExpiredCookiesArePurgedOnReadAndFromTheFile) {
@@ -105,7 +93,7 @@ TEST_F(CookieStorageTest, ExpiredCookiesArePurgedOnReadAndFromTheFile) {
   clock->advance(10);  // expiry is exclusive: at its date the cookie is gone
   EXPECT_EQ(names(storage->cookiesForURL("https://www.example.com/")), (Names{"long=2"}));
   EXPECT_EQ(names(open()->cookies()), (Names{"long=2"}));
-  const auto file = fileSystem->contentsAtPath(directory.path + "/" + CookieStorage::kFileName);
+  const auto file = fileSystem->contentsAtPath(directory + "/" + CookieStorage::kFileName);
   ASSERT_TRUE(file);
   EXPECT_EQ(std::string(file->begin(), file->end()).find("short"), std::string::npos);
 
@@ -157,7 +145,7 @@ TEST_F(CookieStorageTest, TheAcceptPolicyDecidesWhatIsStored) {
 }
 
 TEST_F(CookieStorageTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
-  const std::string path = directory.path + "/" + CookieStorage::kFileName;
+  const std::string path = directory + "/" + CookieStorage::kFileName;
   for (const std::string damaged :
        {"{not json", "[1,2]", R"({"acceptPolicy":"x","cookies":[{"name":5},{"value":"x"},7]})",
         R"({"acceptPolicy":9,"cookies":{"name":"a"}})"}) {

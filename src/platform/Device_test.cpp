@@ -14,82 +14,56 @@
 namespace tavo::platform {
 namespace {
 
-std::optional<std::string> machineId() {
-  for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
-    std::ifstream file(path);
-    std::string line;
-    if (file && std::getline(file, line) && !line.empty()) return line;
-  }
-  return std::nullopt;
-}
-
 TEST(DeviceFromThisMachine, ReadsKernelFacts) {
   utsname names{};
   ASSERT_EQ(uname(&names), 0);
   const auto device = Device::fromThisMachine("com.example.vendor");
   EXPECT_EQ(device->sysctlByName("hw.machine"), std::string(names.machine));
-  ASSERT_TRUE(device->sysctlByName("kern.osversion").has_value());
-  EXPECT_FALSE(device->sysctlByName("kern.osversion")->empty());
+  EXPECT_FALSE(device->sysctlByName("kern.osversion").value_or("").empty());
+  EXPECT_FALSE(device->sysctlByName("hw.nosuchthing").has_value());
   EXPECT_EQ(device->systemName(), "Linux");
   EXPECT_EQ(device->systemVersion(), names.release);
   EXPECT_EQ(device->systemMajorVersion(), std::atoi(names.release));
-  EXPECT_GT(device->systemMajorVersion(), 0);
-  ASSERT_TRUE(device->model().has_value());
-  EXPECT_FALSE(device->model()->empty());
-  EXPECT_FALSE(device->sysctlByName("hw.nosuchthing").has_value());
+  EXPECT_FALSE(device->model().value_or("").empty());
 }
 
-TEST(DeviceFromThisMachine, VendorIdentifierIsStablePerVendor) {
-  const auto id = machineId();
-  if (!id) GTEST_SKIP() << "this machine has no machine id";
-  const auto first = Device::fromThisMachine("com.example.vendor")->identifierForVendor();
-  const auto again = Device::fromThisMachine("com.example.vendor")->identifierForVendor();
-  const auto other = Device::fromThisMachine("com.other.vendor")->identifierForVendor();
-  ASSERT_TRUE(first && again && other);
-  EXPECT_EQ(*first, *again);
-  EXPECT_NE(*first, *other);
-  EXPECT_EQ(*first, Device::vendorIdentifierForMachine(*id, "com.example.vendor"));
-}
-
-TEST(DeviceVendorIdentifier, DependsOnMachineAndVendorOnly) {
+TEST(DeviceVendorIdentifier, IsANameBasedUUIDOfMachineAndVendorOnly) {
   const std::string machineA = "0123456789abcdef0123456789abcdef";
-  const std::string machineB = "fedcba9876543210fedcba9876543210";
   const std::string id = Device::vendorIdentifierForMachine(machineA, "vendor");
   EXPECT_EQ(id, Device::vendorIdentifierForMachine(machineA, "vendor"));
   EXPECT_NE(id, Device::vendorIdentifierForMachine(machineA, "vendor2"));
-  EXPECT_NE(id, Device::vendorIdentifierForMachine(machineB, "vendor"));
+  EXPECT_NE(id, Device::vendorIdentifierForMachine("fedcba9876543210fedcba9876543210", "vendor"));
   ASSERT_EQ(id.size(), 36u);
   EXPECT_EQ(id[14], '5');
   EXPECT_EQ(id.find_first_of("abcdef"), std::string::npos);  // upper case
+
+  std::string machineId;  // this machine's, as the device reads it
+  for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"})
+    if (std::ifstream file(path); machineId.empty() && file) std::getline(file, machineId);
+  if (machineId.empty()) GTEST_SKIP() << "this machine has no machine id";
+  EXPECT_EQ(Device::fromThisMachine("com.example.vendor")->identifierForVendor(),
+            Device::vendorIdentifierForMachine(machineId, "com.example.vendor"));
 }
 
-TEST(DeviceTracking, NothingUntilTheHostGrantsIt) {
+TEST(DeviceTracking, NoAdvertisingIdentifierUntilTheHostGrantsIt) {
   const auto device = Device::fromThisMachine("vendor");
   EXPECT_FALSE(device->hasTrackingManager());
   EXPECT_EQ(device->trackingAuthorizationStatus(), Device::NotDetermined);
   EXPECT_FALSE(device->advertisingIdentifier().has_value());
 
-  device->setTracking(true, Device::Authorized, "6D92078A-8246-4BA4-AE5B-76104861E7DC");
-  EXPECT_TRUE(device->hasTrackingManager());
-  EXPECT_EQ(device->trackingAuthorizationStatus(), Device::Authorized);
-  EXPECT_EQ(device->advertisingIdentifier(), "6D92078A-8246-4BA4-AE5B-76104861E7DC");
-}
-
-TEST(DeviceTracking, RequestWithoutHandlerReportsCurrentStatusAtOnce) {
-  Device device;
-  device.setTracking(true, Device::Restricted, std::nullopt);
+  // Without a request handler the current status is reported at once; no completion is fine too.
+  device->setTracking(true, Device::Restricted, std::nullopt);
   std::optional<Device::TrackingStatus> reported;
-  device.requestTrackingAuthorization([&](Device::TrackingStatus status) { reported = status; });
+  device->requestTrackingAuthorization([&](Device::TrackingStatus status) { reported = status; });
   EXPECT_EQ(reported, Device::Restricted);
-  device.requestTrackingAuthorization(nullptr);  // no completion: nothing to call, nothing breaks
+  device->requestTrackingAuthorization(nullptr);
 }
 
 TEST(DeviceTracking, HostAnswerFromAnotherThreadUpdatesStatusOnce) {
   const auto device = std::make_shared<Device>();
   device->setTracking(true, Device::NotDetermined, std::nullopt);
   std::function<void(Device::TrackingStatus)> answer;
-  device->setTrackingRequestHandler(
-      [&](std::function<void(Device::TrackingStatus)> reply) { answer = reply; });
+  device->setTrackingRequestHandler([&](std::function<void(Device::TrackingStatus)> reply) { answer = reply; });
 
   int completions = 0;
   Device::TrackingStatus reported = Device::NotDetermined;
@@ -114,8 +88,7 @@ TEST(DeviceTracking, LateAnswerAfterDeviceIsGoneStillCompletes) {
   std::optional<Device::TrackingStatus> reported;
   {
     auto device = std::make_shared<Device>();
-    device->setTrackingRequestHandler(
-        [&](std::function<void(Device::TrackingStatus)> reply) { answer = reply; });
+    device->setTrackingRequestHandler([&](std::function<void(Device::TrackingStatus)> reply) { answer = reply; });
     device->requestTrackingAuthorization([&](Device::TrackingStatus status) { reported = status; });
   }
   ASSERT_TRUE(answer);
@@ -123,31 +96,13 @@ TEST(DeviceTracking, LateAnswerAfterDeviceIsGoneStillCompletes) {
   EXPECT_EQ(reported, Device::Authorized);
 }
 
-TEST(DeviceControls, SysctlValuesCanBeSetAndCleared) {
+TEST(DeviceControls, MajorVersionIsTheLeadingNumberOrZero) {
   Device device;
-  EXPECT_FALSE(device.sysctlByName("hw.machine").has_value());
-  device.setSysctlValue("hw.machine", "iPhone14,2");
-  device.setSysctlValue("hw.model", "D63AP");
-  EXPECT_EQ(device.sysctlByName("hw.machine"), "iPhone14,2");
-  EXPECT_EQ(device.sysctlByName("hw.model"), "D63AP");
-  device.setSysctlValue("hw.model", std::nullopt);
-  device.setSysctlValue("hw.machine", std::nullopt);
-  EXPECT_FALSE(device.sysctlByName("hw.model").has_value());
-  EXPECT_FALSE(device.sysctlByName("hw.machine").has_value());
-}
-
-TEST(DeviceControls, MajorVersionIsTheLeadingNumber) {
-  Device device;
-  device.setSystem("iOS", "14.7.1");
-  EXPECT_EQ(device.systemMajorVersion(), 14);
-  device.setSystem("Linux", "6.1.0-18-amd64");
-  EXPECT_EQ(device.systemMajorVersion(), 6);
-  device.setSystem("Linux", "unknown");
-  EXPECT_EQ(device.systemMajorVersion(), 0);
-  device.setSystem("Linux", "");
-  EXPECT_EQ(device.systemMajorVersion(), 0);
-  device.setSystem("Linux", "99999999999999999999");
-  EXPECT_EQ(device.systemMajorVersion(), 0);
+  for (const auto& [version, major] : std::map<std::string, int>{
+           {"14.7.1", 14}, {"6.1.0-18-amd64", 6}, {"unknown", 0}, {"", 0}, {"99999999999999999999", 0}}) {
+    device.setSystem("Linux", version);
+    EXPECT_EQ(device.systemMajorVersion(), major) << version;
+  }
 }
 
 TEST(DeviceControls, ConcurrentReadersAndWriters) {
@@ -169,66 +124,42 @@ TEST(DeviceControls, ConcurrentReadersAndWriters) {
 }
 
 // Sets environment variables for one test and puts the old values back.
-class EnvironmentFixture : public testing::Test {
+class CurrentLocale : public testing::Test {
  protected:
   void set(const char* name, const char* value) {
-    if (!saved_.count(name)) {
-      const char* old = std::getenv(name);
-      saved_[name] = old ? std::optional<std::string>(old) : std::nullopt;
-    }
-    if (value) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
+    const char* old = std::getenv(name);
+    saved_.try_emplace(name, old ? std::optional<std::string>(old) : std::nullopt);
+    value ? setenv(name, value, 1) : unsetenv(name);
   }
   void TearDown() override {
-    for (const auto& [name, value] : saved_) {
-      if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
-      } else {
-        unsetenv(name.c_str());
-      }
-    }
+    for (const auto& [name, value] : saved_) value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
   }
 
  private:
   std::map<std::string, std::optional<std::string>> saved_;
 };
 
-using CurrentLocale = EnvironmentFixture;
-
-TEST_F(CurrentLocale, PrecedenceIsLcAllThenLcMessagesThenLang) {
-  set("LC_ALL", "fr_FR.UTF-8");
-  set("LC_MESSAGES", "de_DE.UTF-8");
-  set("LANG", "es_ES.UTF-8");
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "fr_FR");
-  set("LC_ALL", "");  // empty counts as unset
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "de_DE");
-  set("LC_MESSAGES", nullptr);
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "es_ES");
-}
-
-TEST_F(CurrentLocale, StripsCodesetAndModifier) {
-  set("LC_ALL", nullptr);
-  set("LC_MESSAGES", nullptr);
-  set("LANG", "ca_ES@valencia");
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "ca_ES");
-  set("LANG", "de_DE.ISO-8859-15@euro");
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "de_DE");
-  set("LANG", "pt_BR");
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "pt_BR");
-}
-
-TEST_F(CurrentLocale, PosixOrNothingIsEnUsPosix) {
-  set("LC_ALL", nullptr);
-  set("LC_MESSAGES", nullptr);
-  for (const char* lang : {"C", "C.UTF-8", "POSIX"}) {
-    set("LANG", lang);
-    EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "en_US_POSIX") << lang;
+TEST_F(CurrentLocale, LcAllThenLcMessagesThenLangWithoutCodesetOrModifierAndPosixAsEnUsPosix) {
+  const struct {
+    const char *all, *messages, *lang, *expected;
+  } cases[] = {
+      {"fr_FR.UTF-8", "de_DE.UTF-8", "es_ES.UTF-8", "fr_FR"},
+      {"", "de_DE.UTF-8", "es_ES.UTF-8", "de_DE"},  // empty counts as unset
+      {nullptr, nullptr, "es_ES.UTF-8", "es_ES"},
+      {nullptr, nullptr, "ca_ES@valencia", "ca_ES"},
+      {nullptr, nullptr, "de_DE.ISO-8859-15@euro", "de_DE"},
+      {nullptr, nullptr, "pt_BR", "pt_BR"},
+      {nullptr, nullptr, "C", "en_US_POSIX"},
+      {nullptr, nullptr, "C.UTF-8", "en_US_POSIX"},
+      {nullptr, nullptr, "POSIX", "en_US_POSIX"},
+      {nullptr, nullptr, nullptr, "en_US_POSIX"},
+  };
+  for (const auto& c : cases) {
+    set("LC_ALL", c.all);
+    set("LC_MESSAGES", c.messages);
+    set("LANG", c.lang);
+    EXPECT_EQ(Locale::currentLocale().localeIdentifier(), c.expected) << (c.lang ? c.lang : "no LANG");
   }
-  set("LANG", nullptr);
-  EXPECT_EQ(Locale::currentLocale().localeIdentifier(), "en_US_POSIX");
 }
 
 }  // namespace

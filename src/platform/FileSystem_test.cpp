@@ -31,15 +31,10 @@ class FileSystemTest : public ::testing::Test {
   fs::path base_;
 };
 
-TEST_F(FileSystemTest, CreatesTheDataAndDocumentsDirectories) {
-  const FileSystem files((base_ / "app" / "data").string());
-  EXPECT_TRUE(fs::is_directory(files.dataDirectory()));
-  EXPECT_TRUE(fs::is_directory(files.documentsDirectory()));
-  EXPECT_EQ(fs::path(files.documentsDirectory()), base_ / "app" / "data" / "Documents");
-}
-
 TEST_F(FileSystemTest, AtomicWritesReplaceContentAndLeaveNoTemporaryFiles) {
-  const FileSystem files(base_.string());
+  const FileSystem files((base_ / "app" / "data").string());  // made with its Documents directory
+  ASSERT_EQ(fs::path(files.documentsDirectory()), base_ / "app" / "data" / "Documents");
+  ASSERT_TRUE(fs::is_directory(files.documentsDirectory()));
   const std::string path = files.documentsDirectory() + "/state.bin";
   EXPECT_FALSE(files.fileExistsAtPath(path));
   EXPECT_EQ(files.contentsAtPath(path), std::nullopt);
@@ -93,12 +88,13 @@ TEST_F(FileSystemTest, PropertyListFilesRoundTripAndBadOnesReadAsAbsent) {
 
 TEST_F(FileSystemTest, RemovesFilesAndDirectoryTrees) {
   const FileSystem files(base_.string());
-  ASSERT_TRUE(files.writeAtomically(files.documentsDirectory() + "/f", Data{1}));
-  EXPECT_TRUE(files.removeItemAtPath(files.documentsDirectory() + "/f"));
-  EXPECT_FALSE(files.removeItemAtPath(files.documentsDirectory() + "/f"));
-  ASSERT_TRUE(files.writeAtomically(files.documentsDirectory() + "/g", Data{1}));
-  EXPECT_TRUE(files.removeItemAtPath(files.documentsDirectory()));
-  EXPECT_FALSE(files.fileExistsAtPath(files.documentsDirectory()));
+  const std::string documents = files.documentsDirectory();
+  ASSERT_TRUE(files.writeAtomically(documents + "/f", Data{1}));
+  EXPECT_TRUE(files.removeItemAtPath(documents + "/f"));
+  EXPECT_FALSE(files.removeItemAtPath(documents + "/f"));
+  ASSERT_TRUE(files.writeAtomically(documents + "/g", Data{1}));
+  EXPECT_TRUE(files.removeItemAtPath(documents));
+  EXPECT_FALSE(files.fileExistsAtPath(documents));
 }
 
 // Restores an environment variable when the test ends.

@@ -15,31 +15,25 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(OperationQueueTest, SerialQueueRunsOneAtATimeInOrder) {
-  OperationQueue queue;
-  std::vector<int> order;  // guarded by the queue being serial
-  std::atomic<int> inside{0};
-  std::atomic<int> mostInside{0};
-  for (int i = 0; i < 500; ++i) {
-    queue.addOperation([&, i] {
-      const int now = ++inside;
-      if (now > mostInside) mostInside = now;
-      order.push_back(i);
-      --inside;
-    });
+TEST(OperationQueueTest, SerialQueueRunsOneAtATimeInOrderAndANonPositiveCountIsSerial) {
+  for (const int count : {1, 0, -2}) {
+    OperationQueue queue(count);
+    std::vector<int> order;  // guarded by the queue being serial
+    std::atomic<int> inside{0};
+    std::atomic<int> mostInside{0};
+    for (int i = 0; i < 500; ++i) {
+      queue.addOperation([&, i] {
+        const int now = ++inside;
+        if (now > mostInside) mostInside = now;
+        order.push_back(i);
+        --inside;
+      });
+    }
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(mostInside.load(), 1) << count;
+    ASSERT_EQ(order.size(), 500u) << count;
+    for (int i = 0; i < 500; ++i) ASSERT_EQ(order[i], i) << count;
   }
-  queue.waitUntilAllOperationsAreFinished();
-  EXPECT_EQ(mostInside.load(), 1);
-  ASSERT_EQ(order.size(), 500u);
-  for (int i = 0; i < 500; ++i) ASSERT_EQ(order[i], i);
-}
-
-TEST(OperationQueueTest, NonPositiveCountGivesASerialQueue) {
-  OperationQueue queue(0);
-  std::atomic<int> ran{0};
-  for (int i = 0; i < 10; ++i) queue.addOperation([&] { ++ran; });
-  queue.waitUntilAllOperationsAreFinished();
-  EXPECT_EQ(ran.load(), 10);
 }
 
 TEST(OperationQueueTest, ConcurrentQueueRunsOperationsSideBySide) {
@@ -126,13 +120,13 @@ TEST(OperationQueueTest, ThrowingOperationIsReportedAndTheWorkerCarriesOn) {
 TEST(OperationQueueTest, IsCurrentQueueOnlyOnItsOwnWorkers) {
   OperationQueue queue;
   OperationQueue other;
-  EXPECT_FALSE(queue.isCurrentQueue());
-  bool onOwn = false;
-  bool onOther = true;
+  std::atomic<bool> onOwn{false};
+  std::atomic<bool> onOther{true};
   queue.addOperation([&] { onOwn = queue.isCurrentQueue(); });
   other.addOperation([&] { onOther = queue.isCurrentQueue(); });
   queue.waitUntilAllOperationsAreFinished();
   other.waitUntilAllOperationsAreFinished();
+  EXPECT_FALSE(queue.isCurrentQueue());
   EXPECT_TRUE(onOwn);
   EXPECT_FALSE(onOther);
 }

@@ -6,7 +6,10 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/Codable.h"
 #include "platform/KeyedArchiver.h"
@@ -40,28 +43,20 @@ Value sampleList(bool fractionalDates) {
   };
 }
 
-TEST(PropertyListSerialization, EveryTypeRoundTripsThroughBinaryWithKeyOrder) {
-  const Value list = sampleList(true);
-  const auto data = PropertyListSerialization::dataWithPropertyList(list);
-  ASSERT_TRUE(data);
-  EXPECT_EQ(std::string(data->begin(), data->begin() + 8), "bplist00");
-  const auto back = PropertyListSerialization::propertyListWithData(*data);
-  ASSERT_TRUE(back);
-  EXPECT_EQ(*back, list);
-  EXPECT_EQ(back->asDictionary()->allKeys(), list.asDictionary()->allKeys());
-  EXPECT_EQ(back->get("minusOne")->type(), Value::Type::Integer);
-  EXPECT_EQ(back->get("zulu")->type(), Value::Type::Boolean);
-}
-
-TEST(PropertyListSerialization, EveryTypeRoundTripsThroughXml) {
-  const Value list = sampleList(false);  // XML dates carry whole seconds only
-  const auto data = PropertyListSerialization::dataWithPropertyList(list, Format::XML);
-  ASSERT_TRUE(data);
-  EXPECT_NE(std::string(data->begin(), data->end()).find("<plist"), std::string::npos);
-  const auto back = PropertyListSerialization::propertyListWithData(*data);
-  ASSERT_TRUE(back);
-  EXPECT_EQ(*back, list);
-  EXPECT_EQ(back->asDictionary()->allKeys(), list.asDictionary()->allKeys());
+TEST(PropertyListSerialization, EveryTypeRoundTripsThroughBothFormatsWithKeyOrder) {
+  for (const Format format : {Format::Binary, Format::XML}) {
+    const Value list = sampleList(format == Format::Binary);  // XML dates carry whole seconds only
+    const auto data = PropertyListSerialization::dataWithPropertyList(list, format);
+    ASSERT_TRUE(data);
+    const std::string text(data->begin(), data->end());
+    EXPECT_TRUE(format == Format::Binary ? text.starts_with("bplist00") : text.find("<plist") != std::string::npos);
+    const auto back = PropertyListSerialization::propertyListWithData(*data);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(*back, list);
+    EXPECT_EQ(back->asDictionary()->allKeys(), list.asDictionary()->allKeys());
+    EXPECT_EQ(back->get("minusOne")->type(), Value::Type::Integer);
+    EXPECT_EQ(back->get("zulu")->type(), Value::Type::Boolean);
+  }
 }
 
 struct Opaque : Codable {
@@ -79,11 +74,15 @@ TEST(PropertyListSerialization, ValuesWithoutPropertyListFormAreRefused) {
   }
 }
 
-TEST(PropertyListSerialization, GarbageAndTruncationAreNotPropertyLists) {
+TEST(PropertyListSerialization, GarbageTruncationAndArchivesAreNotPlainPropertyLists) {
   for (const std::string& s : {std::string(), std::string("hello"), std::string("bplist00"),
                                std::string("bplist00") + std::string(40, '\xff'), std::string("<plist><array>"),
                                std::string("<array><string>unterminated")})
     EXPECT_FALSE(PropertyListSerialization::propertyListWithData(bytesOf(s))) << s;
+
+  const Data archive = KeyedArchiver::archivedDataWithRootObject(Value("x"));  // a plist, but no plain value
+  EXPECT_TRUE(PropertyListSerialization::parseNodeTree(archive));
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(archive));
 
   const Data full = *PropertyListSerialization::dataWithPropertyList(sampleList(true));
   for (std::size_t n = 0; n < full.size(); ++n)
@@ -99,12 +98,6 @@ TEST(PropertyListSerialization, ANulInsideABinaryKeyIsRefusedNotAborted) {
   EXPECT_FALSE(PropertyListSerialization::propertyListWithData(data));
 }
 
-TEST(PropertyListSerialization, KeyedArchivesAreNotPlainValues) {
-  const Data archive = KeyedArchiver::archivedDataWithRootObject(Value("x"));
-  EXPECT_TRUE(PropertyListSerialization::parseNodeTree(archive));
-  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(archive));
-}
-
 TEST(PropertyListSerialization, NestingDepthIsBoundedBothWays) {
   auto nested = [](int depth) {
     Value v = Array{};
@@ -117,81 +110,55 @@ TEST(PropertyListSerialization, NestingDepthIsBoundedBothWays) {
   EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(nested(600)));
 }
 
-// Binary lists written by hand, in shapes libplist's writer never makes: 4-byte offsets and references.
-class BinaryList {
- public:
-  std::uint32_t array(const std::vector<std::uint32_t>& members) {
-    const std::uint32_t index = begin();
-    if (members.size() < 15) {
-      bytes_.push_back(static_cast<std::uint8_t>(0xA0 | members.size()));
-    } else {
-      bytes_.push_back(0xAF);
-      bytes_.push_back(0x12);
-      put(static_cast<std::uint32_t>(members.size()));
-    }
-    for (std::uint32_t m : members) put(m);
-    return index;
-  }
-  std::uint32_t truth() {
-    const std::uint32_t index = begin();
-    bytes_.push_back(0x09);
-    return index;
-  }
-  Data build(std::uint32_t root) const {
-    Data out = bytes_;
-    const std::uint32_t table = static_cast<std::uint32_t>(out.size());
-    for (std::uint32_t offset : offsets_) append(out, offset, 4);
-    out.insert(out.end(), 6, 0);
-    out.push_back(4);
-    out.push_back(4);
-    append(out, offsets_.size(), 8);
-    append(out, root, 8);
-    append(out, table, 8);
-    return out;
-  }
-
- private:
-  std::uint32_t begin() {
-    offsets_.push_back(static_cast<std::uint32_t>(bytes_.size()));
-    return static_cast<std::uint32_t>(offsets_.size() - 1);
-  }
-  void put(std::uint32_t v) { append(bytes_, v, 4); }
-  static void append(Data& out, std::uint64_t v, int width) {
+// A binary list written by hand, in a shape libplist's writer never makes (4-byte offsets and references).
+// Each object is an array of object indexes, or true where there is none; the root is object 0.
+Data binaryList(const std::vector<std::optional<std::vector<std::uint32_t>>>& objects) {
+  const auto append = [](Data& out, std::uint64_t v, int width) {
     for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+  };
+  Data out = bytesOf("bplist00");
+  std::vector<std::uint32_t> offsets;
+  for (const auto& members : objects) {
+    offsets.push_back(static_cast<std::uint32_t>(out.size()));
+    if (!members) {
+      out.push_back(0x09);
+    } else if (members->size() < 15) {
+      out.push_back(static_cast<std::uint8_t>(0xA0 | members->size()));
+    } else {
+      out.insert(out.end(), {0xAF, 0x12});
+      append(out, members->size(), 4);
+    }
+    for (std::uint32_t m : members.value_or(std::vector<std::uint32_t>{})) append(out, m, 4);
   }
-  Data bytes_ = bytesOf("bplist00");
-  std::vector<std::uint32_t> offsets_;
-};
+  const std::size_t table = out.size();
+  for (std::uint32_t offset : offsets) append(out, offset, 4);
+  out.insert(out.end(), {0, 0, 0, 0, 0, 0, 4, 4});
+  append(out, offsets.size(), 8);
+  append(out, 0, 8);
+  append(out, table, 8);
+  return out;
+}
 
 TEST(PropertyListSerialization, HostileBinaryListsAreRefusedQuickly) {
+  using Objects = std::vector<std::optional<std::vector<std::uint32_t>>>;
   const auto start = std::chrono::steady_clock::now();
+  Objects shared;  // each level holds the next one twice: 2^64 nodes once expanded
+  for (std::uint32_t i = 0; i < 64; ++i) shared.push_back(std::vector<std::uint32_t>{i + 1, i + 1});
+  shared.push_back(std::nullopt);
+  Objects deep;  // 100000 arrays, each inside the previous one
+  for (std::uint32_t i = 0; i < 100000; ++i) deep.push_back(std::vector<std::uint32_t>{i + 1});
+  deep.push_back(std::vector<std::uint32_t>{});
+  const Objects cycle = {std::vector<std::uint32_t>{1}, std::vector<std::uint32_t>{0}};
+  const Objects dangling = {std::vector<std::uint32_t>{7}};
+  for (const auto& [what, objects] : std::vector<std::pair<const char*, const Objects*>>{
+           {"shared", &shared}, {"deep", &deep}, {"cycle", &cycle}, {"dangling", &dangling}})
+    EXPECT_FALSE(PropertyListSerialization::propertyListWithData(binaryList(*objects))) << what;
 
-  BinaryList shared;  // each level holds the next one twice: 2^64 nodes once expanded
-  for (std::uint32_t i = 0; i < 64; ++i) shared.array({i + 1, i + 1});
-  shared.truth();
-  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(shared.build(0)));
-
-  BinaryList deep;  // 100000 arrays, each inside the previous one
-  for (std::uint32_t i = 0; i < 100000; ++i) deep.array({i + 1});
-  deep.array({});
-  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(deep.build(0)));
-
-  BinaryList cycle;
-  cycle.array({1});
-  cycle.array({0});
-  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(cycle.build(0)));
-
-  BinaryList dangling;
-  dangling.array({7});
-  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(dangling.build(0)));
-
-  BinaryList fine;  // sharing a leaf many times is ordinary
-  fine.truth();
-  fine.array(std::vector<std::uint32_t>(20, 0));
-  const auto value = PropertyListSerialization::propertyListWithData(fine.build(1));
-  ASSERT_TRUE(value);
-  EXPECT_EQ(value->asArray()->size(), 20u);
-
+  // Sharing a leaf many times is ordinary.
+  const auto fine =
+      PropertyListSerialization::propertyListWithData(binaryList({std::vector<std::uint32_t>(20, 1), std::nullopt}));
+  ASSERT_TRUE(fine);
+  EXPECT_EQ(*fine, Value(Array(20, true)));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 

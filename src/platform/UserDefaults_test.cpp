@@ -45,34 +45,28 @@ class UserDefaultsFile : public ::testing::Test {
   std::string path_;
 };
 
-TEST(UserDefaults, StoresReplacesAndRemovesValues) {
-  UserDefaults defaults(":memory:");
-  const Value everything = Dictionary{{"n", -5}, {"r", 2.5},      {"b", true},
-                                      {"s", "ü"}, {"d", Data{0, 1}}, {"t", Date(1700000000.5)},
-                                      {"a", Array{Array{}, Dictionary{}}}};
-  EXPECT_EQ(defaults.objectForKey("k"), std::nullopt);
-  ASSERT_TRUE(defaults.setObject(everything, "k"));
-  EXPECT_EQ(defaults.objectForKey("k"), everything);
-  ASSERT_TRUE(defaults.setObject("replaced", "k"));
-  EXPECT_EQ(defaults.objectForKey("k"), Value("replaced"));
-  defaults.removeObjectForKey("k");
-  EXPECT_EQ(defaults.objectForKey("k"), std::nullopt);
-  EXPECT_TRUE(defaults.synchronize());
-}
-
 struct Token : Codable {
   std::string className() const override { return "Token"; }
   void encodeWithCoder(KeyedArchiver&) const override {}
   void initWithCoder(KeyedUnarchiver&) override {}
 };
 
-TEST(UserDefaults, RefusesTheNullObjectAndObjectsKeepingTheOldValue) {
+TEST(UserDefaults, StoresReplacesAndRemovesValuesAndRefusesWhatHasNoPropertyListForm) {
   UserDefaults defaults(":memory:");
+  const Value everything = Dictionary{{"n", -5}, {"r", 2.5}, {"b", true}, {"s", "ü"}, {"d", Data{0, 1}},
+                                      {"t", Date(1700000000.5)}, {"a", Array{Array{}, Dictionary{}}}};
+  EXPECT_EQ(defaults.objectForKey("k"), std::nullopt);
+  ASSERT_TRUE(defaults.setObject(everything, "k"));
+  EXPECT_EQ(defaults.objectForKey("k"), everything);
   ASSERT_TRUE(defaults.setObject("old", "k"));
+  // The null object and objects are refused, and the old value stays.
   EXPECT_FALSE(defaults.setObject(Value(), "k"));
   EXPECT_FALSE(defaults.setObject(Value(std::shared_ptr<Codable>(std::make_shared<Token>())), "k"));
   EXPECT_FALSE(defaults.setObject(Array{1, Value()}, "k"));
   EXPECT_EQ(defaults.objectForKey("k"), Value("old"));
+  defaults.removeObjectForKey("k");
+  EXPECT_EQ(defaults.objectForKey("k"), std::nullopt);
+  EXPECT_TRUE(defaults.synchronize());
 }
 
 TEST_F(UserDefaultsFile, WritesAreSharedWithASecondStoreAndSurviveReopening) {
@@ -116,9 +110,7 @@ TEST_F(UserDefaultsFile, ARowThatIsNotAPropertyListReadsAsAbsent) {
             SQLITE_OK);
   sqlite3_close(db);
   UserDefaults defaults(path_);
-  EXPECT_EQ(defaults.objectForKey("bad"), std::nullopt);
-  EXPECT_EQ(defaults.objectForKey("empty"), std::nullopt);
-  EXPECT_EQ(defaults.objectForKey("text"), std::nullopt);
+  for (const char* key : {"bad", "empty", "text"}) EXPECT_EQ(defaults.objectForKey(key), std::nullopt) << key;
   EXPECT_EQ(defaults.objectForKey("good"), Value(1));
 }
 

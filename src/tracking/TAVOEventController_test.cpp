@@ -46,6 +46,11 @@ TEST_F(EventControllerTest, BeforeTheConfigurationEveryEventIsARuleCheckAndFlush
   EXPECT_EQ(env.http().requestCount(), 2u);
   EXPECT_EQ(*lastParams().get("eventName"), Value("home"));
   EXPECT_EQ(*lastParams().get("tavo_rules"), Value("1"));
+  const auto body = platform::JSONSerialization::JSONObjectWithData(env.http().requests().back().body);
+  const auto& operations = *body->get("operations")->asArray();
+  ASSERT_EQ(operations.size(), 2u);  // the waiting plain event went with it, without the rule-check fields
+  EXPECT_EQ(operations[0].get("params")->get("tavo_rules"), nullptr);
+  EXPECT_EQ(operations[0].get("params")->get("retrieve_config"), nullptr);
 }
 
 TEST_F(EventControllerTest, TokenLengthIsCheckedInUTF16UnitsButNeverStopsTheEvent) {
@@ -78,23 +83,6 @@ TEST_F(EventControllerTest, ConfigurationKeepsOnlyActiveScreenEventsAndAccumulat
   EXPECT_FALSE(events()->isScreenEvent("off"));
   events()->parseScreenEvents(Value("not a list"));
   EXPECT_EQ(events()->screenEvents()->size(), 2u);
-}
-
-TEST_F(EventControllerTest, AttributesAndTheHostsIdsTravelWithTheEvent) {
-  events()->parseScreenEvents(Value(platform::Array{}));
-  auto delegate = std::make_shared<TAVORequestDelegate>();
-  TAVOEventRequest request("purchase_intent");
-  request.attributes = platform::Dictionary{{"sku", "A-1"}, {"qty", 2}};
-  request.customId = "host-42";
-  request.requestDelegate = delegate;
-  events()->sendEvent(request, false);
-  requests()->sendOperations();
-  env.drainQueues();
-  const Value params = lastParams();
-  EXPECT_EQ(*params.get("attributes"), Value(platform::Dictionary{{"sku", "A-1"}, {"qty", 2}}));
-  EXPECT_EQ(*params.get("tavo_impression_delegate"), Value(true));
-  EXPECT_EQ(params.get("tavo_rules"), nullptr);
-  EXPECT_EQ(params.get("retrieve_config"), nullptr);
 }
 
 }  // namespace
