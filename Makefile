@@ -28,7 +28,7 @@ tsan: deps
 	@cmake --preset tsan >/dev/null
 	@cmake --build --preset tsan
 
-# TSAN_TESTS: a ctest name pattern to run only some tests (CI runs the multi-threaded ones); empty runs all.
+# TSAN_TESTS: a ctest name pattern to run only some tests while iterating; empty (as in CI) runs all.
 TSAN_TESTS ?=
 test-tsan: tsan
 	@ctest --preset tsan $(if $(TSAN_TESTS),-R '$(TSAN_TESTS)')
