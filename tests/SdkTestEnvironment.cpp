@@ -80,7 +80,7 @@ void SdkTestEnvironment::drainQueues() {
   TAVOController* controller = TAVOControllerTestAccess::existingInstance();
   auto requests = controller ? controller->requestController() : nullptr;
   // An answer on the wire becomes work on a queue, and handling it may send again: quiet only when all three
-  // are empty at once. Bounded, so a server that never answers fails the test instead of hanging it.
+  // are empty at once. Bounded: a server that never answers must not hang the suite.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (std::chrono::steady_clock::now() < deadline) {
     platform_->operationQueue->waitUntilAllOperationsAreFinished();
