@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -101,6 +102,17 @@ bool present(const tavo_event_request* request) {
   return request != nullptr;
 }
 
+// A host's C callback as a URL handler of the application; none when the host passed none. A handler the
+// host set takes every URL it is given.
+std::function<bool(const std::string&)> urlHandler(void (*handler)(const char* url, void* user_data),
+                                                   void* user_data) {
+  if (!handler) return nullptr;
+  return [handler, user_data](const std::string& url) {
+    handler(url.c_str(), user_data);
+    return true;
+  };
+}
+
 }  // namespace
 
 extern "C" {
@@ -139,28 +151,12 @@ void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_
 }
 
 void tavo_platform_set_open_url_handler(void (*handler)(const char* url, void* user_data), void* user_data) {
-  auto& application = *tavo::platform::Platform::shared().application;
-  if (!handler) {
-    application.setOpenURLHandler(nullptr);
-    return;
-  }
-  application.setOpenURLHandler([handler, user_data](const std::string& url) {
-    handler(url.c_str(), user_data);
-    return true;
-  });
+  tavo::platform::Platform::shared().application->setOpenURLHandler(urlHandler(handler, user_data));
 }
 
 void tavo_platform_set_continue_user_activity_handler(void (*handler)(const char* webpage_url, void* user_data),
                                                       void* user_data) {
-  auto& application = *tavo::platform::Platform::shared().application;
-  if (!handler) {
-    application.setContinueUserActivityHandler(nullptr);
-    return;
-  }
-  application.setContinueUserActivityHandler([handler, user_data](const std::string& webpageURL) {
-    handler(webpageURL.c_str(), user_data);
-    return true;
-  });
+  tavo::platform::Platform::shared().application->setContinueUserActivityHandler(urlHandler(handler, user_data));
 }
 
 char* tavo_platform_copy_cookies_json(void) {

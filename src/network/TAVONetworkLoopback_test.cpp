@@ -15,6 +15,7 @@
 #include "LoopbackServer.h"
 #include "ObservedHttpClient.h"
 #include "SdkTestEnvironment.h"
+#include "WireFormat.h"
 #include "core/TAVOController.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequest.h"
@@ -37,31 +38,17 @@ using platform::Value;
 using testing::LoopbackServer;
 using testing::ObservedHttpClient;
 using testing::SdkTestEnvironment;
+using testing::WireFormat;
 using Answer = LoopbackServer::Answer;
 
 constexpr const char* kSessionKey = "APPUSER0001KEY123456";
 constexpr const char* kCredentialsOnly = "apiUser=APPUSER0001&apiKey=KEY123456";
 constexpr const char* kConnectionError = "TAVOLogger: 16 - Connection error: Retry request";
 
-std::string percentDecoded(const std::string& text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size()) {
-      out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-      i += 2;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
-}
-
+// The ids of a batch's operations, in the order sent.
 std::vector<std::string> operationIdsIn(const std::string& body) {
   std::vector<std::string> ids;
-  const auto json = JSONSerialization::JSONObjectWithData(body);
-  const Value* operations = json ? json->get("operations") : nullptr;
-  if (!operations || !operations->asArray()) return ids;
-  for (const auto& operation : *operations->asArray())
+  for (const auto& operation : WireFormat::batchOperations(body))
     if (const Value* id = operation.get("id"); id && id->isString()) ids.push_back(*id->asString());
   return ids;
 }
@@ -183,7 +170,7 @@ TEST_F(NetworkLoopbackTest, AUserUpdateArrivesAsAFormBodyWithReservedCharactersL
   const std::string prefix = std::string(kCredentialsOnly) + "&json=";
   ASSERT_TRUE(seen.body.starts_with(prefix)) << seen.body;
   const std::string json = seen.body.substr(prefix.size());
-  EXPECT_EQ(percentDecoded(json), update->serializeToJSONString());
+  EXPECT_EQ(WireFormat::percentDecoded(json), update->serializeToJSONString());
   EXPECT_NE(json.find("%22color%22%20:%20%22red&blue=x%22"), std::string::npos) << json;
   EXPECT_NE(json.find("%22a+b%5C/c%22"), std::string::npos) << json;  // the JSON writer's "\/" keeps its "/"
   EXPECT_NE(json.find("%22100%25%20%C3%B1?a:b%22"), std::string::npos) << json;  // "%" and UTF-8 bytes escaped
@@ -373,7 +360,7 @@ TEST_F(NetworkLoopbackTest, RetrievedUserDataIsTakenAndStillThereAfterARestart) 
   settle(1);
 
   ASSERT_EQ(server_.requestCount(), 1u);
-  EXPECT_NE(percentDecoded(server_.requests().front().body).find("\"tavo_retrieve\" : \"yes\""), std::string::npos);
+  EXPECT_NE(WireFormat::percentDecoded(server_.requests().front().body).find("\"tavo_retrieve\" : \"yes\""), std::string::npos);
   const auto check = [](const std::shared_ptr<const TAVOUser>& user) {
     ASSERT_TRUE(user);
     EXPECT_EQ(user->tAVoUserID, std::optional(Value(321)));
