@@ -26,7 +26,6 @@
 #include "tavo/TAVOEventRequest.h"
 #include "tavo/TAVORequestDelegate.h"
 #include "tracking/TAVOEvent.h"
-#include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
 
 namespace tavo {
@@ -330,25 +329,6 @@ TEST_F(NetworkLoopbackTest, TwoResendsAtOnceSendEachParkedRequestOnce) {
 }
 
 // --- answers that change the SDK's state ---
-
-TEST_F(NetworkLoopbackTest, ADeliveredStartSessionEventConnectsAndConfiguresScreenEvents) {
-  server_.enqueueAnswer(Answer::json(
-      R"({"status":200,"config":{"events":[{"id":1,"category":"screen","active":1,"token":"home"}]}})"));
-  auto& controller = TAVOController::sharedInstance();
-  EXPECT_EQ(controller.connectionStatus(), TAVOController::NotStarted);
-  controller.eventController()->sendEvent(TAVOEventRequest(TAVOEvent::kStartSessionToken), true);
-  settle(1);  // immediate: no flush needed
-
-  ASSERT_EQ(server_.requestCount(), 1u);
-  const auto json = JSONSerialization::JSONObjectWithData(server_.requests().front().body);
-  ASSERT_TRUE(json);
-  const Value* params = json->get("operations")->asArray()->front().get("params");
-  EXPECT_EQ(*params->get("eventName"), Value("tavo_start_session"));
-  EXPECT_EQ(*params->get("retrieve_config"), Value("1"));
-  EXPECT_EQ(controller.connectionStatus(), TAVOController::SessionStarted);
-  EXPECT_EQ(controller.eventController()->screenEvents(), std::optional(std::vector<std::string>{"home"}));
-  EXPECT_TRUE(requests()->pendingRequests().empty());
-}
 
 TEST_F(NetworkLoopbackTest, RetrievedUserDataIsTakenAndStillThereAfterARestart) {
   server_.enqueueAnswer(Answer::json(R"({"status":200,"response":{"idtAVoUser":321,"info":{"points":5}}})"));

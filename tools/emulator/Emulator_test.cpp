@@ -123,15 +123,6 @@ TEST(EmulatorDecoding, AFormPayloadKeepsReservedCharactersAndPlusSigns) {
   EXPECT_EQ(request.operationTypes(), std::vector<std::string>{"payload"});
 }
 
-TEST(EmulatorDecoding, ABatchTakesItsCredentialsFromTheHeaderFields) {
-  const std::string body = json{{"operations", {operation("A", "event", "none", {{"eventName", "x"}})}}}.dump();
-  const RecordedRequest request = RequestDecoder::decode("tracker", {{"APIUSER", "u"}, {"apikey", "k"}}, body);
-  ASSERT_EQ(request.kind, RecordedRequest::kBatch);
-  EXPECT_EQ(request.apiUser, "u");
-  EXPECT_EQ(request.apiKey, "k");
-  EXPECT_EQ(request.operations[0]["params"]["eventName"], "x");
-}
-
 TEST(EmulatorDecoding, ResentAndUnreadableBodiesAreToldApart) {
   EXPECT_EQ(RequestDecoder::decode("tracker", {}, "apiUser=U&apiKey=K").kind, RecordedRequest::kCredentialsOnly);
   EXPECT_EQ(RequestDecoder::decode("tracker", {}, "{\"operations\": [").kind, RecordedRequest::kUnreadable);
@@ -646,56 +637,6 @@ TEST_F(SdkAgainstEmulator, AShortLinkIsResolvedByHostAndIdentifierAndItsLongURLC
   EXPECT_EQ(operationsWhere(emulator, "updateuser", "channel", "newsletter").size(), 1u);
   // The unknown link was refused: asked once, dropped, and nothing reached the host for it.
   EXPECT_EQ(operationsWhere(emulator, "tracker", "stu_id", "unknown").size(), 1u) << arrivals(emulator);
-}
-
-TEST_F(SdkAgainstEmulator, ThePageAndTheJSONListingShowEveryRequestOfTheRunWithItsAnswer) {
-  ASSERT_NO_FATAL_FAILURE(startSession());
-  ASSERT_TRUE(settleUntil([] {
-    std::optional<std::string> userId;
-    TAVOLegacy::getUserId([&](std::optional<std::string> id) { userId = std::move(id); });
-    return userId.has_value();
-  })) << "arrived: " << arrivals(emulator);
-  emulator.answerStatus(503, 1);  // the event's batch is refused (and parked by the SDK until the next start)
-  TAVOEventRequest event("level_up");
-  event.attributes = Dictionary{{"level", 3}};
-  TAVOLegacy::trackEvent(event);
-  env.platform().mainLoop->runFor(11);  // a queue period: the batch goes out
-  ASSERT_TRUE(settleUntil([&] { return !operationsWhere(emulator, "tracker", "eventName", "level_up").empty(); }))
-      << "arrived: " << arrivals(emulator);
-
-  const auto recorded = emulator.requests();
-  Client client(emulator);
-  const json listing = parsed(client.get("/requests.json"));
-  ASSERT_EQ(listing["total"], recorded.size());
-  ASSERT_EQ(listing["requests"].size(), recorded.size());
-  std::size_t refused = 0;
-  for (std::size_t i = 0; i < recorded.size(); ++i) {
-    const RecordedRequest& request = recorded[recorded.size() - 1 - i];  // the listing is newest first
-    const json& entry = listing["requests"][i];
-    EXPECT_EQ(entry["id"], request.id);
-    EXPECT_EQ(entry["action"], request.action);
-    EXPECT_EQ(entry["body"], request.body);  // byte for byte as the SDK sent it
-    EXPECT_EQ(entry["operations"], request.operations);
-    EXPECT_EQ(entry["answer"]["status"], request.answerStatus);
-    if (entry["answer"]["failure"] == "status 503") {
-      ++refused;
-      EXPECT_EQ(entry["operations"][0]["params"]["eventName"], "level_up");
-    }
-  }
-  EXPECT_EQ(refused, 1u);
-
-  const auto page = client.get("/");
-  ASSERT_TRUE(page);
-  EXPECT_NE(page->body.find(std::to_string(recorded.size()) + " requests received"), std::string::npos);
-  for (const auto& request : recorded) {
-    const std::string row = "><td>" + std::to_string(request.id) + "</td><td>" + request.time + "</td><td>" +
-                            request.action + "<br>";
-    EXPECT_NE(page->body.find(row), std::string::npos) << "no row for request " << request.id;
-  }
-  EXPECT_NE(page->body.find("eventName=tavo_start_session"), std::string::npos);
-  EXPECT_NE(page->body.find("eventName=level_up attributes={&quot;level&quot;:3}"), std::string::npos);
-  EXPECT_NE(page->body.find("<tr class=\"failed\">"), std::string::npos);
-  EXPECT_NE(page->body.find("503 (status 503)"), std::string::npos);
 }
 
 }  // namespace
