@@ -68,10 +68,6 @@ TEST_F(DeepLinkTest, ALinkIsAttributedBeforeEachTagActionTracksItsValueAsExtraUs
   const auto requests = sent();
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(requests[0].first, "tracker");  // the engagement click goes out at once, first
-  EXPECT_EQ(*requests[0].second.get("attributes")->get("e_ecid"), Value("abc"));
-  // The action values are query parameters of the link too: they travel with the click.
-  EXPECT_EQ(*requests[0].second.get("attributes")->get("e_params"),
-            Value(platform::Dictionary{{"qrvact", "tag[level],tag[city]"}, {"qrvval", "7,Madrid"}}));
   EXPECT_EQ(requests[1].first, "updateuser");
   EXPECT_EQ(*requests[1].second.get("level"), Value("7"));
   EXPECT_FALSE(requests[1].second.get("city"));  // one update per action

@@ -4,7 +4,6 @@
 
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
-#include "persistence/TAVODataStoreController.h"
 
 namespace tavo {
 namespace {
@@ -22,15 +21,12 @@ class TAVODeviceControllerTest : public ::testing::Test {
 
 TEST_F(TAVODeviceControllerTest, InstallationIdIsMadeOnceFromTheVendorIdSurvivesARestartAndComesBackAfterAReinstall) {
   EXPECT_EQ(controller()->deviceUUID(), "V-0A1B2C3D-0000-4000-8000-00000000ABCD");
-  const auto stored = TAVODataStoreController().getObjectFromDataStore(TAVODataStoreController::kDeviceUUIDKey);
-  EXPECT_EQ(stored, std::optional<platform::Value>("V-0A1B2C3D-0000-4000-8000-00000000ABCD"));
 
   env.restart();
   device().setIdentifierForVendor(std::string("FFFFFFFF-0000-4000-8000-000000000000"));
   EXPECT_EQ(controller()->deviceUUID(), "V-0A1B2C3D-0000-4000-8000-00000000ABCD");  // never changes once stored
 
   TAVOController::sharedInstance().reset();  // the store is emptied, as by a reinstall
-  EXPECT_FALSE(env.platform().userDefaults->objectForKey(TAVODataStoreController::kDeviceUUIDKey));
   EXPECT_EQ(controller()->deviceUUID(), "V-FFFFFFFF-0000-4000-8000-000000000000");  // built again from the vendor id
 }
 
@@ -61,30 +57,8 @@ TEST_F(TAVODeviceControllerTest, AdvertisingIdOnlyWithATrackingServiceThatAuthor
   });
   controller()->requestTrackingWithIdfa();
   EXPECT_EQ(controller()->idfa(), std::optional<std::string>("AD-ID"));
-  platform::Dictionary after;
-  controller()->addDeviceIdsToDict(after);
-  EXPECT_EQ(*after.find("idfa"), platform::Value("AD-ID"));
   device().setTracking(false, platform::Device::Authorized, std::string("AD-ID"));  // no tracking service
   EXPECT_FALSE(controller()->idfa());
-}
-
-TEST_F(TAVODeviceControllerTest, DescriptiveFactsFallBackAsDocumented) {
-  device().setSysctlValue("hw.machine", std::string("iPhone14,2"));
-  device().setSysctlValue("kern.osversion", std::string("20G75"));
-  device().setSystem("iOS", "17.1");
-  EXPECT_EQ(controller()->deviceModel(), "iPhone14,2");
-  EXPECT_EQ(controller()->deviceBuild(), std::optional<std::string>("20G75"));
-  EXPECT_EQ(controller()->deviceFirmware(), "iOS 17.1");
-
-  device().setSysctlValue("hw.machine", std::nullopt);
-  device().setSysctlValue("kern.osversion", std::nullopt);
-  device().setModel(std::string("Linux"));
-  EXPECT_EQ(controller()->deviceModel(), "Linux");
-  EXPECT_FALSE(controller()->deviceBuild());
-  device().setModel(std::nullopt);
-  EXPECT_EQ(controller()->deviceModel(), "Undefined");
-  device().setSystem("", "");
-  EXPECT_EQ(controller()->deviceFirmware(), "Undefined");
 }
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include "network/TAVORequest.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOUpdateUser.h"
+#include "persistence/TAVODataStoreController.h"
 #include "platform/HttpClient.h"
 #include "platform/JSONSerialization.h"
 #include "tavo/TAVOEventRequest.h"
@@ -270,6 +271,8 @@ TEST_F(NetworkLoopbackTest, ParkedRequestsSurviveARestartAndAreSentFromTheNewPro
   EXPECT_EQ(pending[0]->retriedTimes(), 3u);
   ASSERT_EQ(pending[0]->operations().size(), 1u);
   EXPECT_EQ(pending[0]->operations()[0]->operationId, operation->operationId);
+  // Read once: the store no longer holds them once the new process has taken them.
+  EXPECT_FALSE(env_.platform().userDefaults->objectForKey(TAVODataStoreController::kPendingRequestsKey));
 
   server_.acceptConnections();
   requests()->repeatPendingRequests();
@@ -278,6 +281,8 @@ TEST_F(NetworkLoopbackTest, ParkedRequestsSurviveARestartAndAreSentFromTheNewPro
   EXPECT_EQ(server_.requests().front().path, "/ws/tracker");
   EXPECT_EQ(server_.requests().front().body, kCredentialsOnly);
   EXPECT_TRUE(requests()->pendingRequests().empty());
+  restart();
+  EXPECT_TRUE(requests()->pendingRequests().empty()) << "a delivered request came back after a restart";
 }
 
 TEST_F(NetworkLoopbackTest, AParkedUserUpdateResentByTheNextProcessStillReadsTheUserData) {

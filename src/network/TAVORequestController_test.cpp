@@ -7,7 +7,6 @@
 #include "core/TAVOLogger.h"
 #include "tavo/TAVOEventRequest.h"
 #include "persistence/TAVODataStoreController.h"
-#include "platform/JSONSerialization.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
 
@@ -48,10 +47,6 @@ class RequestControllerTest : public ::testing::Test {
     payload->initWithRequest(request);
     return TAVOOperation::operationWithTransmitObject(payload);
   }
-  // The parsed body of the n-th request the client saw.
-  Value body(std::size_t n) {
-    return *platform::JSONSerialization::JSONObjectWithData(env.http().requests().at(n).body);
-  }
   void answerEvery(FakeHttpClient::Answer answer) {
     env.http().setResponder([answer](const platform::HttpRequest&) { return answer; });
   }
@@ -64,29 +59,6 @@ class RequestControllerTest : public ::testing::Test {
 
   testing::SdkTestEnvironment env;
 };
-
-TEST_F(RequestControllerTest, TheTimerFlushesTheBatchEveryQueueTime) {
-  requests()->addOperationToQueue(event("a"));
-  requests()->addOperationToQueue(event("b"));
-  env.platform().mainLoop->runFor(9.9);
-  EXPECT_EQ(env.http().requestCount(), 0u);
-  env.platform().mainLoop->runFor(0.2);
-  env.drainQueues();
-  ASSERT_EQ(env.http().requestCount(), 1u);
-  EXPECT_EQ(body(0).get("operations")->asArray()->size(), 2u);
-  EXPECT_EQ(requests()->gatheredOperationCount(), 0u);
-
-  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
-  env.platform().mainLoop->runFor(10.0);
-  EXPECT_EQ(env.http().requestCount(), 1u);  // an empty batch sends nothing
-  EXPECT_TRUE(env.logged("TAVOLogger: 2 - Operations queue is empty"));
-
-  requests()->setQueueTime(3);
-  requests()->addOperationToQueue(event("c"));
-  env.platform().mainLoop->runFor(3.05);
-  env.drainQueues();
-  EXPECT_EQ(env.http().requestCount(), 2u);
-}
 
 TEST_F(RequestControllerTest, WithoutASessionOrWithTrackingOffRequestsAreDroppedNotParked) {
   testing::SdkTestEnvironment fresh;  // no session key
@@ -129,8 +101,6 @@ TEST_F(RequestControllerTest, TheQueueReportsItsCountAndWhenItEmptiesAndParksARe
   ASSERT_NE(completed, lines.end());
   ASSERT_NE(completed + 1, lines.end());
   EXPECT_EQ(*(completed + 1), "TAVOLogger: 4 - Operations in queue 0");  // "completed" comes first
-  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Operations in queue 1"));
-  EXPECT_TRUE(env.logged("TAVOLogger: 4 - New request added to queue"));
 
   auto request = TAVORequest::requestWithOperations({event("x")});
   requests()->setRequestAsFailed(request);
@@ -182,27 +152,6 @@ class PersistentRequestControllerTest : public RequestControllerTest {
  protected:
   PersistentRequestControllerTest() : RequestControllerTest(testing::SdkTestEnvironment::Store::File) {}
 };
-
-TEST_F(PersistentRequestControllerTest, ParkedRequestsAreReadOnceByTheNextProcessAndGoneOnceDelivered) {
-  answerEvery(FakeHttpClient::Answer::transportError());
-  sendAlone(event("survivor"));
-  ASSERT_EQ(requests()->pendingRequests().size(), 1u);
-
-  env.restart();
-  startSession();
-  const auto parked = requests()->pendingRequests();
-  ASSERT_EQ(parked.size(), 1u);
-  EXPECT_EQ(*parked[0]->operations()[0]->transmitObject->objectData.find("eventName"), Value("survivor"));
-  // Read once and cleared: a third process start would not see it again unless it is parked again.
-  EXPECT_FALSE(env.platform().userDefaults->objectForKey(TAVODataStoreController::kPendingRequestsKey));
-
-  answerEvery(FakeHttpClient::Answer::status(200, "{\"status\":200}"));
-  requests()->repeatPendingRequests();
-  env.drainQueues();
-  EXPECT_TRUE(requests()->pendingRequests().empty());
-  env.restart();
-  EXPECT_TRUE(requests()->pendingRequests().empty());
-}
 
 // Found by fuzzing: one answer that refuses several operations of a batch trims the batch once per refusal, but
 // only the first refusal wrote the parked request to the store; a restart then brought back operations that

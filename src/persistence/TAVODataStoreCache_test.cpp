@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <thread>
 #include <vector>
 
@@ -45,36 +44,6 @@ TEST_F(DataStoreCacheTest, CampaignsAreReadOnceThenKnownUntilTheSdkWritesThem) {
 
   store.removeAttributionCampaigns("h1");
   EXPECT_TRUE(another.attributionCampaigns().empty());
-  another.saveObjectToDataStore(Value(Dictionary{{"h3", 3}}), kCampaigns);
-  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"h3", 3}}));
-  store.reset();
-  EXPECT_TRUE(another.attributionCampaigns().empty());
-}
-
-TEST_F(DataStoreCacheTest, WritesThatLeaveCampaignsAreReadBack) {
-  EXPECT_TRUE(store.attributionCampaigns().empty());
-  // The bulk write stores the plain value; the next read returns it and stores it archived.
-  another.saveObjectsToDataStore({Value(Dictionary{{"bulk", 1}})}, {kCampaigns});
-  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"bulk", 1}}));
-  EXPECT_TRUE(defaults()->objectForKey(kCampaigns)->asData());
-  store.saveObjectToDataStore(std::nullopt, kCampaigns);
-  EXPECT_TRUE(another.attributionCampaigns().empty());
-  another.saveObjectToDataStore(Value(Dictionary{{"one", 1}}), kCampaigns);
-  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"one", 1}}));
-}
-
-TEST_F(DataStoreCacheTest, AfterARemovalOrAResetTheReadStoresItsArchiveOfNothingAgain) {
-  const std::vector<std::function<void()>> removals = {
-      [&] { another.removeObjectFromDataStoreWithKey(kCampaigns); },
-      [&] { another.reset(); },
-  };
-  for (const auto& remove : removals) {
-    EXPECT_TRUE(store.attributionCampaigns().empty());
-    remove();
-    ASSERT_FALSE(defaults()->objectForKey(kCampaigns));
-    EXPECT_TRUE(store.attributionCampaigns().empty());
-    EXPECT_TRUE(defaults()->objectForKey(kCampaigns)) << "the read went to the store, as without the cache";
-  }
 }
 
 TEST_F(DataStoreCacheTest, TheUserTrackingFlagFollowsEveryWriteOfIt) {
@@ -83,8 +52,6 @@ TEST_F(DataStoreCacheTest, TheUserTrackingFlagFollowsEveryWriteOfIt) {
   EXPECT_TRUE(store.getUserTrackingDisabled());
   store.saveObjectsToDataStore({Value(false)}, {TAVODataStoreController::kUserTrackingKey});
   EXPECT_FALSE(another.getUserTrackingDisabled());
-  store.saveUserTracking(true);
-  EXPECT_TRUE(another.getUserTrackingDisabled());
   another.reset();
   EXPECT_FALSE(store.getUserTrackingDisabled());
   store.saveUserTracking(true);

@@ -81,9 +81,7 @@ TEST_F(ApplicationOpenURLTest, TheSystemOpenerGetsTheURLAsOneArgumentNeverAsShel
   const std::string url = "https://example.com/?a=1&b=$(touch pwned);`touch pwned2` 'q' \"d\"";
   EXPECT_TRUE(application.openURL(url));
   EXPECT_EQ(opened(), url);
-  EXPECT_FALSE(fs::exists(base / "pwned"));
-  EXPECT_FALSE(fs::exists("pwned"));
-  EXPECT_FALSE(fs::exists("pwned2"));
+  EXPECT_FALSE(fs::exists("pwned") || fs::exists("pwned2") || fs::exists(base / "pwned"));
 }
 
 TEST_F(ApplicationOpenURLTest, WithoutHandlerOrWorkingOpenerTheURLIsLoggedAndNothingRuns) {
@@ -99,22 +97,6 @@ TEST_F(ApplicationOpenURLTest, WithoutHandlerOrWorkingOpenerTheURLIsLoggedAndNot
                        "Open URL: https://example.com/promo?x=1",
                        "Open URL failed with " + (base / "missing-opener").string() + ": https://example.com/",
                        "Open URL failed with " + opener + ": --help"}));
-}
-
-TEST_F(ApplicationOpenURLTest, ContinueUserActivityReachesOnlyAHostThatImplementsIt) {
-  EXPECT_FALSE(application.respondsToContinueUserActivity());
-  EXPECT_FALSE(application.continueUserActivity("https://example.com/long"));
-  std::vector<std::string> seen;
-  application.setContinueUserActivityHandler([&](const std::string& webpageURL) {
-    seen.push_back(webpageURL);
-    return webpageURL.ends_with("handled");
-  });
-  EXPECT_TRUE(application.respondsToContinueUserActivity());
-  EXPECT_TRUE(application.continueUserActivity("https://example.com/handled"));
-  EXPECT_FALSE(application.continueUserActivity("https://example.com/declined"));
-  EXPECT_EQ(seen, (std::vector<std::string>{"https://example.com/handled", "https://example.com/declined"}));
-  application.setContinueUserActivityHandler(nullptr);
-  EXPECT_FALSE(application.continueUserActivity("https://example.com/handled"));
 }
 
 TEST_F(ApplicationOpenURLTest, HandlersMayChangeWhileOtherThreadsOpenURLs) {

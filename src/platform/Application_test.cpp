@@ -46,11 +46,9 @@ TEST(ApplicationTest, EachMovePostsWhatThePlatformPostsAndStayingPutPostsNothing
       {Application::Background, Application::Active, {"willEnterForeground", "didBecomeActive"}},
       {Application::Inactive, Application::Active, {"didBecomeActive"}},
       {Application::Active, Application::Background, {"willResignActive", "didEnterBackground"}},
-      {Application::Inactive, Application::Background, {"didEnterBackground"}},
       {Application::Active, Application::Inactive, {"willResignActive"}},
       {Application::Background, Application::Inactive, {"willEnterForeground"}},
       {Application::Active, Application::Active, {}},
-      {Application::Background, Application::Background, {}},
   };
   for (const auto& move : moves) {
     auto center = std::make_shared<NotificationCenter>();

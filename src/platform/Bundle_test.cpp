@@ -4,20 +4,9 @@
 
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace tavo::platform {
 namespace {
-
-TEST(BundleInfo, AHostValueReplacesTheOldOneInPlace) {
-  Bundle bundle(Dictionary{{"CFBundleVersion", "412"}, {"CFBundleName", "Demo"}});
-  EXPECT_FALSE(bundle.objectForInfoDictionaryKey("CFBundleShortVersionString").has_value());
-  bundle.setInfoValue("CFBundleShortVersionString", "4.1");
-  bundle.setInfoValue("CFBundleVersion", "413");
-  EXPECT_EQ(bundle.objectForInfoDictionaryKey("CFBundleVersion"), Value("413"));
-  EXPECT_EQ(bundle.infoDictionary().allKeys(),
-            (std::vector<std::string>{"CFBundleVersion", "CFBundleName", "CFBundleShortVersionString"}));
-}
 
 TEST(BundleLocalizedStrings, TablesFallBackToTheValueThenTheKey) {
   Bundle bundle;
@@ -28,11 +17,9 @@ TEST(BundleLocalizedStrings, TablesFallBackToTheValueThenTheKey) {
     const char *key, *value, *table, *expected;
   } cases[] = {
       {"OK", "Okay", "", "Aceptar"},  // an empty table name is Localizable
-      {"OK", "", "Localizable", "Aceptar"},
       {"OK", "", "Alerts", "¡Vale!"},
       {"Gone", "", "Alerts", "Gone"},
       {"OK", "", "Missing", "OK"},
-      {"Cancel", "Cancel it", "", "Cancel it"},
       {"Cancel", "", "", "Cancel"},
       {"Count", "fallback", "", "fallback"},  // not a string: missing
       {"Empty", "fallback", "", ""},          // present, even if empty

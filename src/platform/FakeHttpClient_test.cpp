@@ -21,36 +21,6 @@ HttpRequest requestTo(std::string url) {
   return r;
 }
 
-TEST(FakeHttpClientTest, ScriptedAnswersComeFirstThenTheResponderThenTheDefault) {
-  FakeHttpClient client;
-  client.enqueueAnswer(FakeHttpClient::Answer::status(500, "down"));
-  client.enqueueAnswer(FakeHttpClient::Answer::transportError(HttpError::TimedOut));
-  std::vector<std::string> outcomes;
-  const auto record = [&](std::optional<HttpResponse> response, std::optional<HttpError> error) {
-    EXPECT_NE(response.has_value(), error.has_value());
-    outcomes.push_back(response ? std::to_string(response->statusCode) + " " + response->body
-                                : "error " + std::to_string(error->code));
-  };
-
-  client.send(requestTo("http://a/1"), record);
-  client.send(requestTo("http://a/2"), record);
-  client.send(requestTo("http://a/3"), record);
-  client.setResponder([&](const HttpRequest& request) {
-    // The responder may look at the client: it is not called under the client's lock.
-    return FakeHttpClient::Answer::status(202, request.url + " #" + std::to_string(client.requestCount()));
-  });
-  client.send(requestTo("http://a/4"), record);
-
-  EXPECT_EQ(outcomes, (std::vector<std::string>{"500 down", "error " + std::to_string(HttpError::TimedOut), "200 {}",
-                                                "202 http://a/4 #4"}));
-  const auto requests = client.requests();
-  ASSERT_EQ(requests.size(), 4u);
-  EXPECT_EQ(requests[0].url, "http://a/1");
-  EXPECT_EQ(requests[3].url, "http://a/4");
-  client.clear();
-  EXPECT_EQ(client.requestCount(), 0u);
-}
-
 TEST(FakeHttpClientTest, HeldAnswersWaitForReleaseAndArriveOnceInOrderOnTheQueue) {
   auto queue = std::make_shared<OperationQueue>();
   FakeHttpClient client(queue);

@@ -18,7 +18,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "platform/OperationQueue.h"
@@ -80,13 +79,13 @@ class LoopbackServer {
   std::thread thread_;
 };
 
-int listeningSocket(int& port, bool listening = true) {
+int listeningSocket(int& port) {
   const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) ADD_FAILURE() << "bind failed";
-  if (listening && ::listen(fd, 16) != 0) ADD_FAILURE() << "listen failed";
+  if (::listen(fd, 16) != 0) ADD_FAILURE() << "listen failed";
   socklen_t length = sizeof address;
   ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
   port = ntohs(address.sin_port);
@@ -164,58 +163,16 @@ class HttpClientTest : public ::testing::Test {
   std::shared_ptr<OperationQueue> queue_ = std::make_shared<OperationQueue>();
 };
 
-TEST_F(HttpClientTest, ServerReceivesEachMethodBodyAndHeaderOverOneKeptConnection) {
-  std::mutex mutex;
-  std::vector<httplib::Request> seen;
-  LoopbackServer server([&](httplib::Server& s) {
-    const auto record = [&](const httplib::Request& req, httplib::Response& res) {
-      std::lock_guard lock(mutex);
-      seen.push_back(req);
-      res.set_content("ok", "text/plain");
-    };
-    s.Post("/track", record);
-    s.Put("/track", record);
-    s.Get("/track", record);
-    s.Delete("/track", record);
-  });
-  CurlHttpClient client(queue_);  // after the server: its connections close before the server stops
-
-  const std::string body("a=1&b=\0\x01\xff\r\n\r\nend", 17);
-  HttpRequest post = request("POST", server.url("/track?v=4"));
-  post.headerFields = {{"Content-Type", "application/json"}, {"X-Second", "two words"}};
-  post.body = body;
-  HttpRequest put = request("PUT", server.url("/track"));
-  put.body = "replacement";
-  for (const auto& sent : {post, put, request("GET", server.url("/track")), request("DELETE", server.url("/track"))}) {
-    const auto outcome = sendAndWait(client, sent);
-    ASSERT_TRUE(outcome.response) << sent.method << ": " << (outcome.error ? outcome.error->message : "");
-  }
-
-  std::lock_guard lock(mutex);
-  ASSERT_EQ(seen.size(), 4u);
-  EXPECT_EQ(seen[0].method, "POST");
-  EXPECT_EQ(seen[0].get_param_value("v"), "4");
-  EXPECT_EQ(seen[0].body, body);
-  EXPECT_EQ(seen[0].get_header_value("X-Second"), "two words");
-  // The caller's Content-Type is the only one; curl's form default must not ride along.
-  EXPECT_EQ(seen[0].get_header_value_count("Content-Type"), 1u);
-  EXPECT_EQ(seen[0].get_header_value("Content-Type"), "application/json");
-  EXPECT_EQ(seen[1].method, "PUT");
-  EXPECT_EQ(seen[1].body, "replacement");
-  EXPECT_EQ(seen[2].method, "GET");
-  EXPECT_TRUE(seen[2].body.empty());
-  EXPECT_EQ(seen[3].method, "DELETE");
-  for (const auto& req : seen) EXPECT_EQ(req.remote_port, seen[0].remote_port) << req.method << " opened a new connection";
-}
-
-TEST_F(HttpClientTest, HeaderFieldsGoOutInTheOrderGivenAndALargeBodyWaitsForNoContinue) {
+TEST_F(HttpClientTest, HeaderFieldsGoOutInOrderOnceAndUnsplitAndABinaryBodyGoesWholeWithoutWaitingForContinue) {
   RawServer server([](int fd, const std::string&) {
     RawServer::write(fd, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nConnection: close\r\n\r\nok");
   });
   CurlHttpClient client(queue_);
-  HttpRequest post = request("POST", server.url("/form"));
-  post.headerFields = {{"X-Zeta", "z"}, {"X-Alpha", "a"}, {"X-Empty", ""}, {"X-Mid", "m\r\nInjected: yes"}};
-  post.body = std::string(1536 * 1024, 'x');  // large enough that curl would otherwise ask for 100-continue
+  HttpRequest post = request("POST", server.url("/track"));
+  post.headerFields = {{"X-Zeta", "z"}, {"Content-Type", "application/json"}, {"X-Alpha", "a"}, {"X-Empty", ""},
+                       {"X-Mid", "m\r\nInjected: yes"}};
+  // Large enough that curl would otherwise ask for 100-continue.
+  post.body = std::string("\0\x01\xff\r\n\r\n", 7) + std::string(1536 * 1024, 'x');
   const auto start = SteadyClock::now();
   ASSERT_TRUE(sendAndWait(client, post).response);
   EXPECT_LT(SteadyClock::now() - start, 900ms) << "the client waited for a 100 Continue";
@@ -231,64 +188,45 @@ TEST_F(HttpClientTest, HeaderFieldsGoOutInTheOrderGivenAndALargeBodyWaitsForNoCo
   }
   EXPECT_EQ(head.find("\r\nInjected:"), std::string::npos) << "a line break in a value started a new header";
   EXPECT_EQ(head.find("Expect:"), std::string::npos);
-  // A form body without a Content-Type keeps curl's form default, as the SDK's form requests expect.
-  EXPECT_NE(head.find("Content-Type: application/x-www-form-urlencoded"), std::string::npos);
+  // The caller's Content-Type is the only one; curl's form default must not ride along.
+  EXPECT_NE(head.find("\r\nContent-Type: application/json\r\n"), std::string::npos);
+  EXPECT_EQ(head.find("\r\nContent-Type:"), head.rfind("\r\nContent-Type:"));
   EXPECT_NE(raw.find("\r\n\r\n" + post.body), std::string::npos);
 }
 
-TEST_F(HttpClientTest, AnswersOfAnyStatusAreResponsesWithTheirHeaderFieldsInOrderAndNoInterimOnes) {
-  RawServer server([](int fd, const std::string& received) {
-    if (received.starts_with("GET /fail")) {
-      RawServer::write(fd, "HTTP/1.1 500 Internal Server Error\r\nContent-Length: 4\r\n\r\nboom");
-    } else if (received.starts_with("GET /missing")) {
-      RawServer::write(fd, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    } else {
-      RawServer::write(fd,
-                       "HTTP/1.1 100 Continue\r\nX-Interim: yes\r\n\r\n"
-                       "HTTP/1.1 201 Created\r\nSet-Cookie: a=1\r\nX-B:  spaced  \r\nSet-Cookie: b=2\r\n"
-                       "Content-Length: 4\r\nConnection: close\r\n\r\ndone");
-    }
+// Status answers themselves are covered end to end by the fault matrix; here, what it cannot see.
+TEST_F(HttpClientTest, AnAnswerKeepsItsHeaderFieldsInOrderAndDropsInterimOnes) {
+  RawServer server([](int fd, const std::string&) {
+    RawServer::write(fd,
+                     "HTTP/1.1 100 Continue\r\nX-Interim: yes\r\n\r\n"
+                     "HTTP/1.1 201 Created\r\nSet-Cookie: a=1\r\nX-B:  spaced  \r\nSet-Cookie: b=2\r\n"
+                     "Content-Length: 4\r\nConnection: close\r\n\r\ndone");
   });
   CurlHttpClient client(queue_);
-  for (const auto& [path, status, body] : std::vector<std::tuple<std::string, int, std::string>>{
-           {"/", 201, "done"}, {"/fail", 500, "boom"}, {"/missing", 404, ""}}) {
-    const auto outcome = sendAndWait(client, request("GET", server.url(path)));
-    ASSERT_TRUE(outcome.response) << path;
-    EXPECT_FALSE(outcome.error) << path;
-    EXPECT_EQ(outcome.response->statusCode, status) << path;
-    EXPECT_EQ(outcome.response->body, body) << path;
-    if (path != "/") continue;
-    const std::vector<std::pair<std::string, std::string>> expected = {
-        {"Set-Cookie", "a=1"}, {"X-B", "spaced"}, {"Set-Cookie", "b=2"}, {"Content-Length", "4"}, {"Connection", "close"}};
-    EXPECT_EQ(outcome.response->headerFields, expected);
-  }
+  const auto outcome = sendAndWait(client, request("GET", server.url("/")));
+  ASSERT_TRUE(outcome.response);
+  EXPECT_EQ(outcome.response->statusCode, 201);
+  EXPECT_EQ(outcome.response->body, "done");
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"Set-Cookie", "a=1"}, {"X-B", "spaced"}, {"Set-Cookie", "b=2"}, {"Content-Length", "4"}, {"Connection", "close"}};
+  EXPECT_EQ(outcome.response->headerFields, expected);
 }
 
 TEST_F(HttpClientTest, TransportFailuresComeQuicklyAsAnErrorWithTheirOwnCode) {
-  RawServer raw([](int fd, const std::string& received) {  // "/silent" is closed without a word
-    if (received.starts_with("GET /cut")) RawServer::write(fd, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n0123456789");
-  });
-  int port = 0;
-  const int bound = listeningSocket(port, false);  // bound but not listening: connects are refused
+  // Refused connections and bodies cut short are in the fault matrix; a close without a word is not.
+  RawServer raw([](int, const std::string&) {});
   CurlHttpClient client(queue_);
   for (const auto& [url, code] : std::vector<std::pair<std::string, HttpError::Code>>{
-           {"http://127.0.0.1:" + std::to_string(port) + "/", HttpError::CannotConnect},
-           {raw.url("/cut"), HttpError::ConnectionLost},
            {raw.url("/silent"), HttpError::ConnectionLost},
-           {"", HttpError::BadURL},
            {"http://", HttpError::BadURL},
-           {"not a url at all", HttpError::BadURL},
-           {"file:///etc/passwd", HttpError::BadURL},
-           {"ftp://127.0.0.1/", HttpError::BadURL}}) {
+           {"file:///etc/passwd", HttpError::BadURL}}) {
     const auto start = SteadyClock::now();
     const auto outcome = sendAndWait(client, request("GET", url, 10.0));
     EXPECT_LT(SteadyClock::now() - start, 2s) << url;
     ASSERT_TRUE(outcome.error) << url;
-    EXPECT_FALSE(outcome.response) << url;
     EXPECT_EQ(outcome.error->code, code) << url;
     EXPECT_FALSE(outcome.error->message.empty()) << url;
   }
-  ::close(bound);
 }
 
 TEST_F(HttpClientTest, SilentServerTimesOutOnceAndItsLateAnswerIsIgnored) {
@@ -333,8 +271,8 @@ TEST_F(HttpClientTest, ManyConcurrentSendsEachCompleteExactlyOnceWithTheirOwnAns
     s.Post("/echo", [](const httplib::Request& req, httplib::Response& res) { res.set_content(req.body, "text/plain"); });
   });
   CurlHttpClient client(queue_);
-  constexpr int kThreads = 4;
-  constexpr int kPerThread = 13;
+  constexpr int kThreads = 3;
+  constexpr int kPerThread = 10;
   std::mutex mutex;
   std::map<std::string, int> calls;  // body -> completions
   int mismatches = 0;

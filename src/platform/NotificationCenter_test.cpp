@@ -10,37 +10,6 @@
 namespace tavo::platform {
 namespace {
 
-TEST(NotificationCenterTest, DeliversToObserversOfTheNameInRegistrationOrder) {
-  NotificationCenter center;
-  std::vector<std::string> heard;
-  center.addObserver(kApplicationDidBecomeActiveNotification, [&](const Notification& n) {
-    heard.push_back("first:" + n.name + ":" + n.userInfo.find("reason")->stringValue());
-  });
-  center.addObserver(kApplicationDidEnterBackgroundNotification, [&](const Notification&) {
-    heard.push_back("background");
-  });
-  center.addObserver(kApplicationDidBecomeActiveNotification, [&](const Notification&) {
-    heard.push_back("second");
-  });
-  center.postNotification(kApplicationDidBecomeActiveNotification, Dictionary{{"reason", "launch"}});
-  EXPECT_EQ(heard, (std::vector<std::string>{"first:UIApplicationDidBecomeActiveNotification:launch", "second"}));
-  heard.clear();
-  center.postNotification("NobodyListens");
-  EXPECT_TRUE(heard.empty());
-}
-
-TEST(NotificationCenterTest, HandlersRunOnThePostingThread) {
-  NotificationCenter center;
-  std::thread::id handlerThread;
-  center.addObserver("n", [&](const Notification&) { handlerThread = std::this_thread::get_id(); });
-  std::thread::id posterThread;
-  std::thread([&] {
-    posterThread = std::this_thread::get_id();
-    center.postNotification("n");
-  }).join();
-  EXPECT_EQ(handlerThread, posterThread);
-}
-
 TEST(NotificationCenterTest, ObserversMayRemoveAddAndPostDuringADelivery) {
   NotificationCenter center;
   std::vector<std::string> heard;

@@ -45,12 +45,10 @@ TEST_F(EventControllerTest, BeforeTheConfigurationEveryEventIsARuleCheckAndFlush
   env.drainQueues();
   EXPECT_EQ(env.http().requestCount(), 2u);
   EXPECT_EQ(*lastParams().get("eventName"), Value("home"));
-  EXPECT_EQ(*lastParams().get("tavo_rules"), Value("1"));
   const auto body = platform::JSONSerialization::JSONObjectWithData(env.http().requests().back().body);
   const auto& operations = *body->get("operations")->asArray();
   ASSERT_EQ(operations.size(), 2u);  // the waiting plain event went with it, without the rule-check fields
   EXPECT_EQ(operations[0].get("params")->get("tavo_rules"), nullptr);
-  EXPECT_EQ(operations[0].get("params")->get("retrieve_config"), nullptr);
 }
 
 TEST_F(EventControllerTest, TokenLengthIsCheckedInUTF16UnitsButNeverStopsTheEvent) {

