@@ -116,6 +116,7 @@ TEST_F(AttributionTest, AnEngagementClickIsStoredAndFlushedAtOnceAndASecondClick
 TEST_F(AttributionTest, OnlyAnExactRetargetingFlagWithAPositiveWindowAndACampaignIsRecorded) {
   // Capitals are not "true": with "entw" the same link is a basic click.
   link("myapp://open?rt=TRUE&aw=24&ecid=abc&entw=b2");
+  EXPECT_TRUE(operationsSent().empty()) << "a basic click waits for the timer";
   EXPECT_EQ(*lastParams().get("attributes")->get("e_attribution_type"), Value("e_click_basic"));
   link("myapp://open?rt=true&aw=0&ecid=zero");
   link("myapp://open?rt=true&aw=-3&ecid=negative");
