@@ -43,8 +43,8 @@ TAVOConfiguration BenchEnvironment::configuration() {
 TAVOEventRequest BenchEnvironment::sampleEvent() {
   TAVOEventRequest request("product_viewed");
   request.attributes = platform::Dictionary{
-      {"product_id", "SKU-000123"},  {"category", "outdoor/footwear"}, {"price", "129.90"},
-      {"currency", "EUR"},           {"campaign", "spring-sale"},
+      {"product_id", "SKU-000123"}, {"category", "outdoor/footwear"}, {"price", "129.90"},
+      {"currency", "EUR"},          {"campaign", "spring-sale"},
   };
   return request;
 }

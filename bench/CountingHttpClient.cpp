@@ -14,15 +14,15 @@ void CountingHttpClient::send(platform::HttpRequest request, Completion completi
   while (request.body.size() > largest && !counts_->largestBody.compare_exchange_weak(largest, request.body.size())) {
   }
   counts_->sent.fetch_add(1);
-  client_->send(std::move(request), [counts = counts_, completion = std::move(completion)](
-                                        std::optional<platform::HttpResponse> response,
-                                        std::optional<platform::HttpError> error) {
-    counts->lastAnswerAt.store(std::chrono::steady_clock::now().time_since_epoch().count());
-    if (error) counts->transportErrors.fetch_add(1);
-    completion(std::move(response), std::move(error));
-    counts->answered.fetch_add(1);
-    if (counts->onAnswer) counts->onAnswer();
-  });
+  client_->send(std::move(request),
+                [counts = counts_, completion = std::move(completion)](std::optional<platform::HttpResponse> response,
+                                                                       std::optional<platform::HttpError> error) {
+                  counts->lastAnswerAt.store(std::chrono::steady_clock::now().time_since_epoch().count());
+                  if (error) counts->transportErrors.fetch_add(1);
+                  completion(std::move(response), std::move(error));
+                  counts->answered.fetch_add(1);
+                  if (counts->onAnswer) counts->onAnswer();
+                });
 }
 
 }  // namespace tavo::bench

@@ -28,8 +28,8 @@ namespace tavo::bench {
 namespace {
 
 constexpr std::size_t kDefaultEvents = 100000;
-constexpr std::size_t kEventsPerFrame = 100;  // tracked between two pumps of the main loop
-constexpr double kPatienceSeconds = 120;  // for the answers, after the last call
+constexpr std::size_t kEventsPerFrame = 100;                 // tracked between two pumps of the main loop
+constexpr double kPatienceSeconds = 120;                     // for the answers, after the last call
 constexpr const char* kSessionKey = "DEMOAPP0001KEY123456";  // registered in the emulator's fixtures
 
 struct Outcome {

@@ -30,9 +30,8 @@ void ProcessResponse(benchmark::State& state) {
                                               {"response", platform::Dictionary{{"status", 200}}}});
   }
   const auto request = TAVORequest::requestWithOperations(operations);
-  const std::string body =
-      *platform::JSONSerialization::dataWithJSONObject(platform::Value(platform::Dictionary{
-          {"status", 200}, {"operations", platform::Value(std::move(answers))}}));
+  const std::string body = *platform::JSONSerialization::dataWithJSONObject(
+      platform::Value(platform::Dictionary{{"status", 200}, {"operations", platform::Value(std::move(answers))}}));
   const TAVOResponseHandler handler;
   std::size_t successes = 0;
   std::size_t failures = 0;

@@ -10,14 +10,14 @@
 #include <vector>
 
 #include "FuzzEnvironment.h"
+#include "attribution/TAVOInstallAttributionRequest.h"
+#include "attribution/TAVOShortTrackingUrl.h"
 #include "core/TAVOController.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequest.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOUpdateUser.h"
-#include "attribution/TAVOInstallAttributionRequest.h"
-#include "attribution/TAVOShortTrackingUrl.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOOrder.h"
@@ -79,7 +79,7 @@ struct Requests {
     auto reset = std::make_shared<TAVOResetUser>();
     reset->init();
     auto order = TAVOOrder::initOrderWithId("order-1", "customer-1", 19.5f, "EUR", std::nullopt,
-                                           platform::Dictionary{{"gift", true}});
+                                            platform::Dictionary{{"gift", true}});
     order->addProduct(TAVOProduct::initProductWithId("sku-1", "Socks", 9.75f, 2.0f, std::nullopt));
     auto trackOrder = std::make_shared<TAVOTrackOrder>();
     trackOrder->initWithOrder(order);

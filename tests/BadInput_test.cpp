@@ -3,8 +3,6 @@
 // token, values JSON cannot carry. Never a crash; the log lines the SDK defines where it defines them, a
 // clear line where it does not; and one bad event never takes the good ones beside it down with it.
 
-#include "tavo/tavo.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -19,6 +17,7 @@
 #include "platform/FakeHttpClient.h"
 #include "platform/JSONSerialization.h"
 #include "tavo/TAVO.h"
+#include "tavo/tavo.h"
 #include "tracking/TAVOUser.h"
 
 namespace tavo {
@@ -151,8 +150,8 @@ TEST_F(BadInputTest, AOneMegabyteAttributeValueArrivesWholeBesideTheOtherEvents)
 
 TEST_F(BadInputTest, TextThatIsNotUTF8IsRepairedAndLoggedAndNeverBreaksTheBatch) {
   start();
-  const std::string broken = "caf\xC3";            // a sequence cut short
-  const std::string stray = "\xFF\xFEok\x80";       // bytes that start nothing
+  const std::string broken = "caf\xC3";        // a sequence cut short
+  const std::string stray = "\xFF\xFEok\x80";  // bytes that start nothing
   TAVOEventRequest cpp(broken);
   cpp.attributes = Dictionary{{"value", stray}, {std::string("key\x80"), 1}};
   TAVOLegacy::trackEvent(cpp);

@@ -12,12 +12,11 @@
 // parked (the store holds it from the moment it is parked), the device id and the install date.
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
@@ -332,7 +331,7 @@ class CrashSafetyTest : public ::testing::Test {
   bool rejecting_ = true;
   int hostBatches_ = 0;
   std::set<std::string> rejected_;
-  SdkTestEnvironment env_;  // the test's own platform: classes known to the unarchiver, a captured log
+  SdkTestEnvironment env_;        // the test's own platform: classes known to the unarchiver, a captured log
   TemporaryDirectory directory_;  // the child's data
   TemporaryDirectory logs_;       // the child's stderr, one file per run
   LoopbackServer server_;
@@ -496,11 +495,12 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRule
     lostOutsideTheTail += outsideTail;
   }
   EXPECT_EQ(duplicated, 0u) << "an event reached the server twice";
-  std::printf("[ crash    ] total: %zu events tracked, %zu lost to kills (%zu not at the tail of their run), "
-              "%zu requests parked and stored, %zu resent, %zu lost by the read-once rule; %zu logins, %zu campaigns, "
-              "%d session ends finished\n",
-              tracked, lost, lostOutsideTheTail, everParked.size(), totalResent, lostByReadOnce, loginsDone,
-              campaignsDone.size(), sessionEndsDone);
+  std::printf(
+      "[ crash    ] total: %zu events tracked, %zu lost to kills (%zu not at the tail of their run), "
+      "%zu requests parked and stored, %zu resent, %zu lost by the read-once rule; %zu logins, %zu campaigns, "
+      "%d session ends finished\n",
+      tracked, lost, lostOutsideTheTail, everParked.size(), totalResent, lostByReadOnce, loginsDone,
+      campaignsDone.size(), sessionEndsDone);
 }
 
 // The store must always hold the newest user, whenever the process dies: a login on the main thread and the

@@ -204,8 +204,8 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
     for (const auto& request : server_.requests())
       if (request.path == "/ws/tracker")
         for (const Value& operation : WireFormat::batchOperations(request.body))
-          if (const Value* params = operation.get("params"); params && params->get("eventName") &&
-                                                             *params->get("eventName") == Value(token))
+          if (const Value* params = operation.get("params");
+              params && params->get("eventName") && *params->get("eventName") == Value(token))
             ++count;
     return count;
   }
@@ -235,7 +235,7 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
 
   std::atomic<Fault> fault_{Fault::None};  // read by the server's threads: outlives the server
   std::atomic<bool> hugeAnswered_{false};
-  LoopbackServer server_;                  // outlives the environment: no answer is cut off by its end
+  LoopbackServer server_;  // outlives the environment: no answer is cut off by its end
   SdkTestEnvironment env_;
   std::shared_ptr<ObservedHttpClient> http_;
 };
@@ -304,11 +304,12 @@ TEST_P(FaultMatrixTest, TheBatchIsRetriedParkedOrDroppedByTheRulesAndEveryEventN
   }
 
   // One line per case, for docs/RELIABILITY.md.
-  std::printf("[ matrix   ] %-22s plain batch: %zu sends, %zu read by the server, %s | rule check: %s | "
-              "after recovery: %zu credentials-only resend, %zu/%d plain and %zu/%d new events at the server\n",
-              c.name, plainSends, plainArrivals, c.parked ? "parked" : "delivered",
-              deliveredDespite(c.fault) ? "delivered" : "dropped", credentialsOnlyResends(), plainReceived,
-              kPlainEvents, afterReceived, kEventsAfterRecovery);
+  std::printf(
+      "[ matrix   ] %-22s plain batch: %zu sends, %zu read by the server, %s | rule check: %s | "
+      "after recovery: %zu credentials-only resend, %zu/%d plain and %zu/%d new events at the server\n",
+      c.name, plainSends, plainArrivals, c.parked ? "parked" : "delivered",
+      deliveredDespite(c.fault) ? "delivered" : "dropped", credentialsOnlyResends(), plainReceived, kPlainEvents,
+      afterReceived, kEventsAfterRecovery);
 }
 
 // Sends and outcome of the plain batch under each fault, as the rules give them: a transport failure is

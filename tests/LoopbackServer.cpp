@@ -11,9 +11,8 @@ namespace tavo::testing {
 namespace {
 
 bool sameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 // Enough workers that answers held back by a delay never starve the requests behind them.
@@ -28,8 +27,8 @@ std::optional<std::string> LoopbackServer::Request::header(std::string_view name
 }
 
 std::size_t LoopbackServer::Request::headerCount(std::string_view name) const {
-  return static_cast<std::size_t>(
-      std::count_if(headerFields.begin(), headerFields.end(), [&](const auto& field) { return sameName(field.first, name); }));
+  return static_cast<std::size_t>(std::count_if(headerFields.begin(), headerFields.end(),
+                                                [&](const auto& field) { return sameName(field.first, name); }));
 }
 
 LoopbackServer::LoopbackServer() {

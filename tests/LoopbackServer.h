@@ -22,8 +22,9 @@ namespace tavo::testing {
 
 // A small HTTP/1.1 server on 127.0.0.1 and an ephemeral port, for tests that send over a real socket. It
 // records every request and answers from a script: queued answers first, one per request, then a default
-// responder. Each connection carries one request (the answer says "Connection: close"). It can also misbehave on purpose: refuse connections (stop listening, keeping its port), answer
-// late, or drop the connection halfway through the body.
+// responder. Each connection carries one request (the answer says "Connection: close"). It can also misbehave on
+// purpose: refuse connections (stop listening, keeping its port), answer late, or drop the connection halfway through
+// the body.
 //
 // Thread-safe: requests are served on the server's own threads while the test reads and scripts from its
 // thread. Start and stop of the listener (constructor, refuseConnections, acceptConnections, destructor)
@@ -35,8 +36,8 @@ class LoopbackServer {
     std::string method;
     std::string path;
     std::vector<std::pair<std::string, std::string>> headerFields;  // names as sent, one entry per field
-    std::string body;                                                // raw bytes
-    std::chrono::steady_clock::time_point time;                      // arrival
+    std::string body;                                               // raw bytes
+    std::chrono::steady_clock::time_point time;                     // arrival
 
     // The first value of a field (names compare case-insensitively), or nullopt.
     std::optional<std::string> header(std::string_view name) const;
@@ -48,13 +49,11 @@ class LoopbackServer {
     int status = 200;
     std::string body;
     std::string contentType = "application/json";
-    double delaySeconds = 0;  // wait this long before answering (cut short when the listener stops)
+    double delaySeconds = 0;    // wait this long before answering (cut short when the listener stops)
     bool closeMidBody = false;  // announce the whole body, send half of it, then close the connection
 
     static Answer json(std::string body, int status = 200) { return Answer{status, std::move(body)}; }
-    static Answer text(std::string body, int status = 200) {
-      return Answer{status, std::move(body), "text/plain"};
-    }
+    static Answer text(std::string body, int status = 200) { return Answer{status, std::move(body), "text/plain"}; }
     static Answer delayed(double seconds, std::string body = "{\"status\":200}") {
       Answer answer{200, std::move(body)};
       answer.delaySeconds = seconds;

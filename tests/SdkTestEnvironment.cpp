@@ -9,8 +9,8 @@
 
 #include "core/TAVOController.h"
 #include "core/TAVOControllerTestAccess.h"
-#include "network/TAVORequestController.h"
 #include "core/TAVOLogger.h"
+#include "network/TAVORequestController.h"
 
 namespace tavo::testing {
 

@@ -42,7 +42,8 @@ class TAVO_EXPORT TAVOLegacy {
   // start applies only debug output and the base URL and sends no start-session event.
   static void startSessionBackground(const TAVOConfiguration& configuration);
   static void startSessionWithConfiguration(const TAVOConfiguration& configuration);
-  static void startSession(const std::optional<std::string>& sessionKey, const std::optional<Dictionary>& launchOptions);
+  static void startSession(const std::optional<std::string>& sessionKey,
+                           const std::optional<Dictionary>& launchOptions);
   static void startSession(const std::optional<std::string>& sessionKey);
   // YES only once the start-session event has been delivered to the web service.
   static bool isSessionStarted();

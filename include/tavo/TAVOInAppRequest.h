@@ -14,8 +14,16 @@ namespace tavo {
 class TAVOInAppRequest {
  public:
   enum Type : std::int32_t {
-    StartView = 0, AdBall = 1, Strip = 2, Banner = 3, TabBar = 4, CheckCoupon = 5, RedeemCoupon = 6,
-    CancelCouponRedeem = 7, CouponValidRedeems = 8, NativeAd = 9
+    StartView = 0,
+    AdBall = 1,
+    Strip = 2,
+    Banner = 3,
+    TabBar = 4,
+    CheckCoupon = 5,
+    RedeemCoupon = 6,
+    CancelCouponRedeem = 7,
+    CouponValidRedeems = 8,
+    NativeAd = 9
   };
 
   TAVOInAppRequest() = default;

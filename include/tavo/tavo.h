@@ -64,8 +64,9 @@ TAVO_C_EXPORT void tavo_platform_set_open_url_handler(void (*handler)(const char
                                                       void* user_data);
 /* The host's universal-link handler: a resolved short link arrives here as the web page URL of a
  * web-browsing activity, on the main thread. NULL means the host does not handle such activities. */
-TAVO_C_EXPORT void tavo_platform_set_continue_user_activity_handler(
-    void (*handler)(const char* webpage_url, void* user_data), void* user_data);
+TAVO_C_EXPORT void tavo_platform_set_continue_user_activity_handler(void (*handler)(const char* webpage_url,
+                                                                                    void* user_data),
+                                                                    void* user_data);
 /* The stored cookies as a JSON array of {"name", "value", "domain", "path", "version", "expiry"}, expiry in
  * seconds since 1970 (null for a session cookie); free with tavo_free. */
 TAVO_C_EXPORT char* tavo_platform_copy_cookies_json(void);

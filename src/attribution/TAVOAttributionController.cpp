@@ -40,9 +40,7 @@ bool hostContainsAny(const std::string& host, const std::vector<std::string>& do
                      [&](const std::string& domain) { return host.find(domain) != std::string::npos; });
 }
 
-std::shared_ptr<TAVODataStoreController> dataStore() {
-  return TAVOController::sharedInstance().dataStoreController();
-}
+std::shared_ptr<TAVODataStoreController> dataStore() { return TAVOController::sharedInstance().dataStoreController(); }
 
 }  // namespace
 

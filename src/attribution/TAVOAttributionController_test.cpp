@@ -44,7 +44,9 @@ class AttributionTest : public ::testing::Test {
     return TAVOController::sharedInstance().attributionController();
   }
   static void link(const std::string& url) { TAVOController::sharedInstance().handleLink(url); }
-  static void event(const std::string& token) { TAVOController::sharedInstance().sendEvent(token, std::nullopt, false); }
+  static void event(const std::string& token) {
+    TAVOController::sharedInstance().sendEvent(token, std::nullopt, false);
+  }
 
   // The params of every batch operation sent so far, in order.
   std::vector<Value> operationsSent() {
@@ -238,7 +240,8 @@ TEST_F(AttributionBurstTest, AWindowClosesForTheFirstEventOfTheSecondAfterItsEnd
 
 TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsAndOrdersButNotPlainUpdates) {
   link("myapp://open?rt=true&aw=24&ecid=abc");
-  const std::optional<Value> expected(Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}});
+  const std::optional<Value> expected(
+      Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}});
 
   event("purchase_view");
   EXPECT_EQ(campaignsOn(lastParams()), expected);

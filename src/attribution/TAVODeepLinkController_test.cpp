@@ -54,8 +54,8 @@ TEST_F(DeepLinkTest, ListsOfDifferentLengthsRunNothingAtAll) {
 }
 
 TEST_F(DeepLinkTest, ALaterListReplacesAnEarlierOneAndUnknownActionsAreIgnored) {
-  TAVODeepLinkController().handleURL(
-      std::string("myapp://home?qrvact=tag%5Ba%5D,tag%5Bb%5D&qrvval=1&qrvact=open%5Bx%5D,tag%5Bc%5D%5Bz%5D&qrvval=2,3"));
+  TAVODeepLinkController().handleURL(std::string(
+      "myapp://home?qrvact=tag%5Ba%5D,tag%5Bb%5D&qrvval=1&qrvact=open%5Bx%5D,tag%5Bc%5D%5Bz%5D&qrvval=2,3"));
   const auto requests = sent();
   ASSERT_EQ(requests.size(), 1u);
   EXPECT_EQ(*requests[0].second.get("c"), Value("3"));  // the key ends at the first "]"

@@ -104,8 +104,7 @@ bool present(const tavo_event_request* request) {
 
 // A host's C callback as a URL handler of the application; none when the host passed none. A handler the
 // host set takes every URL it is given.
-std::function<bool(const std::string&)> urlHandler(void (*handler)(const char* url, void* user_data),
-                                                   void* user_data) {
+std::function<bool(const std::string&)> urlHandler(void (*handler)(const char* url, void* user_data), void* user_data) {
   if (!handler) return nullptr;
   return [handler, user_data](const std::string& url) {
     handler(url.c_str(), user_data);

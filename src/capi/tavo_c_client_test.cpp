@@ -2,10 +2,10 @@
 // test reads what arrived.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <cstdio>
 #include <string>
-#include <sys/wait.h>
 
 #include "LoopbackServer.h"
 #include "SdkTestEnvironment.h"

@@ -1,8 +1,6 @@
 // The C interface driven as a host would: against a loopback web service, reading what arrived, and with the
 // host's platform handlers and the web-code cookies.
 
-#include "tavo/tavo.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -16,6 +14,7 @@
 #include "persistence/TAVODataStoreController.h"
 #include "platform/FakeHttpClient.h"
 #include "platform/JSONSerialization.h"
+#include "tavo/tavo.h"
 
 namespace tavo {
 namespace {
@@ -86,7 +85,8 @@ TEST_F(CInterfaceTest, TwoStartsQueueOneInitialUserUpdateAndTwoStartEvents) {
   settle(3);
   std::size_t retrievingUpdates = 0;
   for (const auto& request : server.requests())
-    if (request.path == "/ws/updateuser" && WireFormat::formPayload(request.body)->get("tavo_retrieve")) ++retrievingUpdates;
+    if (request.path == "/ws/updateuser" && WireFormat::formPayload(request.body)->get("tavo_retrieve"))
+      ++retrievingUpdates;
   EXPECT_EQ(retrievingUpdates, 1u);
   EXPECT_EQ(countEvents(server, "tavo_start_session"), 2u);
   char* userId = tavo_get_user_id();  // the initial update's answer named the user
@@ -100,7 +100,7 @@ TEST_F(CInterfaceTest, TheSessionAverageOverTwoSessionsIsReported) {
   settle(2);
   env.clock().advance(10);
   tavo_platform_set_application_state(2);  // background: the session ends and the queue is flushed
-  settle(3);  // two batches on the wire at once may arrive in either order
+  settle(3);                               // two batches on the wire at once may arrive in either order
   tavo_platform_set_application_state(0);
   env.clock().advance(20);
   tavo_platform_set_application_state(2);
@@ -160,7 +160,8 @@ TEST_F(CInterfaceTest, AnApplicationStateOutOfRangeIsRefusedAndTheTokenIsSentAsL
 TEST(CInterfaceQueueOrder, AFirstForegroundStartQueuesParkedRequestsThenTheUserUpdateThenTheStartEvent) {
   SdkTestEnvironment env(SdkTestEnvironment::Store::File);
   // A previous process parked a request.
-  env.http().setResponder([](const platform::HttpRequest&) { return platform::FakeHttpClient::Answer::transportError(); });
+  env.http().setResponder(
+      [](const platform::HttpRequest&) { return platform::FakeHttpClient::Answer::transportError(); });
   tavo_start_session(kKey);
   env.drainQueues();
   ASSERT_FALSE(TAVOController::sharedInstance().requestController()->pendingRequests().empty());

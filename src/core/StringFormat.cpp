@@ -16,7 +16,8 @@ std::string StringFormat::format(std::string_view pattern, const std::vector<Arg
     // Collect one conversion: flags, width, precision, length modifiers, then the conversion letter.
     std::size_t j = i + 1;
     while (j < pattern.size() && std::string_view("-+ #0123456789.").find(pattern[j]) != std::string_view::npos) ++j;
-    while (j < pattern.size() && (pattern[j] == 'l' || pattern[j] == 'h' || pattern[j] == 'q' || pattern[j] == 'z')) ++j;
+    while (j < pattern.size() && (pattern[j] == 'l' || pattern[j] == 'h' || pattern[j] == 'q' || pattern[j] == 'z'))
+      ++j;
     if (j >= pattern.size()) {
       out.append(pattern.substr(i));
       break;
@@ -40,12 +41,8 @@ std::string StringFormat::format(std::string_view pattern, const std::vector<Arg
       if (c != 'l' && c != 'h' && c != 'q' && c != 'z') spec += c;
     char buf[512];
     switch (conversion) {
-      case '@':
-        out += arg->isString() ? *arg->asString() : arg->description();
-        continue;
-      case 's':
-        out += arg->stringValue();
-        continue;
+      case '@': out += arg->isString() ? *arg->asString() : arg->description(); continue;
+      case 's': out += arg->stringValue(); continue;
       case 'd':
       case 'i':
         spec += "lld";

@@ -18,7 +18,8 @@ class TAVOControllerTest : public ::testing::Test {
 };
 
 TEST_F(TAVOControllerTest, CredentialsAreSplitFromTheKeyOnceAndShortKeysSetNothing) {
-  for (const std::optional<std::string>& refused : {std::optional<std::string>("123456789"), std::optional<std::string>()}) {
+  for (const std::optional<std::string>& refused :
+       {std::optional<std::string>("123456789"), std::optional<std::string>()}) {
     controller.generateApiKeyAndApiUserFrom(refused);
     EXPECT_FALSE(controller.apiUser()) << refused.value_or("nil");
     EXPECT_FALSE(controller.apiKey()) << refused.value_or("nil");

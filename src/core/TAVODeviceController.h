@@ -22,9 +22,9 @@ class TAVODeviceController : public std::enable_shared_from_this<TAVODeviceContr
   // Asks the user for tracking consent; on authorisation the advertising identifier is kept.
   void requestTrackingWithIdfa();
 
-  std::string deviceModel() const;                  // "hw.machine", else the device model, else "Undefined"
-  std::optional<std::string> deviceBuild() const;   // "kern.osversion"
-  std::string deviceFirmware() const;               // "<system name> <system version>"
+  std::string deviceModel() const;                 // "hw.machine", else the device model, else "Undefined"
+  std::optional<std::string> deviceBuild() const;  // "kern.osversion"
+  std::string deviceFirmware() const;              // "<system name> <system version>"
   std::string currentLocale() const;
   std::string timeZoneName() const;
 

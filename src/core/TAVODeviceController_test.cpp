@@ -10,9 +10,7 @@ namespace {
 
 class TAVODeviceControllerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    device().setIdentifierForVendor(std::string("0A1B2C3D-0000-4000-8000-00000000ABCD"));
-  }
+  void SetUp() override { device().setIdentifierForVendor(std::string("0A1B2C3D-0000-4000-8000-00000000ABCD")); }
   platform::Device& device() { return *env.platform().device; }
   std::shared_ptr<TAVODeviceController> controller() { return TAVOController::sharedInstance().deviceController(); }
 

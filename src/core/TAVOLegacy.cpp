@@ -1,5 +1,3 @@
-#include "tavo/TAVO.h"
-
 #include "attribution/TAVOAttributionController.h"
 #include "attribution/TAVOShortUrlController.h"
 #include "attribution/TAVOWebSDKController.h"
@@ -11,6 +9,7 @@
 #include "core/TAVOVersion.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
+#include "tavo/TAVO.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVOShoppingCartController.h"
 #include "tracking/TAVOUser.h"
@@ -123,13 +122,15 @@ void TAVOLegacy::registerToken(const std::vector<std::uint8_t>& token) {
   hex.reserve(token.size() * 2);
   for (std::uint8_t byte : token) hex += StringFormat::format("%02x", static_cast<unsigned>(byte));
   controller().updateUserWithExtras(Dictionary{{"token", hex}});
-  controller().dataStoreController()->saveObjectToDataStore(Value(hex), TAVODataStoreController::kPushTokenRegisteredKey);
+  controller().dataStoreController()->saveObjectToDataStore(Value(hex),
+                                                            TAVODataStoreController::kPushTokenRegisteredKey);
 }
 
 std::string TAVOLegacy::deviceId() { return controller().deviceController()->deviceUUID(); }
 
-void TAVOLegacy::startOrder(const std::string& orderId, float totalPrice, const std::optional<std::string>& currencyCode,
-                            const std::optional<std::string>& coupon, const std::optional<Dictionary>& extras) {
+void TAVOLegacy::startOrder(const std::string& orderId, float totalPrice,
+                            const std::optional<std::string>& currencyCode, const std::optional<std::string>& coupon,
+                            const std::optional<Dictionary>& extras) {
   controller().shoppingCartController()->startOrder(orderId, totalPrice, currencyCode, coupon, extras);
 }
 
@@ -158,7 +159,9 @@ void TAVOLegacy::setCurrencyCode(const std::optional<std::string>& currencyCode)
 
 void TAVOLegacy::trackOrder() { controller().shoppingCartController()->trackOrder(); }
 
-void TAVOLegacy::cancelOrder(const std::string& orderId) { controller().shoppingCartController()->cancelOrder(orderId); }
+void TAVOLegacy::cancelOrder(const std::string& orderId) {
+  controller().shoppingCartController()->cancelOrder(orderId);
+}
 
 void TAVOLegacy::handleLink(const std::optional<std::string>& url) { controller().handleLink(url); }
 

@@ -59,8 +59,8 @@ struct TAVOSessionController::ObserverGate {
 
 TAVOSessionController::TAVOSessionController() : gate_(std::make_shared<ObserverGate>(this)) {
   // A store of its own: the shared controller is still being built when this runs.
-  const std::optional<Value> stored = TAVODataStoreController().getObjectFromDataStore(
-      TAVODataStoreController::kSessionDataKey);
+  const std::optional<Value> stored =
+      TAVODataStoreController().getObjectFromDataStore(TAVODataStoreController::kSessionDataKey);
   auto data = stored ? stored->objectAs<TAVOSessionData>() : nullptr;
   sessionData_ = data ? std::move(data) : std::make_shared<TAVOSessionData>();
 }
@@ -86,16 +86,14 @@ void TAVOSessionController::initSessionLogic() {
   std::lock_guard lock(mutex_);
   if (!observers_.empty()) return;
   std::weak_ptr<ObserverGate> gate = gate_;
-  observers_.push_back(center->addObserver(platform::kApplicationDidBecomeActiveNotification,
-                                           [gate](const platform::Notification&) {
-                                             if (auto open = gate.lock())
-                                               open->run([](TAVOSessionController& c) { c.wakeUp(); });
-                                           }));
-  observers_.push_back(center->addObserver(platform::kApplicationDidEnterBackgroundNotification,
-                                           [gate](const platform::Notification&) {
-                                             if (auto open = gate.lock())
-                                               open->run([](TAVOSessionController& c) { c.toSleep(); });
-                                           }));
+  observers_.push_back(
+      center->addObserver(platform::kApplicationDidBecomeActiveNotification, [gate](const platform::Notification&) {
+        if (auto open = gate.lock()) open->run([](TAVOSessionController& c) { c.wakeUp(); });
+      }));
+  observers_.push_back(
+      center->addObserver(platform::kApplicationDidEnterBackgroundNotification, [gate](const platform::Notification&) {
+        if (auto open = gate.lock()) open->run([](TAVOSessionController& c) { c.toSleep(); });
+      }));
   observedCenter_ = center;
 }
 

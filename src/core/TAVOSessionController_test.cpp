@@ -25,9 +25,8 @@ class SessionControllerTest : public ::testing::Test {
   explicit SessionControllerTest(Store store = Store::InMemory) : env(store) {}
 
   void SetUp() override {
-    env.http().setResponder([](const platform::HttpRequest&) {
-      return platform::FakeHttpClient::Answer::status(200, "{\"status\":200}");
-    });
+    env.http().setResponder(
+        [](const platform::HttpRequest&) { return platform::FakeHttpClient::Answer::status(200, "{\"status\":200}"); });
     startSdk();
   }
 
@@ -49,8 +48,8 @@ class SessionControllerTest : public ::testing::Test {
     std::vector<Value> found;
     for (const auto& request : env.http().requests())
       for (const auto& operation : testing::WireFormat::batchOperations(request.body))
-        if (const Value* params = operation.get("params"); params && params->get("eventName") &&
-                                                           *params->get("eventName") == Value(token))
+        if (const Value* params = operation.get("params");
+            params && params->get("eventName") && *params->get("eventName") == Value(token))
           found.push_back(*params);
     return found;
   }

@@ -107,15 +107,11 @@ platform::Color TAVOUtils::hexaStrToColor(const std::string& hex) {
     if (c != '#') s += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   double alpha = 1.0, red, green, blue;
   switch (s.size()) {
-    case 3:
-      red = component(s, 0, 1), green = component(s, 1, 1), blue = component(s, 2, 1);
-      break;
+    case 3: red = component(s, 0, 1), green = component(s, 1, 1), blue = component(s, 2, 1); break;
     case 4:
       alpha = component(s, 0, 1), red = component(s, 1, 1), green = component(s, 2, 1), blue = component(s, 3, 1);
       break;
-    case 6:
-      red = component(s, 0, 2), green = component(s, 2, 2), blue = component(s, 4, 2);
-      break;
+    case 6: red = component(s, 0, 2), green = component(s, 2, 2), blue = component(s, 4, 2); break;
     case 8:
       alpha = component(s, 0, 2), red = component(s, 2, 2), green = component(s, 4, 2), blue = component(s, 6, 2);
       break;
@@ -128,9 +124,7 @@ platform::Color TAVOUtils::hexaStrToColor(const std::string& hex) {
   return platform::Color::colorWithRed(red, green, blue, alpha);
 }
 
-std::string TAVOUtils::newDateWithDefaultTimezone() {
-  return newDateWithTimezone(platform::TimeZone::utc());
-}
+std::string TAVOUtils::newDateWithDefaultTimezone() { return newDateWithTimezone(platform::TimeZone::utc()); }
 
 std::string TAVOUtils::newDateWithTimezone(const std::optional<platform::TimeZone>& zone) {
   return dateToString(platform::Platform::shared().clock->now(), kDefaultDateFormat, zone);

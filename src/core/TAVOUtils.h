@@ -4,8 +4,8 @@
 #include <string>
 
 #include "platform/Color.h"
-#include "tavo/platform/Date.h"
 #include "platform/TimeZone.h"
+#include "tavo/platform/Date.h"
 
 namespace tavo {
 

@@ -18,7 +18,10 @@ using platform::TimeZone;
 constexpr double kNoon = 1700000000.0;  // 2023-11-14 22:13:20 UTC
 
 TEST(TAVOUtilsColor, ShortAndLongFormsWithAndWithoutAlpha) {
-  struct Case { const char* text; double alpha, red, green, blue; };
+  struct Case {
+    const char* text;
+    double alpha, red, green, blue;
+  };
   for (const Case& c : {Case{"#8f00", 0x88 / 255.0, 1.0, 0.0, 0.0}, Case{"##00ff00#", 1.0, 0.0, 1.0, 0.0}}) {
     const auto color = TAVOUtils::hexaStrToColor(c.text);
     EXPECT_DOUBLE_EQ(color.alpha, c.alpha) << c.text;
@@ -34,8 +37,9 @@ TEST(TAVOUtilsColor, OtherLengthsRaiseWithTheCleanedText) {
     FAIL() << "a five-digit colour must raise";
   } catch (const Exception& e) {
     EXPECT_EQ(e.name(), "Invalid color value");
-    EXPECT_EQ(e.reason(), "Color value ABCDE is invalid.  It should be a hex value of the form #RBG, #ARGB, "
-                          "#RRGGBB, or #AARRGGBB");
+    EXPECT_EQ(e.reason(),
+              "Color value ABCDE is invalid.  It should be a hex value of the form #RBG, #ARGB, "
+              "#RRGGBB, or #AARRGGBB");
   }
   EXPECT_THROW(TAVOUtils::hexaStrToColor("1234567"), Exception);
 }
@@ -45,12 +49,17 @@ TEST(TAVOUtilsColor, OtherLengthsRaiseWithTheCleanedText) {
 TEST(TAVOUtilsRepeatedDates, EverySecondIsWrittenAsItselfNearItsEdgesAndWhenTheClockGoesBack) {
   testing::SdkTestEnvironment env;
   const std::vector<std::pair<double, const char*>> moments = {
-      {kNoon + 0.5, "2023-11-14 22:13:20"},    {kNoon + 0.9995, "2023-11-14 22:13:20"},
+      {kNoon + 0.5, "2023-11-14 22:13:20"},
+      {kNoon + 0.9995, "2023-11-14 22:13:20"},
       // A hair under the next second: the formatter's rounding to the millisecond makes it the next one.
-      {kNoon + 0.5, "2023-11-14 22:13:20"},    {kNoon + 1.0 - 1e-6, "2023-11-14 22:13:21"},
-      {kNoon + 1.0, "2023-11-14 22:13:21"},    {kNoon + 1.0009, "2023-11-14 22:13:21"},
-      {kNoon + 0.25, "2023-11-14 22:13:20"},   {kNoon + 0.001, "2023-11-14 22:13:20"},
-      {kNoon - 0.0005, "2023-11-14 22:13:19"}, {kNoon + 86400.5, "2023-11-15 22:13:20"},
+      {kNoon + 0.5, "2023-11-14 22:13:20"},
+      {kNoon + 1.0 - 1e-6, "2023-11-14 22:13:21"},
+      {kNoon + 1.0, "2023-11-14 22:13:21"},
+      {kNoon + 1.0009, "2023-11-14 22:13:21"},
+      {kNoon + 0.25, "2023-11-14 22:13:20"},
+      {kNoon + 0.001, "2023-11-14 22:13:20"},
+      {kNoon - 0.0005, "2023-11-14 22:13:19"},
+      {kNoon + 86400.5, "2023-11-15 22:13:20"},
   };
   for (const auto& [seconds, text] : moments) {
     env.clock().setNow(Date(seconds));
@@ -80,8 +89,8 @@ TEST(TAVOUtilsRepeatedDates, TheDevicesZoneIsReadAgainForEveryDate) {
 TEST(TAVOUtilsRepeatedDates, ManyPatternsAndTextsInTurnAnswerAsAFreshFormatterWould) {
   testing::SdkTestEnvironment env;
   env.platform().timeZone = std::make_shared<TimeZone>(TimeZone::withSecondsFromGMT(19800));
-  const std::vector<std::string> patterns = {"yyyy-MM-dd HH:mm:ss", "dd/MM/yyyy", "HH:mm", "yyyyMMdd",
-                                             "yyyy-MM-dd'T'HH:mm:ss.SSS", "ss", "MM-dd HH"};
+  const std::vector<std::string> patterns = {"yyyy-MM-dd HH:mm:ss",       "dd/MM/yyyy", "HH:mm",   "yyyyMMdd",
+                                             "yyyy-MM-dd'T'HH:mm:ss.SSS", "ss",         "MM-dd HH"};
   for (int round = 0; round < 2; ++round) {
     for (const auto& pattern : patterns) {
       const platform::DateFormatter fresh(pattern, *env.platform().timeZone);

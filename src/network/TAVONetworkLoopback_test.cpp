@@ -107,8 +107,9 @@ class NetworkLoopbackTest : public ::testing::Test {
     return operation;
   }
   std::size_t countFailures(int code) const {
-    const std::string prefix = "TAVOLogger: 16 - Request failed with message: Error Domain=example.tavo.sdk.error Code=" +
-                               std::to_string(code) + " ";
+    const std::string prefix =
+        "TAVOLogger: 16 - Request failed with message: Error Domain=example.tavo.sdk.error Code=" +
+        std::to_string(code) + " ";
     const auto lines = env_.logLines();
     return static_cast<std::size_t>(
         std::count_if(lines.begin(), lines.end(), [&](const auto& line) { return line.starts_with(prefix); }));
@@ -124,8 +125,8 @@ class NetworkLoopbackTest : public ::testing::Test {
 TEST_F(NetworkLoopbackTest, ABatchArrivesAsTheExactBytesTheSDKSerialisedWithItsHeaderFields) {
   // Non-ASCII text and a body far larger than one socket buffer: Content-Length counts bytes, all of them arrive.
   const Dictionary attributes{{"name", "\u00f1and\u00fa \U0001F680"}, {"blob", std::string(200000, 'x')}};
-  std::vector<std::shared_ptr<TAVOOperation>> operations{event("first"), event("second", nullptr, std::nullopt, attributes),
-                                                         event("third")};
+  std::vector<std::shared_ptr<TAVOOperation>> operations{
+      event("first"), event("second", nullptr, std::nullopt, attributes), event("third")};
   for (const auto& operation : operations) requests()->addOperationToQueue(operation);
   EXPECT_EQ(server_.requestCount(), 0u);  // plain events wait for the flush
   requests()->sendOperations();
@@ -172,7 +173,7 @@ TEST_F(NetworkLoopbackTest, AUserUpdateArrivesAsAFormBodyWithReservedCharactersL
   const std::string json = seen.body.substr(prefix.size());
   EXPECT_EQ(WireFormat::percentDecoded(json), update->serializeToJSONString());
   EXPECT_NE(json.find("%22color%22%20:%20%22red&blue=x%22"), std::string::npos) << json;
-  EXPECT_NE(json.find("%22a+b%5C/c%22"), std::string::npos) << json;  // the JSON writer's "\/" keeps its "/"
+  EXPECT_NE(json.find("%22a+b%5C/c%22"), std::string::npos) << json;             // the JSON writer's "\/" keeps its "/"
   EXPECT_NE(json.find("%22100%25%20%C3%B1?a:b%22"), std::string::npos) << json;  // "%" and UTF-8 bytes escaped
   EXPECT_NE(json.find("%0A"), std::string::npos);
   EXPECT_EQ(json.find_first_of(" \n\""), std::string::npos);
@@ -196,7 +197,8 @@ TEST_F(NetworkLoopbackTest, EachUserUpdateTypeReachesItsOwnAction) {
   // Sent side by side: the arrival order is the network's, so compare as a set.
   std::multiset<std::string> paths;
   for (const auto& seen : server_.requests()) paths.insert(seen.path);
-  EXPECT_EQ(paths, (std::multiset<std::string>{"/ws/firstlogin", "/ws/newregister", "/ws/updateuser", "/ws/updateuser"}));
+  EXPECT_EQ(paths,
+            (std::multiset<std::string>{"/ws/firstlogin", "/ws/newregister", "/ws/updateuser", "/ws/updateuser"}));
   EXPECT_TRUE(requests()->pendingRequests().empty());
 }
 
@@ -234,8 +236,8 @@ TEST_F(NetworkLoopbackTest, EachOperationIsJudgedByItsOwnAnswerInTheBatchAnswer)
     platform::Array answers;
     for (const auto& operation : *json->get("operations")->asArray()) {
       const bool refused = *operation.get("params")->get("eventName") == Value("refused");
-      answers.emplace_back(Dictionary{{"id", *operation.get("id")},
-                                      {"response", Dictionary{{"status", refused ? 404 : 200}}}});
+      answers.emplace_back(
+          Dictionary{{"id", *operation.get("id")}, {"response", Dictionary{{"status", refused ? 404 : 200}}}});
     }
     return Answer::json(*JSONSerialization::dataWithJSONObject(Value(Dictionary{{"operations", Value(answers)}})));
   });
@@ -345,7 +347,8 @@ TEST_F(NetworkLoopbackTest, RetrievedUserDataIsTakenAndStillThereAfterARestart) 
   settle(1);
 
   ASSERT_EQ(server_.requestCount(), 1u);
-  EXPECT_NE(WireFormat::percentDecoded(server_.requests().front().body).find("\"tavo_retrieve\" : \"yes\""), std::string::npos);
+  EXPECT_NE(WireFormat::percentDecoded(server_.requests().front().body).find("\"tavo_retrieve\" : \"yes\""),
+            std::string::npos);
   const auto check = [](const std::shared_ptr<const TAVOUser>& user) {
     ASSERT_TRUE(user);
     EXPECT_EQ(user->tAVoUserID, std::optional(Value(321)));

@@ -137,8 +137,8 @@ std::string TAVORequest::legacyPercentEscape(const std::string& text) {
   out.reserve(text.size() + text.size() / 4);
   for (unsigned char c : text) {
     // Letters, digits and every character with a meaning in a URL stay; the rest is escaped.
-    const bool keep = std::isalnum(c) || std::string_view("-_.~!*'();:@&=+$,/?#").find(static_cast<char>(c)) !=
-                                             std::string_view::npos;
+    const bool keep = std::isalnum(c) ||
+                      std::string_view("-_.~!*'();:@&=+$,/?#").find(static_cast<char>(c)) != std::string_view::npos;
     if (keep && c < 0x80) {
       out += static_cast<char>(c);
     } else {

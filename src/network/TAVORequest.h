@@ -25,7 +25,8 @@ class TAVOUpdateUser;
 class TAVORequest : public platform::Codable {
  public:
   // A "tracker" batch: JSON body {"operations": [...]}, JSON and credential header fields.
-  static std::shared_ptr<TAVORequest> requestWithOperations(const std::vector<std::shared_ptr<TAVOOperation>>& operations);
+  static std::shared_ptr<TAVORequest> requestWithOperations(
+      const std::vector<std::shared_ptr<TAVOOperation>>& operations);
   // A user update: "firstlogin" for type 1, "newregister" for type 2, else "updateuser"; form body.
   static std::shared_ptr<TAVORequest> requestWithUpdateUser(const std::shared_ptr<TAVOUpdateUser>& update);
   // A purchase or its cancellation: the order's payload to "addpurchase".

@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "core/StringFormat.h"
-#include "tavo/TAVOConfiguration.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVOResponseType.h"
 #include "persistence/TAVODataStoreController.h"
 #include "persistence/TAVOObservableTransmitObject.h"
 #include "platform/Platform.h"
+#include "tavo/TAVOConfiguration.h"
 #include "tracking/TAVOUserController.h"
 
 namespace tavo {
@@ -130,15 +130,16 @@ void TAVORequestController::addRequestToQueue(const std::shared_ptr<TAVORequest>
 
 void TAVORequestController::send(const std::shared_ptr<TAVORequest>& request) {
   auto client = platform::Platform::shared().httpClient;
-  client->send(request->httpRequest(), [weak = weak_from_this(), request](std::optional<platform::HttpResponse> response,
-                                                                          std::optional<platform::HttpError> error) {
-    auto self = weak.lock();
-    if (!self) return;  // the controller was replaced by a reset: nobody waits for this answer
-    // Completions are handled on this controller's own queue, one after another.
-    self->queue_->addOperation([weak, request, response = std::move(response), error = std::move(error)] {
-      if (auto owner = weak.lock()) owner->processRequestResponse(response, request, error);
-    });
-  });
+  client->send(request->httpRequest(),
+               [weak = weak_from_this(), request](std::optional<platform::HttpResponse> response,
+                                                  std::optional<platform::HttpError> error) {
+                 auto self = weak.lock();
+                 if (!self) return;  // the controller was replaced by a reset: nobody waits for this answer
+                 // Completions are handled on this controller's own queue, one after another.
+                 self->queue_->addOperation([weak, request, response = std::move(response), error = std::move(error)] {
+                   if (auto owner = weak.lock()) owner->processRequestResponse(response, request, error);
+                 });
+               });
 }
 
 void TAVORequestController::processRequestResponse(const std::optional<platform::HttpResponse>& response,
@@ -219,9 +220,8 @@ void TAVORequestController::repeatPendingRequests() {
   for (const auto& request : parked) addRequestToQueue(TAVORequest::requestWithRequest(*request));
   std::lock_guard lock(pendingMutex_);
   // Only what was resent leaves the list: a request parked meanwhile waits for the next start.
-  std::erase_if(pendingRequests_, [&](const auto& request) {
-    return std::find(parked.begin(), parked.end(), request) != parked.end();
-  });
+  std::erase_if(pendingRequests_,
+                [&](const auto& request) { return std::find(parked.begin(), parked.end(), request) != parked.end(); });
   persistPendingRequests();
 }
 

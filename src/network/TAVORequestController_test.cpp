@@ -5,8 +5,8 @@
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
-#include "tavo/TAVOEventRequest.h"
 #include "persistence/TAVODataStoreController.h"
+#include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
 
@@ -25,7 +25,8 @@ struct DroppedOnError : TAVOTransmitObject {
 
 class RequestControllerTest : public ::testing::Test {
  protected:
-  explicit RequestControllerTest(testing::SdkTestEnvironment::Store store = testing::SdkTestEnvironment::Store::InMemory)
+  explicit RequestControllerTest(
+      testing::SdkTestEnvironment::Store store = testing::SdkTestEnvironment::Store::InMemory)
       : env(store) {}
 
   void SetUp() override { startSession(); }
@@ -38,7 +39,8 @@ class RequestControllerTest : public ::testing::Test {
   }
   std::shared_ptr<TAVORequestController> requests() { return TAVOController::sharedInstance().requestController(); }
 
-  std::shared_ptr<TAVOOperation> event(const std::string& token, std::shared_ptr<TAVORequestDelegate> delegate = nullptr,
+  std::shared_ptr<TAVOOperation> event(const std::string& token,
+                                       std::shared_ptr<TAVORequestDelegate> delegate = nullptr,
                                        std::optional<std::string> customId = std::nullopt) {
     TAVOEventRequest request(token);
     request.requestDelegate = delegate;

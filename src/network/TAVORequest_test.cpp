@@ -4,11 +4,11 @@
 
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
-#include "tavo/TAVOEventRequest.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOResponseType.h"
 #include "network/TAVOUpdateUser.h"
+#include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEvent.h"
 
 namespace tavo {

@@ -30,13 +30,11 @@ void TAVOResponseHandler::processResponse(const std::string& body, const std::sh
     switch (request->getRequestResponseType()) {
       case TAVOResponseUserData:
         // A user update whose answer cannot be read reports nothing at all.
-        if (auto json = platform::JSONSerialization::JSONObjectWithData(body)) processJSONResponse(*json, responseBlock);
+        if (auto json = platform::JSONSerialization::JSONObjectWithData(body))
+          processJSONResponse(*json, responseBlock);
         return;
-      case TAVOResponseStatus:
-        processStatusResponse(Value(body), responseBlock);
-        return;
-      default:
-        return;
+      case TAVOResponseStatus: processStatusResponse(Value(body), responseBlock); return;
+      default: return;
     }
   }
   const auto operations = request->operations();
@@ -108,15 +106,9 @@ void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOpera
       processStatusResponse(status ? std::optional<Value>(*status) : std::nullopt, responseBlock);
       break;
     }
-    case TAVOResponseStartSessionConfig:
-      processConfigResponse(answer, responseBlock);
-      break;
-    case TAVOResponseInstallAttribution:
-      processInstallAtrributionInfo(answer, responseBlock);
-      break;
-    case TAVOResponseShortTrackingUrl:
-      processShortTrackingUrl(answer, responseBlock);
-      break;
+    case TAVOResponseStartSessionConfig: processConfigResponse(answer, responseBlock); break;
+    case TAVOResponseInstallAttribution: processInstallAtrributionInfo(answer, responseBlock); break;
+    case TAVOResponseShortTrackingUrl: processShortTrackingUrl(answer, responseBlock); break;
     default:
       // Answers read by nobody (attribution clicks, search-ads data, user reset) report nothing.
       break;

@@ -5,10 +5,10 @@
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
-#include "tavo/TAVOEventRequest.h"
 #include "network/TAVORequest.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOUpdateUser.h"
+#include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
@@ -32,9 +32,8 @@ class ResponseHandlerTest : public ::testing::Test {
   // Runs the handler and returns the codes it reported, -1 standing for success.
   std::vector<int> handle(const std::string& body, const std::shared_ptr<TAVORequest>& request) {
     std::vector<int> results;
-    handler.processResponse(body, request, [&](const std::optional<TAVOError>& error) {
-      results.push_back(error ? error->code() : -1);
-    });
+    handler.processResponse(
+        body, request, [&](const std::optional<TAVOError>& error) { results.push_back(error ? error->code() : -1); });
     return results;
   }
 
@@ -84,7 +83,9 @@ TEST_F(ResponseHandlerTest, AnswersNobodyReadsReportNothing) {
   TAVOEventRequest clickRequest("tavo_auto_event");
   clickRequest.attributes = platform::Dictionary{{"e_attribution_type", "e_click_engagement"}};
   click->initWithRequest(clickRequest);
-  EXPECT_TRUE(handle(R"({"status":200})", TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(click)})).empty());
+  EXPECT_TRUE(handle(R"({"status":200})",
+                     TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(click)}))
+                  .empty());
 }
 
 TEST_F(ResponseHandlerTest, AnAcceptedConfigurationReportsSuccessTwiceAndConfiguresScreenEvents) {
@@ -124,8 +125,8 @@ TEST_F(ResponseHandlerTest, SingleObjectAnswersAreABareStatusOrUserData) {
 TEST_F(ResponseHandlerTest, AUserDataOperationInABatchReadsTheWholeAnswerAndEndsTheBatch) {
   auto retrieving = std::make_shared<TAVOUpdateUser>();
   retrieving->initWithExtras(std::nullopt, true);
-  const auto request = TAVORequest::requestWithOperations(
-      {TAVOOperation::operationWithTransmitObject(retrieving), event("after")});
+  const auto request =
+      TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(retrieving), event("after")});
   EXPECT_EQ(handle(R"({"status":200,"response":{"info":{"tier":"gold"}}})", request), (std::vector<int>{-1}));
   EXPECT_EQ(TAVOController::sharedInstance().currentUser()->userInfo, (platform::Dictionary{{"tier", "gold"}}));
 }

@@ -31,9 +31,8 @@ void AutoCoding::setWithCoder(platform::KeyedUnarchiver& coder) {
                                                                 : coder.decodeObjectForKey(p.name);
     if (!v) continue;
     if (!platform::KeyedUnarchiver::classMatches(*v, p.className)) {
-      throw Exception("AutocodingException",
-                      StringFormat::format("Expected '%@' to be a %@, but was actually a %@", p.name, p.className,
-                                           v->className()));
+      throw Exception("AutocodingException", StringFormat::format("Expected '%@' to be a %@, but was actually a %@",
+                                                                  p.name, p.className, v->className()));
     }
     p.set(*this, *v);
   }

@@ -65,8 +65,8 @@ TEST(AutoCoding, EveryDeclaredPropertyRoundTripsAndNilsStayOut) {
   const auto dict = model->dictionaryRepresentation();
   EXPECT_EQ(dict.allKeys(), (std::vector<std::string>{"name", "score", "enabled", "seen", "extras"}));
 
-  const auto back = decode(platform::KeyedArchiver::archivedDataWithRootObject(
-      Value(std::shared_ptr<platform::Codable>(model))));
+  const auto back =
+      decode(platform::KeyedArchiver::archivedDataWithRootObject(Value(std::shared_ptr<platform::Codable>(model))));
   ASSERT_TRUE(back);
   EXPECT_EQ(back->name, model->name);
   EXPECT_EQ(back->seen, model->seen);
@@ -80,7 +80,8 @@ TEST(AutoCoding, SubclassesCodeTheirBasesPropertiesAndNestedModels) {
   auto parent = std::make_shared<DerivedModel>();
   parent->name = "parent";
   parent->child = Value(std::shared_ptr<platform::Codable>(child));
-  const auto data = platform::KeyedArchiver::archivedDataWithRootObject(Value(std::shared_ptr<platform::Codable>(parent)));
+  const auto data =
+      platform::KeyedArchiver::archivedDataWithRootObject(Value(std::shared_ptr<platform::Codable>(parent)));
   auto back = std::dynamic_pointer_cast<DerivedModel>(decode(data));
   ASSERT_TRUE(back);
   EXPECT_EQ(back->name, std::optional<std::string>("parent"));
@@ -114,10 +115,9 @@ TEST(AutoCoding, AValueOfTheWrongClassRaisesAutocodingException) {
 
 TEST(AutoCoding, TheDataStoreTurnsAMismatchIntoNothingWithoutDroppingTheBytes) {
   testing::SdkTestEnvironment env;
-  env.platform().userDefaults->setObject(
-      Value(platform::KeyedArchiver::archivedDataWithRootObject(
-          Value(std::shared_ptr<platform::Codable>(std::make_shared<MismatchedModel>())))),
-      TAVODataStoreController::kUserModelKey);
+  env.platform().userDefaults->setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(Value(
+                                             std::shared_ptr<platform::Codable>(std::make_shared<MismatchedModel>())))),
+                                         TAVODataStoreController::kUserModelKey);
   TAVODataStoreController store;
   EXPECT_FALSE(store.getObjectFromDataStore(TAVODataStoreController::kUserModelKey));
   // Not an invalid archive: kept for a version that can read it.

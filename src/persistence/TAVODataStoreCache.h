@@ -37,8 +37,7 @@ class TAVODataStoreCache {
   void remember(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
                 const std::optional<platform::Value>& value, Ticket ticket);
   std::optional<bool> userTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store);
-  void rememberUserTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store, bool disabled,
-                                    Ticket ticket);
+  void rememberUserTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store, bool disabled, Ticket ticket);
 
   // After a write of key, or of any key: what was known of it is forgotten.
   void forget(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key);

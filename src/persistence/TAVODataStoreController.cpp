@@ -5,9 +5,9 @@
 #include "attribution/TAVOAttributionCampaign.h"
 #include "core/Exception.h"
 #include "core/TAVOLogger.h"
+#include "persistence/TAVODataStoreCache.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
-#include "persistence/TAVODataStoreCache.h"
 #include "platform/Platform.h"
 
 namespace tavo {
@@ -31,11 +31,11 @@ TAVODataStoreController::TAVODataStoreController() = default;
 
 const std::vector<std::string>& TAVODataStoreController::allowedKeys() const {
   static const std::vector<std::string> keys = {
-      kUserModelKey,        kPendingRequestsKey, kSessionDataKey,         kPushTokenRegisteredKey,
-      kLastPushIdKey,       kAlertNumTimesSeenKey, kAlertLastTimeKey,     kDenegateSeenKey,
-      kAlertSeenKey,        kAppVersionKey,      kRateLastVersionKey,     kAfterUpdateKey,
-      kAttributionCampaignKey, kAttributionCampaignsKey, kUserTrackingKey, kInstallAttributionCampaignKey,
-      kInstallDateKey,      kDeviceUUIDKey,
+      kUserModelKey,           kPendingRequestsKey,      kSessionDataKey,     kPushTokenRegisteredKey,
+      kLastPushIdKey,          kAlertNumTimesSeenKey,    kAlertLastTimeKey,   kDenegateSeenKey,
+      kAlertSeenKey,           kAppVersionKey,           kRateLastVersionKey, kAfterUpdateKey,
+      kAttributionCampaignKey, kAttributionCampaignsKey, kUserTrackingKey,    kInstallAttributionCampaignKey,
+      kInstallDateKey,         kDeviceUUIDKey,
   };
   return keys;
 }

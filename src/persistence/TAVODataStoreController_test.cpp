@@ -76,8 +76,7 @@ TEST_F(DataStoreTest, BulkWriteNeedsEqualListsAndStoresPlainValues) {
   EXPECT_TRUE(env.logged("TAVOLogger: 16 - KeysObjectsNotTheSame"));
   EXPECT_FALSE(defaults().objectForKey(TAVODataStoreController::kAlertSeenKey));
 
-  store.saveObjectsToDataStore({Value(true), Value(3)},
-                               {TAVODataStoreController::kAlertSeenKey, "TAVO_NOT_CHECKED"});
+  store.saveObjectsToDataStore({Value(true), Value(3)}, {TAVODataStoreController::kAlertSeenKey, "TAVO_NOT_CHECKED"});
   EXPECT_EQ(defaults().objectForKey(TAVODataStoreController::kAlertSeenKey), Value(true));  // not archived
   EXPECT_EQ(store.getObjectFromDataStore(TAVODataStoreController::kAlertSeenKey), Value(true));
 }

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "tavo/TAVORequestDelegate.h"
 #include "persistence/TAVOTransmitObject.h"
+#include "tavo/TAVORequestDelegate.h"
 
 namespace tavo {
 

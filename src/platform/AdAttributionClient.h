@@ -18,8 +18,8 @@ class AdAttributionClient {
     std::string localizedDescription;
   };
   // Either the attribution details (a dictionary of dictionaries, one per campaign version) or an error.
-  using Completion = std::function<void(const std::optional<Dictionary>& attributionDetails,
-                                        const std::optional<Error>& error)>;
+  using Completion =
+      std::function<void(const std::optional<Dictionary>& attributionDetails, const std::optional<Error>& error)>;
   // Answers one request; it may call the completion on any thread, at once or later.
   using Handler = std::function<void(Completion completion)>;
 

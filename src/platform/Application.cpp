@@ -127,9 +127,13 @@ bool Application::openWithSystem(const std::string& command, const std::string& 
   // shell text.
   static constexpr const char* kScript =
       "command -v \"$1\" >/dev/null 2>&1 || exit 127; \"$1\" \"$2\" </dev/null >/dev/null 2>&1 &";
-  std::vector<char*> argv = {const_cast<char*>("sh"), const_cast<char*>("-c"), const_cast<char*>(kScript),
-                             const_cast<char*>("sh"), const_cast<char*>(command.c_str()),
-                             const_cast<char*>(url.c_str()), nullptr};
+  std::vector<char*> argv = {const_cast<char*>("sh"),
+                             const_cast<char*>("-c"),
+                             const_cast<char*>(kScript),
+                             const_cast<char*>("sh"),
+                             const_cast<char*>(command.c_str()),
+                             const_cast<char*>(url.c_str()),
+                             nullptr};
   pid_t pid = 0;
   if (::posix_spawn(&pid, "/bin/sh", nullptr, nullptr, argv.data(), environ) != 0) return false;
   int status = 0;

@@ -17,12 +17,9 @@ TEST(BundleLocalizedStrings, TablesFallBackToTheValueThenTheKey) {
     const char *key, *value, *table, *expected;
   } cases[] = {
       {"OK", "Okay", "", "Aceptar"},  // an empty table name is Localizable
-      {"OK", "", "Alerts", "¡Vale!"},
-      {"Gone", "", "Alerts", "Gone"},
-      {"OK", "", "Missing", "OK"},
-      {"Cancel", "", "", "Cancel"},
-      {"Count", "fallback", "", "fallback"},  // not a string: missing
-      {"Empty", "fallback", "", ""},          // present, even if empty
+      {"OK", "", "Alerts", "¡Vale!"}, {"Gone", "", "Alerts", "Gone"},        {"OK", "", "Missing", "OK"},
+      {"Cancel", "", "", "Cancel"},   {"Count", "fallback", "", "fallback"},  // not a string: missing
+      {"Empty", "fallback", "", ""},                                          // present, even if empty
   };
   for (const auto& c : cases)
     EXPECT_EQ(bundle.localizedStringForKey(c.key, c.value, c.table), c.expected) << c.key << " in " << c.table;

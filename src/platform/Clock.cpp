@@ -21,16 +21,15 @@ double SystemClock::monotonicSeconds() const {
   return std::chrono::duration<double>(sinceStart).count();
 }
 
-void SystemClock::waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock,
-                            double monotonicDeadline) {
+void SystemClock::waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double monotonicDeadline) {
   const double remaining = monotonicDeadline - monotonicSeconds();
   if (std::isnan(remaining) || remaining <= 0) return;
   if (remaining > kLongestTimedWait) {
     cv.wait(lock);
     return;
   }
-  const auto deadline = std::chrono::steady_clock::time_point(
-      std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+  const auto deadline =
+      std::chrono::steady_clock::time_point(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
           std::chrono::duration<double>(monotonicDeadline)));
   cv.wait_until(lock, deadline);
 }
@@ -41,8 +40,7 @@ Date ManualClock::now() const { return Date(wall_.load()); }
 
 double ManualClock::monotonicSeconds() const { return monotonic_.load(); }
 
-void ManualClock::waitUntil(std::condition_variable&, std::unique_lock<std::mutex>&,
-                            double monotonicDeadline) {
+void ManualClock::waitUntil(std::condition_variable&, std::unique_lock<std::mutex>&, double monotonicDeadline) {
   // Only the winner of the exchange moves wall time, so two racing waits move it once.
   double current = monotonic_.load();
   while (current < monotonicDeadline) {

@@ -21,8 +21,7 @@ class Clock {
   virtual double monotonicSeconds() const = 0;
   // Blocks on cv (lock held) until the monotonic time reaches deadline, cv is notified, or (manual clock)
   // at once after moving time forward to deadline. Spurious returns are allowed; callers re-check.
-  virtual void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock,
-                         double monotonicDeadline) = 0;
+  virtual void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double monotonicDeadline) = 0;
 };
 
 // The machine's clocks.
@@ -30,8 +29,7 @@ class SystemClock final : public Clock {
  public:
   Date now() const override;
   double monotonicSeconds() const override;
-  void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock,
-                 double monotonicDeadline) override;
+  void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double monotonicDeadline) override;
 };
 
 // A clock that moves only when told to. Wall and monotonic time move together. Thread-safe.
@@ -42,8 +40,7 @@ class ManualClock final : public Clock {
   Date now() const override;
   double monotonicSeconds() const override;
   // Moves time forward to the deadline (never backwards) and returns without blocking.
-  void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock,
-                 double monotonicDeadline) override;
+  void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double monotonicDeadline) override;
 
   void advance(double seconds);
   void setNow(Date date);  // moves wall time only (a user changing the device clock)

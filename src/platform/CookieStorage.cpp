@@ -78,9 +78,7 @@ std::optional<CookieStorage::Cookie> fromJSON(const json& in) {
 }  // namespace
 
 CookieStorage::CookieStorage(std::shared_ptr<const FileSystem> fileSystem, std::function<Date()> now)
-    : fileSystem_(std::move(fileSystem)),
-      path_(fileSystem_->dataDirectory() + "/" + kFileName),
-      now_(std::move(now)) {
+    : fileSystem_(std::move(fileSystem)), path_(fileSystem_->dataDirectory() + "/" + kFileName), now_(std::move(now)) {
   std::lock_guard lock(mutex_);
   loadLocked();
 }
@@ -159,8 +157,8 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
 }
 
 void CookieStorage::storeLocked(const Cookie& cookie) {
-  const auto existing = std::find_if(cookies_.begin(), cookies_.end(),
-                                     [&](const Cookie& stored) { return sameCookie(stored, cookie); });
+  const auto existing =
+      std::find_if(cookies_.begin(), cookies_.end(), [&](const Cookie& stored) { return sameCookie(stored, cookie); });
   // Setting an expired cookie is how a site deletes one.
   const bool expired = cookie.expiresDate && *cookie.expiresDate <= now_();
   if (existing == cookies_.end()) {

@@ -1,7 +1,6 @@
 #include "platform/CookieStorage.h"
 
 #include <gtest/gtest.h>
-
 #include <stdlib.h>
 
 #include <filesystem>
@@ -108,8 +107,7 @@ TEST_F(CookieStorageTest, CookiesForURLMatchDomainPathAndSecurity) {
   secure.secure = true;
   storage->setCookie(secure);
 
-  EXPECT_EQ(names(storage->cookiesForURL("https://example.com/")),
-            (Names{"dotted=1", "hostOnly=2", "secure=4"}));
+  EXPECT_EQ(names(storage->cookiesForURL("https://example.com/")), (Names{"dotted=1", "hostOnly=2", "secure=4"}));
   EXPECT_EQ(names(storage->cookiesForURL("http://www.example.com/shop/cart")), (Names{"dotted=1", "shop=3"}));
   EXPECT_EQ(names(storage->cookiesForURL("http://www.example.com/shopping")), (Names{"dotted=1"}));
   EXPECT_TRUE(storage->cookiesForURL("http://badexample.com/").empty());
@@ -140,8 +138,7 @@ TEST_F(CookieStorageTest, TheAcceptPolicyDecidesWhatIsStored) {
 
 TEST_F(CookieStorageTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
   const std::string path = directory + "/" + CookieStorage::kFileName;
-  for (const std::string damaged :
-       {"{not json", R"({"acceptPolicy":"x","cookies":[{"name":5},{"value":"x"},7]})"}) {
+  for (const std::string damaged : {"{not json", R"({"acceptPolicy":"x","cookies":[{"name":5},{"value":"x"},7]})"}) {
     ASSERT_TRUE(fileSystem->writeAtomically(path, Data(damaged.begin(), damaged.end())));
     auto storage = open();
     EXPECT_TRUE(storage->cookies().empty()) << damaged;

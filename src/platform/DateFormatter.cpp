@@ -194,19 +194,16 @@ std::optional<Date> DateFormatter::dateFromString(const std::string& text) const
     }
   }
   if (position != text.size()) return std::nullopt;
-  if (year > kLargestYear || month < 1 || month > 12 || day < 1 ||
-      day > daysInMonth(year, static_cast<int>(month)) || hour > 23 || minute > 59 || second > 59) {
+  if (year > kLargestYear || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, static_cast<int>(month)) ||
+      hour > 23 || minute > 59 || second > 59) {
     return std::nullopt;
   }
 
-  const std::int64_t local =
-      daysFromCivil(year, static_cast<int>(month), static_cast<int>(day)) * kSecondsPerDay + hour * 3600 +
-      minute * 60 + second;
+  const std::int64_t local = daysFromCivil(year, static_cast<int>(month), static_cast<int>(day)) * kSecondsPerDay +
+                             hour * 3600 + minute * 60 + second;
   // The zone's offset depends on the instant being computed: guess with the offset at the local reading,
   // then correct once with the offset at the guess (settles everywhere but inside a daylight-saving jump).
-  auto offsetAt = [this](std::int64_t utc) {
-    return zone_.secondsFromGMTForDate(Date(static_cast<double>(utc)));
-  };
+  auto offsetAt = [this](std::int64_t utc) { return zone_.secondsFromGMTForDate(Date(static_cast<double>(utc))); };
   std::int64_t utc = local - offsetAt(local);
   utc = local - offsetAt(utc);
   return Date(static_cast<double>(utc) + fraction);

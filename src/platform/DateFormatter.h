@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "tavo/platform/Date.h"
 #include "platform/TimeZone.h"
+#include "tavo/platform/Date.h"
 
 namespace tavo::platform {
 

@@ -49,10 +49,9 @@ TEST(DateFormatting, CalendarFractionsAndLiteralsAcrossTheWholeRange) {
 }
 
 TEST(DateParsing, RejectsTextThatDoesNotMatchExactlyOrNamesAnImpossibleDateAndFillsMissingFields) {
-  for (const char* text :
-       {"", "1970-01-01 00:00:000", "+970-01-01 00:00:00", "1970-01-01 00:00:00Z", " 1970-01-01 00:00:00",
-        "1970-1-01 00:00:00", "1970-00-01 00:00:00", "1970-04-31 00:00:00", "1900-02-29 00:00:00",
-        "1970-01-01 24:00:00", "1970-01-01 00:00:60"}) {
+  for (const char* text : {"", "1970-01-01 00:00:000", "+970-01-01 00:00:00", "1970-01-01 00:00:00Z",
+                           " 1970-01-01 00:00:00", "1970-1-01 00:00:00", "1970-00-01 00:00:00", "1970-04-31 00:00:00",
+                           "1900-02-29 00:00:00", "1970-01-01 24:00:00", "1970-01-01 00:00:60"}) {
     EXPECT_FALSE(utcSeconds(text).has_value()) << '"' << text << '"';
   }
   EXPECT_FALSE(utcSeconds("2023-11-14 22:13:20.123", kIso).has_value());  // literal T missing

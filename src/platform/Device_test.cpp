@@ -80,8 +80,8 @@ TEST(DeviceTracking, LateAnswerAfterDeviceIsGoneStillCompletes) {
 
 TEST(DeviceControls, MajorVersionIsTheLeadingNumberOrZero) {
   Device device;
-  for (const auto& [version, major] : std::map<std::string, int>{
-           {"6.1.0-18-amd64", 6}, {"unknown", 0}, {"99999999999999999999", 0}}) {
+  for (const auto& [version, major] :
+       std::map<std::string, int>{{"6.1.0-18-amd64", 6}, {"unknown", 0}, {"99999999999999999999", 0}}) {
     device.setSystem("Linux", version);
     EXPECT_EQ(device.systemMajorVersion(), major) << version;
   }

@@ -34,9 +34,8 @@ void initialiseCurlOnce() {
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -66,18 +65,14 @@ HttpError::Code errorCodeFor(CURLcode result) {
   switch (result) {
     case CURLE_COULDNT_CONNECT:
     case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-      return HttpError::CannotConnect;
-    case CURLE_OPERATION_TIMEDOUT:
-      return HttpError::TimedOut;
+    case CURLE_COULDNT_RESOLVE_PROXY: return HttpError::CannotConnect;
+    case CURLE_OPERATION_TIMEDOUT: return HttpError::TimedOut;
     case CURLE_RECV_ERROR:
     case CURLE_SEND_ERROR:
     case CURLE_GOT_NOTHING:
-    case CURLE_PARTIAL_FILE:
-      return HttpError::ConnectionLost;
+    case CURLE_PARTIAL_FILE: return HttpError::ConnectionLost;
     case CURLE_URL_MALFORMAT:
-    case CURLE_UNSUPPORTED_PROTOCOL:
-      return HttpError::BadURL;
+    case CURLE_UNSUPPORTED_PROTOCOL: return HttpError::BadURL;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_ENGINE_NOTFOUND:
     case CURLE_SSL_ENGINE_SETFAILED:
@@ -92,10 +87,8 @@ HttpError::Code errorCodeFor(CURLcode result) {
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
     case CURLE_SSL_INVALIDCERTSTATUS:
     case CURLE_SSL_CLIENTCERT:
-    case CURLE_USE_SSL_FAILED:
-      return HttpError::SecureConnectionFailed;
-    default:
-      return HttpError::Unknown;
+    case CURLE_USE_SSL_FAILED: return HttpError::SecureConnectionFailed;
+    default: return HttpError::Unknown;
   }
 }
 
@@ -172,8 +165,7 @@ struct CurlHttpClient::Impl {
 };
 
 CurlHttpClient::CurlHttpClient(std::shared_ptr<OperationQueue> completionQueue) : impl_(std::make_unique<Impl>()) {
-  if (!completionQueue)
-    throw Exception("NSInvalidArgumentException", "CurlHttpClient needs a completion queue");
+  if (!completionQueue) throw Exception("NSInvalidArgumentException", "CurlHttpClient needs a completion queue");
   initialiseCurlOnce();
   impl_->completionQueue = std::move(completionQueue);
   impl_->multi = curl_multi_init();
@@ -346,10 +338,8 @@ void CurlHttpClient::Impl::post(Transfer& transfer, std::optional<HttpResponse> 
   // Counted down only once the completion is queued, so "none in flight" means "all answers are on the queue".
   if (transfer.completion) {
     // The completion is moved into the operation so that it (and whatever it holds) is released on the queue.
-    completionQueue->addOperation(
-        [completion = std::move(transfer.completion), response = std::move(response), error = std::move(error)] {
-          completion(response, error);
-        });
+    completionQueue->addOperation([completion = std::move(transfer.completion), response = std::move(response),
+                                   error = std::move(error)] { completion(response, error); });
   }
   inFlight.fetch_sub(1);
 }

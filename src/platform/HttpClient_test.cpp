@@ -169,7 +169,10 @@ TEST_F(HttpClientTest, HeaderFieldsGoOutInOrderOnceAndUnsplitAndABinaryBodyGoesW
   });
   CurlHttpClient client(queue_);
   HttpRequest post = request("POST", server.url("/track"));
-  post.headerFields = {{"X-Zeta", "z"}, {"Content-Type", "application/json"}, {"X-Alpha", "a"}, {"X-Empty", ""},
+  post.headerFields = {{"X-Zeta", "z"},
+                       {"Content-Type", "application/json"},
+                       {"X-Alpha", "a"},
+                       {"X-Empty", ""},
                        {"X-Mid", "m\r\nInjected: yes"}};
   // Large enough that curl would otherwise ask for 100-continue.
   post.body = std::string("\0\x01\xff\r\n\r\n", 7) + std::string(1536 * 1024, 'x');
@@ -207,8 +210,11 @@ TEST_F(HttpClientTest, AnAnswerKeepsItsHeaderFieldsInOrderAndDropsInterimOnes) {
   ASSERT_TRUE(outcome.response);
   EXPECT_EQ(outcome.response->statusCode, 201);
   EXPECT_EQ(outcome.response->body, "done");
-  const std::vector<std::pair<std::string, std::string>> expected = {
-      {"Set-Cookie", "a=1"}, {"X-B", "spaced"}, {"Set-Cookie", "b=2"}, {"Content-Length", "4"}, {"Connection", "close"}};
+  const std::vector<std::pair<std::string, std::string>> expected = {{"Set-Cookie", "a=1"},
+                                                                     {"X-B", "spaced"},
+                                                                     {"Set-Cookie", "b=2"},
+                                                                     {"Content-Length", "4"},
+                                                                     {"Connection", "close"}};
   EXPECT_EQ(outcome.response->headerFields, expected);
 }
 
@@ -216,10 +222,10 @@ TEST_F(HttpClientTest, TransportFailuresComeQuicklyAsAnErrorWithTheirOwnCode) {
   // Refused connections and bodies cut short are in the fault matrix; a close without a word is not.
   RawServer raw([](int, const std::string&) {});
   CurlHttpClient client(queue_);
-  for (const auto& [url, code] : std::vector<std::pair<std::string, HttpError::Code>>{
-           {raw.url("/silent"), HttpError::ConnectionLost},
-           {"http://", HttpError::BadURL},
-           {"file:///etc/passwd", HttpError::BadURL}}) {
+  for (const auto& [url, code] :
+       std::vector<std::pair<std::string, HttpError::Code>>{{raw.url("/silent"), HttpError::ConnectionLost},
+                                                            {"http://", HttpError::BadURL},
+                                                            {"file:///etc/passwd", HttpError::BadURL}}) {
     const auto start = SteadyClock::now();
     const auto outcome = sendAndWait(client, request("GET", url, 10.0));
     EXPECT_LT(SteadyClock::now() - start, 2s) << url;
@@ -268,7 +274,8 @@ TEST_F(HttpClientTest, SilentServerTimesOutOnceAndItsLateAnswerIsIgnored) {
 
 TEST_F(HttpClientTest, ManyConcurrentSendsEachCompleteExactlyOnceWithTheirOwnAnswer) {
   LoopbackServer server([](httplib::Server& s) {
-    s.Post("/echo", [](const httplib::Request& req, httplib::Response& res) { res.set_content(req.body, "text/plain"); });
+    s.Post("/echo",
+           [](const httplib::Request& req, httplib::Response& res) { res.set_content(req.body, "text/plain"); });
   });
   CurlHttpClient client(queue_);
   constexpr int kThreads = 3;

@@ -82,10 +82,17 @@ std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
   std::size_t n;
   std::uint32_t cp;
   if (c < 0x80) return 1;
-  if ((c & 0xE0) == 0xC0) { n = 2; cp = c & 0x1F; }
-  else if ((c & 0xF0) == 0xE0) { n = 3; cp = c & 0x0F; }
-  else if ((c & 0xF8) == 0xF0) { n = 4; cp = c & 0x07; }
-  else return 0;
+  if ((c & 0xE0) == 0xC0) {
+    n = 2;
+    cp = c & 0x1F;
+  } else if ((c & 0xF0) == 0xE0) {
+    n = 3;
+    cp = c & 0x0F;
+  } else if ((c & 0xF8) == 0xF0) {
+    n = 4;
+    cp = c & 0x07;
+  } else
+    return 0;
   if (i + n > s.size()) return 0;
   for (std::size_t k = 1; k < n; ++k) {
     if ((byte(i + k) & 0xC0) != 0x80) return 0;
@@ -266,8 +273,8 @@ std::optional<Value> JSONSerialization::JSONObjectWithData(std::string_view text
   // The parser takes a NUL byte for the end of input and would accept what comes before it.
   if (text.find('\0') != std::string_view::npos) return std::nullopt;
   ValueBuilder builder;
-  const bool ok = nlohmann::json::sax_parse(text.begin(), text.end(), &builder,
-                                            nlohmann::json::input_format_t::json, true, false);
+  const bool ok =
+      nlohmann::json::sax_parse(text.begin(), text.end(), &builder, nlohmann::json::input_format_t::json, true, false);
   if (!ok) return std::nullopt;
   return builder.result();
 }
@@ -280,9 +287,7 @@ std::optional<std::string> JSONSerialization::dataWithJSONObjectPretty(const Val
   return serialise(value, true, &replacedInvalidText);
 }
 
-std::optional<std::string> JSONSerialization::dataWithJSONObject(const Value& value) {
-  return serialise(value, false);
-}
+std::optional<std::string> JSONSerialization::dataWithJSONObject(const Value& value) { return serialise(value, false); }
 
 bool JSONSerialization::isValidJSONObject(const Value& value) { return serialise(value, false).has_value(); }
 

@@ -76,14 +76,22 @@ std::string uid(int n) { return "<dict><key>CF$UID</key><integer>" + std::to_str
 std::string xmlArchive(const std::string& objects, int root = 1, const std::string& archiver = "NSKeyedArchiver") {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-         "<plist version=\"1.0\"><dict><key>$archiver</key><string>" + archiver + "</string>"
-         "<key>$objects</key><array><string>$null</string>" + objects + "</array>"
-         "<key>$top</key><dict><key>root</key>" + uid(root) + "</dict>"
+         "<plist version=\"1.0\"><dict><key>$archiver</key><string>" +
+         archiver +
+         "</string>"
+         "<key>$objects</key><array><string>$null</string>" +
+         objects +
+         "</array>"
+         "<key>$top</key><dict><key>root</key>" +
+         uid(root) +
+         "</dict>"
          "<key>$version</key><integer>100000</integer></dict></plist>";
 }
 std::string classDescriptor(const std::string& name) {
-  return "<dict><key>$classes</key><array><string>" + name + "</string><string>NSObject</string></array>"
-         "<key>$classname</key><string>" + name + "</string></dict>";
+  return "<dict><key>$classes</key><array><string>" + name +
+         "</string><string>NSObject</string></array>"
+         "<key>$classname</key><string>" +
+         name + "</string></dict>";
 }
 // An NSArray at index first holding the given references, its class at index classAt.
 std::string arrayObject(const std::vector<int>& members, int classAt) {
@@ -185,7 +193,8 @@ TEST(KeyedUnarchiver, BrokenArchivesRaiseInvalidArchive) {
 TEST(KeyedUnarchiver, NestingIsBoundedAndSharingIsCheap) {
   auto chain = [](int depth) {  // object i holds object i+1; the class descriptor comes last
     std::string objects;
-    for (int i = 1; i <= depth; ++i) objects += arrayObject(i < depth ? std::vector<int>{i + 1} : std::vector<int>{}, depth + 1);
+    for (int i = 1; i <= depth; ++i)
+      objects += arrayObject(i < depth ? std::vector<int>{i + 1} : std::vector<int>{}, depth + 1);
     return bytesOf(xmlArchive(objects + classDescriptor("NSArray")));
   };
   EXPECT_TRUE(KeyedUnarchiver::unarchiveObjectWithData(chain(200)));
@@ -194,8 +203,10 @@ TEST(KeyedUnarchiver, NestingIsBoundedAndSharingIsCheap) {
   // Each level refers to the next one twice: decoded naively that is 2^60 arrays.
   const auto start = std::chrono::steady_clock::now();
   std::string objects;
-  for (int i = 1; i <= 60; ++i) objects += arrayObject(i < 60 ? std::vector<int>{i + 1, i + 1} : std::vector<int>{}, 61);
-  const auto value = KeyedUnarchiver::unarchiveObjectWithData(bytesOf(xmlArchive(objects + classDescriptor("NSArray"))));
+  for (int i = 1; i <= 60; ++i)
+    objects += arrayObject(i < 60 ? std::vector<int>{i + 1, i + 1} : std::vector<int>{}, 61);
+  const auto value =
+      KeyedUnarchiver::unarchiveObjectWithData(bytesOf(xmlArchive(objects + classDescriptor("NSArray"))));
   ASSERT_TRUE(value);
   EXPECT_EQ(value->asArray()->size(), 2u);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));

@@ -210,8 +210,8 @@ std::optional<Value> KeyedUnarchiver::unarchiveObjectWithData(const Data& data) 
   if (stringOf(plist_dict_get_item(archive, "$archiver")) != "NSKeyedArchiver")
     invalid("the data was not written by NSKeyedArchiver");
   plist_t top = plist_dict_get_item(archive, "$top");
-  const auto root = top && plist_get_node_type(top) == PLIST_DICT ? uidOf(plist_dict_get_item(top, "root"))
-                                                                   : std::nullopt;
+  const auto root =
+      top && plist_get_node_type(top) == PLIST_DICT ? uidOf(plist_dict_get_item(top, "root")) : std::nullopt;
   if (!root) invalid("the archive has no root object");
   state.objects = plist_dict_get_item(archive, "$objects");
   if (!state.objects || plist_get_node_type(state.objects) != PLIST_ARRAY) invalid("the archive has no $objects");

@@ -14,8 +14,7 @@ constexpr double kMinimumRepeatInterval = 0.1;
 
 }  // namespace
 
-MainLoop::MainLoop(std::shared_ptr<Clock> clock)
-    : clock_(std::move(clock)), mainThread_(std::this_thread::get_id()) {}
+MainLoop::MainLoop(std::shared_ptr<Clock> clock) : clock_(std::move(clock)), mainThread_(std::this_thread::get_id()) {}
 
 void MainLoop::post(Task task) {
   {
@@ -85,8 +84,7 @@ std::size_t MainLoop::runPending() {
   } catch (...) {
     // The tasks behind the one that threw still belong at the head of the queue.
     std::lock_guard lock(mutex_);
-    posted_.insert(posted_.begin(), std::make_move_iterator(batch.begin()),
-                   std::make_move_iterator(batch.end()));
+    posted_.insert(posted_.begin(), std::make_move_iterator(batch.begin()), std::make_move_iterator(batch.end()));
     throw;
   }
   return ran + runDue(clock_->monotonicSeconds());

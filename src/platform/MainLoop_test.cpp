@@ -20,8 +20,14 @@ class MainLoopTest : public ::testing::Test {
 TEST_F(MainLoopTest, WorkAddedDuringAPumpWaitsForTheNext) {
   // Endless re-posting, as a task and as a zero-delay timer: each pump must still return.
   int runs = 0;
-  std::function<void()> again = [&] { ++runs; loop.post(again); };
-  std::function<void()> timerAgain = [&] { ++runs; loop.postAfter(0, timerAgain); };
+  std::function<void()> again = [&] {
+    ++runs;
+    loop.post(again);
+  };
+  std::function<void()> timerAgain = [&] {
+    ++runs;
+    loop.postAfter(0, timerAgain);
+  };
   loop.post(again);
   loop.postAfter(0, timerAgain);
   EXPECT_EQ(loop.runPending(), 2u);
@@ -134,7 +140,7 @@ TEST(MainLoopSystemClockTest, APostOrAnEarlierTimerFromAnotherThreadWakesASleepi
   for (const bool byTimer : {false, true}) {
     auto clock = std::make_shared<SystemClock>();
     MainLoop loop(clock);
-    bool done = false;  // touched on the main thread only
+    bool done = false;          // touched on the main thread only
     loop.postAfter(60, [] {});  // the pump first sleeps toward this one
     const double start = clock->monotonicSeconds();
     std::thread other([&] {
@@ -162,7 +168,11 @@ TEST(MainLoopSystemClockTest, PostsFromManyThreadsAllRunInEachThreadsOrder) {
   std::vector<std::thread> posters;
   for (int t = 0; t < kThreads; ++t) {
     posters.emplace_back([&, t] {
-      for (int i = 0; i < kPosts; ++i) loop.post([&, t, i] { seen[t].push_back(i); ++total; });
+      for (int i = 0; i < kPosts; ++i)
+        loop.post([&, t, i] {
+          seen[t].push_back(i);
+          ++total;
+        });
     });
   }
   const bool finished = loop.runUntil([&] { return total == kThreads * kPosts; }, 30);

@@ -23,8 +23,8 @@ std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::stri
   p->notificationCenter = std::make_shared<NotificationCenter>();
   p->application = std::make_shared<Application>(p->notificationCenter, Application::Active);
   p->fileSystem = std::make_shared<FileSystem>(dataDirectory);
-  p->userDefaults = std::make_shared<UserDefaults>(defaultsPath.empty() ? dataDirectory + "/UserDefaults.sqlite"
-                                                                        : defaultsPath);
+  p->userDefaults =
+      std::make_shared<UserDefaults>(defaultsPath.empty() ? dataDirectory + "/UserDefaults.sqlite" : defaultsPath);
   p->bundle = std::make_shared<Bundle>(Dictionary{
       {"CFBundleIdentifier", "com.example.tavo-host"},
       {"CFBundleName", "TAVO Host"},

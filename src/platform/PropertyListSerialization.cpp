@@ -191,8 +191,7 @@ class XmlNestingScanner {
         if (!skipTo(pos + 4, "-->", pos)) return false;
       } else if (rest.starts_with("<!DOCTYPE")) {
         const std::size_t start = pos;
-        if (!skipMarkup(pos, ">") || text_.substr(start, pos - start).find('[') != std::string_view::npos)
-          return false;
+        if (!skipMarkup(pos, ">") || text_.substr(start, pos - start).find('[') != std::string_view::npos) return false;
       } else if (rest.starts_with("<!")) {
         return false;
       } else if (!readTag(pos, open)) {

@@ -63,8 +63,8 @@ struct Opaque : Codable {
 
 TEST(PropertyListSerialization, ValuesWithoutPropertyListFormAreRefused) {
   const Value object(std::shared_ptr<Codable>(std::make_shared<Opaque>()));
-  for (const Value& v : {Value(), Value(Dictionary{{"a", Dictionary{{"b", object}}}}),
-                         Value(std::string("a\0b", 3)), Value(Date(1e12)), Value(Dictionary{{std::string("k\0", 2), 1}})}) {
+  for (const Value& v : {Value(), Value(Dictionary{{"a", Dictionary{{"b", object}}}}), Value(std::string("a\0b", 3)),
+                         Value(Date(1e12)), Value(Dictionary{{std::string("k\0", 2), 1}})}) {
     EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(v)) << v.description();
     EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(v, Format::XML)) << v.description();
   }

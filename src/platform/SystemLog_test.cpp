@@ -39,8 +39,7 @@ TEST(SystemLog, LinesFromManyThreadsArriveWholeAndOneAtATime) {
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&log, t] {
-      const std::string line =
-          "thread-" + std::to_string(t) + "-" + std::string(40, static_cast<char>('a' + t));
+      const std::string line = "thread-" + std::to_string(t) + "-" + std::string(40, static_cast<char>('a' + t));
       for (int i = 0; i < kLines; ++i) log.write(line);
     });
   }
@@ -53,8 +52,7 @@ TEST(SystemLog, LinesFromManyThreadsArriveWholeAndOneAtATime) {
   }
   ASSERT_EQ(counts.size(), static_cast<std::size_t>(kThreads));
   for (int t = 0; t < kThreads; ++t) {
-    EXPECT_EQ(counts["thread-" + std::to_string(t) + "-" + std::string(40, static_cast<char>('a' + t))],
-              kLines);
+    EXPECT_EQ(counts["thread-" + std::to_string(t) + "-" + std::string(40, static_cast<char>('a' + t))], kLines);
   }
 }
 

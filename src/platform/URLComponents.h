@@ -27,8 +27,8 @@ class URLComponents {
 
   // Absent parts are nullopt; present but empty parts are empty strings ("http://h/?" has an empty query).
   const std::optional<std::string>& scheme() const { return scheme_; }  // as written
-  std::optional<std::string> user() const;                               // percent-decoded
-  std::optional<std::string> password() const;                           // percent-decoded
+  std::optional<std::string> user() const;                              // percent-decoded
+  std::optional<std::string> password() const;                          // percent-decoded
   std::optional<std::string> host() const;  // percent-decoded; an IP literal without its brackets
   const std::optional<std::string>& percentEncodedHost() const { return host_; }
   std::optional<int> port() const { return port_; }

@@ -46,9 +46,9 @@ TEST(URLComponentsTest, CustomSchemesAndRelativeReferences) {
 }
 
 TEST(URLComponentsTest, QueryItemsKeepOrderDuplicatesAndItemsWithoutValues) {
-  EXPECT_EQ(parse("x://h/?rt=true&aw=24&flag&ecid=a%26b&ecid=second&e=").queryItems(),
-            (Items{{"rt", "true"}, {"aw", "24"}, {"flag", std::nullopt}, {"ecid", "a&b"}, {"ecid", "second"},
-                   {"e", ""}}));
+  EXPECT_EQ(
+      parse("x://h/?rt=true&aw=24&flag&ecid=a%26b&ecid=second&e=").queryItems(),
+      (Items{{"rt", "true"}, {"aw", "24"}, {"flag", std::nullopt}, {"ecid", "a&b"}, {"ecid", "second"}, {"e", ""}}));
   // Only the first "=" splits; "+" is not a space.
   EXPECT_EQ(parse("x://h?k=a=b+c").queryItems(), (Items{{"k", "a=b+c"}}));
   EXPECT_EQ(parse("x://h?a&&b").queryItems(), (Items{{"a", std::nullopt}, {"", std::nullopt}, {"b", std::nullopt}}));
@@ -66,8 +66,9 @@ TEST(URLComponentsTest, PathComponentsAreDecodedAfterSplitting) {
 }
 
 TEST(URLComponentsTest, MalformedTextDoesNotParse) {
-  for (const char* bad : {"http://exa mple.com/", "http://h/%4", "http://h?q=%", "http://h:99999999999/", "http://[::1/",
-                          "http://[::1]x/", "1ab:c", "http://h/\xc3\xa9", "http://h/#a#b", "x://h?a=b|c"})
+  for (const char* bad :
+       {"http://exa mple.com/", "http://h/%4", "http://h?q=%", "http://h:99999999999/", "http://[::1/",
+        "http://[::1]x/", "1ab:c", "http://h/\xc3\xa9", "http://h/#a#b", "x://h?a=b|c"})
     EXPECT_FALSE(URLComponents::fromString(bad)) << bad;
 }
 

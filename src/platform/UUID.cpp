@@ -44,8 +44,7 @@ class Sha1 {
 
     std::array<std::uint8_t, 20> digest{};
     for (std::size_t i = 0; i < 5; ++i) {
-      for (std::size_t j = 0; j < 4; ++j)
-        digest[4 * i + j] = static_cast<std::uint8_t>(state_[i] >> (24 - 8 * j));
+      for (std::size_t j = 0; j < 4; ++j) digest[4 * i + j] = static_cast<std::uint8_t>(state_[i] >> (24 - 8 * j));
     }
     return digest;
   }

@@ -92,7 +92,8 @@ TEST(NameBasedUUID, MatchesKnownVectorsIncludingTheHashPaddingEdges) {
       {std::string(40, 'a'), "39F39C20-DB47-5131-8879-62F8F67F9014"},
       {std::string(48, 'a'), "7280CC42-274A-5C4A-91FC-AE23F853EEB7"},
       {std::string(200, 'b'), "74678596-6C70-5563-8444-3AD77191F2E0"}};
-  for (const auto& [name, expected] : vectors) EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, name), expected) << name;
+  for (const auto& [name, expected] : vectors)
+    EXPECT_EQ(UUID::nameBasedUUIDString(kDnsNamespace, name), expected) << name;
   // The namespace's letter case does not matter; its value does.
   EXPECT_EQ(UUID::nameBasedUUIDString("6BA7B810-9DAD-11D1-80B4-00C04FD430C8", "www.example.com"), vectors[0].second);
   EXPECT_NE(UUID::nameBasedUUIDString("6ba7b811-9dad-11d1-80b4-00c04fd430c8", "www.example.com"), vectors[0].second);

@@ -48,8 +48,8 @@ UserDefaults::UserDefaults(const std::string& path) : path_(path) {
       if (error) throw Exception(kOpenFailed, "cannot create " + parent.string() + ": " + error.message());
     }
   }
-  int rc = sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
-                           nullptr);
+  int rc =
+      sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
   auto fail = [&](const std::string& what) {
     const std::string reason = what + " " + path + ": " + (db_ ? sqlite3_errmsg(db_) : "out of memory");
     sqlite3_close_v2(db_);

@@ -136,9 +136,9 @@ TEST_F(UserDefaultsFile, UnopenablePathsThrowOpenFailed) {
   const fs::path plainFile = dir_ / "plain";
   std::ofstream(plainFile) << "not a directory";
   EXPECT_TRUE(throwsOpenFailed((plainFile / "defaults.sqlite").string()));
-  EXPECT_TRUE(throwsOpenFailed(dir_.string()));  // a directory, not a database
+  EXPECT_TRUE(throwsOpenFailed(dir_.string()));       // a directory, not a database
   EXPECT_TRUE(throwsOpenFailed(plainFile.string()));  // a file, but not a database
-  if (::geteuid() != 0) {  // root writes anywhere
+  if (::geteuid() != 0) {                             // root writes anywhere
     const fs::path locked = dir_ / "locked";
     fs::create_directory(locked);
     ::chmod(locked.c_str(), 0500);

@@ -56,8 +56,9 @@ std::int64_t parseInteger(const std::string& s) {
     magnitude = magnitude * 10 + digit;
   }
   if (overflow) magnitude = limit;
-  if (negative) return magnitude == 9223372036854775808ULL ? std::numeric_limits<std::int64_t>::min()
-                                                            : -static_cast<std::int64_t>(magnitude);
+  if (negative)
+    return magnitude == 9223372036854775808ULL ? std::numeric_limits<std::int64_t>::min()
+                                               : -static_cast<std::int64_t>(magnitude);
   return static_cast<std::int64_t>(magnitude);
 }
 
@@ -135,9 +136,7 @@ const Dictionary* Value::asDictionary() const {
   const auto* p = std::get_if<std::shared_ptr<const Dictionary>>(&storage_);
   return p ? p->get() : nullptr;
 }
-const std::shared_ptr<Codable>* Value::asObject() const {
-  return std::get_if<std::shared_ptr<Codable>>(&storage_);
-}
+const std::shared_ptr<Codable>* Value::asObject() const { return std::get_if<std::shared_ptr<Codable>>(&storage_); }
 
 Array& Value::mutableArray() {
   auto* p = std::get_if<std::shared_ptr<const Array>>(&storage_);

@@ -1,8 +1,8 @@
 #include "tracking/TAVOEvent.h"
 
 #include "core/TAVOLogger.h"
-#include "tavo/TAVOEventRequest.h"
 #include "network/TAVOResponseType.h"
+#include "tavo/TAVOEventRequest.h"
 
 namespace tavo {
 

@@ -4,9 +4,9 @@
 
 #include "attribution/TAVOAttributionController.h"
 #include "core/TAVOController.h"
-#include "tavo/TAVOEventRequest.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequestController.h"
+#include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVODashboardEvent.h"
 #include "tracking/TAVOEvent.h"
 

@@ -4,9 +4,9 @@
 
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
-#include "tavo/TAVOEventRequest.h"
 #include "network/TAVORequestController.h"
 #include "platform/JSONSerialization.h"
+#include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEvent.h"
 
 namespace tavo {
@@ -36,7 +36,8 @@ TEST_F(EventControllerTest, BeforeTheConfigurationEveryEventIsARuleCheckAndFlush
   ASSERT_EQ(env.http().requestCount(), 1u);
   EXPECT_EQ(*lastParams().get("tavo_rules"), Value("1"));
 
-  events()->parseScreenEvents(Value(platform::Array{Value(platform::Dictionary{{"category", "screen"}, {"active", 1}, {"token", "home"}})}));
+  events()->parseScreenEvents(
+      Value(platform::Array{Value(platform::Dictionary{{"category", "screen"}, {"active", 1}, {"token", "home"}})}));
   events()->sendEvent(TAVOEventRequest("level_up"), false);
   env.drainQueues();
   EXPECT_EQ(env.http().requestCount(), 1u);  // a plain event now waits for the timer

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tracking/TAVOProduct.h"
 #include "tavo/platform/Value.h"
+#include "tracking/TAVOProduct.h"
 
 namespace tavo {
 
@@ -14,7 +14,8 @@ namespace tavo {
 // coupon, extras and currency, and its products in the order they were added.
 class TAVOOrder {
  public:
-  static std::shared_ptr<TAVOOrder> initOrderWithId(const std::string& orderId, const std::optional<std::string>& customerId,
+  static std::shared_ptr<TAVOOrder> initOrderWithId(const std::string& orderId,
+                                                    const std::optional<std::string>& customerId,
                                                     std::optional<float> totalPrice,
                                                     const std::optional<std::string>& currencyCode,
                                                     const std::optional<std::string>& coupon,

@@ -18,10 +18,8 @@ std::shared_ptr<TAVOProduct> TAVOProduct::initProductWithId(const std::string& p
 }
 
 platform::Dictionary TAVOProduct::toDictionary() const {
-  platform::Dictionary wire{{"product_id", productId},
-                            {"product_name", productName},
-                            {"price", price},
-                            {"quantity", qty}};
+  platform::Dictionary wire{
+      {"product_id", productId}, {"product_name", productName}, {"price", price}, {"quantity", qty}};
   if (extras) wire.set("extras", *extras);
   return wire;
 }

@@ -12,8 +12,8 @@ namespace tavo {
 class TAVOUser : public AutoCoding {
  public:
   std::optional<std::string> userMail;
-  std::optional<std::string> userID;  // the host's customer id
-  bool isNew = false;                 // the server does not know this user yet
+  std::optional<std::string> userID;          // the host's customer id
+  bool isNew = false;                         // the server does not know this user yet
   std::optional<platform::Value> tAVoUserID;  // the server's numeric id, "eid" on the wire
   std::optional<std::string> timeZone;
   std::optional<std::string> timeZoneName;

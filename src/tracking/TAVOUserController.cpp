@@ -1,5 +1,6 @@
 #include "tracking/TAVOUserController.h"
 
+#include "attribution/TAVOInstallAttributionRequest.h"
 #include "core/Exception.h"
 #include "core/TAVOController.h"
 #include "core/TAVODeviceController.h"
@@ -8,7 +9,6 @@
 #include "core/TAVOVersion.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequestController.h"
-#include "attribution/TAVOInstallAttributionRequest.h"
 #include "network/TAVOResetUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Platform.h"
@@ -110,8 +110,8 @@ platform::Dictionary TAVOUserController::prepareUserInfo() const {
     if (user->userMail) profile.set("email", *user->userMail);
     if (user->tAVoUserID) profile.set("id", *user->tAVoUserID);
   }
-  if (auto token = controller.dataStoreController()->getObjectFromDataStore(
-          TAVODataStoreController::kPushTokenRegisteredKey)) {
+  if (auto token =
+          controller.dataStoreController()->getObjectFromDataStore(TAVODataStoreController::kPushTokenRegisteredKey)) {
     profile.set("token", *token);
   }
   return profile;

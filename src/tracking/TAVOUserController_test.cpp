@@ -48,7 +48,8 @@ TEST_F(UserControllerTest, ADamagedStoredUserGivesANewOne) {
 constexpr const char* kAttributedAnswer = R"({"status":200,"data":{"attributionInfo":{"status":"attributed",
   "campaign":{"id":"12","name":"Spring","click_params":{"utm":"mail"},
   "source":{"id":3,"name":"Newsletter","provider":{"id":4,"name":null}}}}}})";
-constexpr const char* kUnattributedAnswer = R"({"status":200,"data":{"attributionInfo":{"status":"organic","campaign":null}}})";
+constexpr const char* kUnattributedAnswer =
+    R"({"status":200,"data":{"attributionInfo":{"status":"organic","campaign":null}}})";
 
 // The host's delegate: every attribution it heard, and whether each came on the main thread.
 struct Listener {
@@ -66,8 +67,7 @@ struct Listener {
 
 class InstallAttributionTest : public ::testing::Test {
  protected:
-  explicit InstallAttributionTest(SdkTestEnvironment::Store store = SdkTestEnvironment::Store::InMemory)
-      : env(store) {
+  explicit InstallAttributionTest(SdkTestEnvironment::Store store = SdkTestEnvironment::Store::InMemory) : env(store) {
     startSession();
   }
   static void startSession() {
@@ -143,9 +143,8 @@ TEST_F(InstallAttributionTest, TheLastDelegateGivenIsTheOneTold) {
 TEST(InstallAttributionParsing, NullCountsAsAbsentEverywhere) {
   EXPECT_FALSE(TAVOUserController::parseInstallAttributionInfo(std::nullopt));
   EXPECT_FALSE(TAVOUserController::parseInstallAttributionInfo(Value()));
-  const auto parsed = TAVOUserController::parseInstallAttributionInfo(
-      *platform::JSONSerialization::JSONObjectWithData(
-          R"({"campaign":{"id":null,"name":null,"click_params":null,"source":{"id":"5","provider":null}}})"));
+  const auto parsed = TAVOUserController::parseInstallAttributionInfo(*platform::JSONSerialization::JSONObjectWithData(
+      R"({"campaign":{"id":null,"name":null,"click_params":null,"source":{"id":"5","provider":null}}})"));
   ASSERT_TRUE(parsed);
   EXPECT_FALSE(parsed->status);
   ASSERT_TRUE(parsed->campaign);

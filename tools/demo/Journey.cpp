@@ -162,9 +162,8 @@ Journey::Journey(emulator::Emulator& emulator, platform::Platform& platform, std
     ++failedCallbacks_;
   };
   attributionDelegate_ = std::make_shared<TAVOInstallAttributionDelegate>();
-  attributionDelegate_->onAttributionReceived = [this](const std::shared_ptr<const TAVOInstallAttribution>& attribution) {
-    attributionReceived(attribution);
-  };
+  attributionDelegate_->onAttributionReceived =
+      [this](const std::shared_ptr<const TAVOInstallAttribution>& attribution) { attributionReceived(attribution); };
   application_->setContinueUserActivityHandler(
       [this](const std::string& webpageURL) { return continueUserActivity(webpageURL); });
 }
@@ -174,11 +173,16 @@ Journey::~Journey() { application_->setContinueUserActivityHandler(nullptr); }
 bool Journey::play() {
   out_ << "Playing a user's journey against the emulator at " << emulator_.baseURL() << " (queue time " << kQueueTime
        << " s).\n";
-  const std::vector<void (Journey::*)()> steps = {
-      &Journey::firstStart,       &Journey::installAttribution, &Journey::login,
-      &Journey::customEvents,     &Journey::order,              &Journey::backgroundAndForeground,
-      &Journey::pushToken,        &Journey::reEngagementLink,   &Journey::eventInCampaignWindow,
-      &Journey::shortLink};
+  const std::vector<void (Journey::*)()> steps = {&Journey::firstStart,
+                                                  &Journey::installAttribution,
+                                                  &Journey::login,
+                                                  &Journey::customEvents,
+                                                  &Journey::order,
+                                                  &Journey::backgroundAndForeground,
+                                                  &Journey::pushToken,
+                                                  &Journey::reEngagementLink,
+                                                  &Journey::eventInCampaignWindow,
+                                                  &Journey::shortLink};
   for (auto step : steps) {
     if (interrupted_) break;
     (this->*step)();
@@ -215,12 +219,15 @@ void Journey::firstStart() {
   TAVOLegacy::getUserInfo([&](const Dictionary& info) {
     std::string fromServer;
     for (const auto& [key, value] : emulator_.fixtures().userInfo().items())
-      if (const Value* held = info.find(key)) fromServer += (fromServer.empty() ? "" : ", ") + key + "=" + held->stringValue();
-    step.observed.push_back("getUserInfo() -> " + (fromServer.empty() ? "no server data" : fromServer + " (from the server)"));
+      if (const Value* held = info.find(key))
+        fromServer += (fromServer.empty() ? "" : ", ") + key + "=" + held->stringValue();
+    step.observed.push_back("getUserInfo() -> " +
+                            (fromServer.empty() ? "no server data" : fromServer + " (from the server)"));
   });
   step.observed.push_back(installEventSent_ ? "install event sent: this is the first run on this data"
                                             : "no install event: this data directory has run before");
-  finish(std::move(step), [](const auto& received) { return hasEvent(received, "tavo_start_session"); }, 0.1);
+  finish(
+      std::move(step), [](const auto& received) { return hasEvent(received, "tavo_start_session"); }, 0.1);
 }
 
 void Journey::installAttribution() {
@@ -236,7 +243,8 @@ void Journey::installAttribution() {
   step.observed.push_back(hasOperation(receivedSinceStep(), "user", "attribution_info")
                               ? "the web service names the campaign; the SDK keeps it for good"
                               : "the campaign was kept by an earlier run: nothing is asked");
-  finish(std::move(step), [heardIt](const auto&) { return heardIt(); }, 0.1);
+  finish(
+      std::move(step), [heardIt](const auto&) { return heardIt(); }, 0.1);
 }
 
 void Journey::login() {
@@ -244,7 +252,8 @@ void Journey::login() {
   const Dictionary extras{{"plan", "premium"}, {"newsletter", true}};
   step.calls.push_back("TAVOLegacy::loginUser(\"c-42\", \"ana@example.com\", " + compact(extras) + ")");
   TAVOLegacy::loginUser(std::string("c-42"), std::string("ana@example.com"), extras);
-  finish(std::move(step), [](const auto& received) { return hasAction(received, "firstlogin"); }, 5.0);
+  finish(
+      std::move(step), [](const auto& received) { return hasAction(received, "firstlogin"); }, 5.0);
 }
 
 void Journey::customEvents() {
@@ -264,9 +273,10 @@ void Journey::customEvents() {
   TAVOLegacy::trackEvent(wishlist);
   step.observed.push_back("both wait for the next timed flush of the queue (" + std::to_string(kQueueTime) + " s)");
   step.observed.push_back("an event's answer is a bare status: its delegate hears onStarted, and no onSuccess");
-  finish(std::move(step),
-         [](const auto& received) { return hasEvent(received, "level_up") && hasEvent(received, "add_to_wishlist"); },
-         5.0);
+  finish(
+      std::move(step),
+      [](const auto& received) { return hasEvent(received, "level_up") && hasEvent(received, "add_to_wishlist"); },
+      5.0);
 }
 
 void Journey::order() {
@@ -275,11 +285,13 @@ void Journey::order() {
   step.calls.push_back("TAVOLegacy::addProduct(\"sku-1\", \"Green tea\", 2, 4.5)");
   step.calls.push_back("TAVOLegacy::addProduct(\"sku-2\", \"Tea pot\", 1, 18.5, {\"colour\":\"blue\"})");
   step.calls.push_back("TAVOLegacy::trackOrder()");
-  TAVOLegacy::startOrder("order-1001", 27.5f, std::string("EUR"), std::string("WELCOME"), Dictionary{{"channel", "app"}});
+  TAVOLegacy::startOrder("order-1001", 27.5f, std::string("EUR"), std::string("WELCOME"),
+                         Dictionary{{"channel", "app"}});
   TAVOLegacy::addProduct("sku-1", "Green tea", 2.0f, 4.5f);
   TAVOLegacy::addProduct("sku-2", "Tea pot", 1.0f, 18.5f, Dictionary{{"colour", "blue"}});
   TAVOLegacy::trackOrder();
-  finish(std::move(step), [](const auto& received) { return hasAction(received, "addpurchase"); }, 5.0);
+  finish(
+      std::move(step), [](const auto& received) { return hasAction(received, "addpurchase"); }, 5.0);
 }
 
 void Journey::backgroundAndForeground() {
@@ -287,14 +299,16 @@ void Journey::backgroundAndForeground() {
   background.calls.push_back("platform.application->setApplicationState(Background)");
   platform_.application->setApplicationState(platform::Application::Background);
   background.observed.push_back("the session ends: its event goes out with everything queued");
-  finish(std::move(background), [](const auto& received) { return hasEvent(received, "tavo_app_session"); }, 5.0);
+  finish(
+      std::move(background), [](const auto& received) { return hasEvent(received, "tavo_app_session"); }, 5.0);
 
   Step foreground{"The app comes back to the foreground", {}, {}};
   foreground.calls.push_back("platform.application->setApplicationState(Active)");
   platform_.application->setApplicationState(platform::Application::Active);
   foreground.observed.push_back("a new session begins on the device; nothing is due to the web service yet");
   pump(1.2);
-  finish(std::move(foreground), [](const auto&) { return true; }, 0.1);
+  finish(
+      std::move(foreground), [](const auto&) { return true; }, 0.1);
 }
 
 void Journey::pushToken() {
@@ -302,7 +316,8 @@ void Journey::pushToken() {
   const std::vector<std::uint8_t> token = {0x7a, 0x3f, 0x00, 0xc4, 0x19, 0xee, 0x52, 0x08};
   step.calls.push_back("TAVOLegacy::registerToken(8 bytes 7a 3f 00 c4 19 ee 52 08)");
   TAVOLegacy::registerToken(token);
-  finish(std::move(step), [](const auto& received) { return hasAction(received, "updateuser", "token"); }, 5.0);
+  finish(
+      std::move(step), [](const auto& received) { return hasAction(received, "updateuser", "token"); }, 5.0);
 }
 
 void Journey::reEngagementLink() {
@@ -312,7 +327,8 @@ void Journey::reEngagementLink() {
   step.observed.push_back("go.tavo.example is one of the SDK's link domains and the link says rt=true, aw=24:");
   step.observed.push_back("a re-engagement click, sent at once; campaign " + std::string(kCampaign) +
                           " is kept for 24 hours");
-  finish(std::move(step), [](const auto& received) { return hasEngagementClick(received, kCampaign); }, 5.0);
+  finish(
+      std::move(step), [](const auto& received) { return hasEngagementClick(received, kCampaign); }, 5.0);
 }
 
 void Journey::eventInCampaignWindow() {
@@ -322,8 +338,8 @@ void Journey::eventInCampaignWindow() {
   step.calls.push_back("TAVOLegacy::trackEvent(view_offer, attributes " + compact(*viewOffer.attributes) + ")");
   TAVOLegacy::trackEvent(viewOffer);
   step.observed.push_back("the event carries the open campaign as e_attribution_ecid (hash, first click, window)");
-  finish(std::move(step), [](const auto& received) { return carriesCampaign(received, "view_offer", kCampaign); },
-         5.0);
+  finish(
+      std::move(step), [](const auto& received) { return carriesCampaign(received, "view_offer", kCampaign); }, 5.0);
 }
 
 void Journey::shortLink() {
@@ -333,16 +349,17 @@ void Journey::shortLink() {
   step.observed.push_back("demo.tavo.link is under the SDK's short-link domain .tavo.link: the web service is asked");
   step.observed.push_back("for the long URL, which comes back to the host's continue-user-activity handler;");
   step.observed.push_back("its qrvact/qrvval actions tag[level]=gold, tag[channel]=newsletter become user updates");
-  finish(std::move(step),
-         [this](const auto& received) {
-           {
-             std::lock_guard lock(callbacksMutex_);
-             if (continuedURLs_.empty()) return false;
-           }
-           return hasOperation(received, "stu", "resolve") && hasAction(received, "updateuser", "level") &&
-                  hasAction(received, "updateuser", "channel");
-         },
-         5.0);
+  finish(
+      std::move(step),
+      [this](const auto& received) {
+        {
+          std::lock_guard lock(callbacksMutex_);
+          if (continuedURLs_.empty()) return false;
+        }
+        return hasOperation(received, "stu", "resolve") && hasAction(received, "updateuser", "level") &&
+               hasAction(received, "updateuser", "channel");
+      },
+      5.0);
 }
 
 bool Journey::continueUserActivity(const std::string& webpageURL) {
@@ -374,7 +391,8 @@ bool Journey::finish(Step step, const Arrived& arrived, double seconds) {
 }
 
 bool Journey::pump(double seconds, const std::function<bool()>& done) {
-  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+  const auto deadline =
+      Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
   while (Clock::now() < deadline) {
     platform_.mainLoop->runFor(0.02);
     const timespec now{0, 0};
@@ -429,8 +447,8 @@ void Journey::printStep(const Step& step, const std::vector<RecordedRequest>& re
   if (received.empty()) {
     out_ << "  " << padded("web service", 14) << "received nothing\n";
   } else {
-    out_ << "  " << padded("web service", 14) << padded("#", 5) << padded("action", 13) << padded("operation", kOperationWidth)
-         << padded("key parameters", kParameterWidth + 2) << "answer\n";
+    out_ << "  " << padded("web service", 14) << padded("#", 5) << padded("action", 13)
+         << padded("operation", kOperationWidth) << padded("key parameters", kParameterWidth + 2) << "answer\n";
     for (const auto& request : received) {
       const auto types = request.operationTypes();
       // Every payload after the first start repeats the user's server id and mail: news on user requests only.
@@ -439,8 +457,8 @@ void Journey::printStep(const Step& step, const std::vector<RecordedRequest>& re
       const std::size_t rowsOfRequest = std::max<std::size_t>(types.size(), 1);
       for (std::size_t op = 0; op < rowsOfRequest; ++op) {
         const std::string type = op < types.size() ? types[op] : "(" + request.kind + ")";
-        const auto lines = wrapped(op < parameters.size() && !parameters[op].empty() ? parameters[op] : "-",
-                                   kParameterWidth);
+        const auto lines =
+            wrapped(op < parameters.size() && !parameters[op].empty() ? parameters[op] : "-", kParameterWidth);
         for (std::size_t line = 0; line < lines.size(); ++line) {
           const bool first = op == 0 && line == 0;
           std::string answer;
@@ -481,8 +499,8 @@ void Journey::printSummary() const {
   }
   out_ << "\nSummary: " << requests << " requests (" << actions << "), " << operations << " operations, " << callbacks
        << " host callbacks (" << failed << " failed), " << rejected << " rejected answers, install event "
-       << (installEventSent_ ? "sent" : "not sent") << (allArrived_ ? "; every step arrived." : "; SOME STEPS DID NOT ARRIVE.")
-       << "\n";
+       << (installEventSent_ ? "sent" : "not sent")
+       << (allArrived_ ? "; every step arrived." : "; SOME STEPS DID NOT ARRIVE.") << "\n";
 }
 
 }  // namespace tavo::demo

@@ -81,7 +81,7 @@ class Journey {
   bool interrupted_ = false;
   bool allArrived_ = true;
   int stepNumber_ = 0;
-  std::size_t firstRequestOfRun_ = 0;   // requests recorded before this run (a kept emulator database)
+  std::size_t firstRequestOfRun_ = 0;  // requests recorded before this run (a kept emulator database)
   std::size_t firstRequestOfStep_ = 0;
   bool installEventSent_ = false;
 

@@ -1,10 +1,11 @@
 #include "emulator/ConnectionStream.h"
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+
+#include <cerrno>
 
 namespace tavo::emulator {
 
@@ -36,14 +37,13 @@ bool ConnectionStream::waitFor(short events, std::chrono::milliseconds timeout) 
   do {
     ready = ::poll(&descriptor, 1, static_cast<int>(timeout.count()));
   } while (ready < 0 && errno == EINTR);
-  return ready > 0 && (descriptor.revents & (events | POLLHUP)) != 0 && (descriptor.revents & (POLLERR | POLLNVAL)) == 0;
+  return ready > 0 && (descriptor.revents & (events | POLLHUP)) != 0 &&
+         (descriptor.revents & (POLLERR | POLLNVAL)) == 0;
 }
 
 bool ConnectionStream::is_readable() const { return waitFor(POLLIN, readTimeout_); }
 
-bool ConnectionStream::is_writable() const {
-  return waitFor(POLLOUT, writeTimeout_);
-}
+bool ConnectionStream::is_writable() const { return waitFor(POLLOUT, writeTimeout_); }
 
 ssize_t ConnectionStream::read(char* buffer, size_t size) {
   if (!is_readable()) return -1;

@@ -11,8 +11,7 @@ namespace tavo::emulator {
 // its time-out. The caller owns the socket and closes it.
 class ConnectionStream : public httplib::Stream {
  public:
-  ConnectionStream(::socket_t socket, std::chrono::milliseconds readTimeout,
-                   std::chrono::milliseconds writeTimeout);
+  ConnectionStream(::socket_t socket, std::chrono::milliseconds readTimeout, std::chrono::milliseconds writeTimeout);
 
   bool is_readable() const override;
   bool is_writable() const override;

@@ -1,9 +1,9 @@
 #include "emulator/Emulator.h"
 
 #include <charconv>
-#include <string_view>
 #include <chrono>
 #include <stdexcept>
+#include <string_view>
 
 #include "emulator/EmulatorHttpServer.h"
 #include "emulator/RequestDecoder.h"
@@ -73,9 +73,7 @@ void Emulator::stop() {
   server_.reset();
 }
 
-std::string Emulator::url(const std::string& path) const {
-  return "http://127.0.0.1:" + std::to_string(port_) + path;
-}
+std::string Emulator::url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port_) + path; }
 
 void Emulator::route() {
   // A POST that announces no body ("curl -X POST .../control/reset") would have the library wait for the
@@ -95,9 +93,9 @@ void Emulator::route() {
     out.set_content(failures_.state().dump(2), "application/json");
   });
   server_->Get("/", [this](const httplib::Request&, httplib::Response& out) {
-    out.set_content(RequestPage::html(recorder_->latest(kPageRows), recorder_->requestCount(), baseURL(),
-                                      failures_.state()),
-                    "text/html; charset=utf-8");
+    out.set_content(
+        RequestPage::html(recorder_->latest(kPageRows), recorder_->requestCount(), baseURL(), failures_.state()),
+        "text/html; charset=utf-8");
   });
   server_->Get("/requests.json", [this](const httplib::Request&, httplib::Response& out) {
     out.set_content(RequestPage::json(recorder_->latest(kPageRows), recorder_->requestCount()), "application/json");
@@ -116,7 +114,7 @@ void Emulator::serveWebService(const httplib::Request& in, httplib::Response& ou
 
   const FailureSwitches::Plan plan = failures_.takePlan();
   // A switched answer replaces the real one, and nothing the real one would have done (a new user id) happens.
-  const WebServiceResponder::Answer answer = plan.notJSON ? WebServiceResponder::Answer{200, kNotJSON, "text/html"}
+  const WebServiceResponder::Answer answer = plan.notJSON  ? WebServiceResponder::Answer{200, kNotJSON, "text/html"}
                                              : plan.status ? WebServiceResponder::statusAnswer(request, *plan.status)
                                                            : responder_->answer(request);
   request.answerStatus = answer.httpStatus;

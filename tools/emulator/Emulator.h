@@ -36,8 +36,8 @@ class WebServiceResponder;
 class Emulator {
  public:
   struct Options {
-    int port = 0;                           // 0: any free port
-    std::string databasePath = ":memory:";  // a file keeps requests and user ids between runs
+    int port = 0;                              // 0: any free port
+    std::string databasePath = ":memory:";     // a file keeps requests and user ids between runs
     std::optional<EmulatorFixtures> fixtures;  // nullopt: the compiled-in defaults
   };
 

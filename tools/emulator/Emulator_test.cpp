@@ -91,7 +91,8 @@ std::string rawExchange(int port, const std::string& text) {
   if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
       ::send(socket, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size())) {
     char buffer[4096];
-    for (ssize_t n; (n = ::recv(socket, buffer, sizeof buffer, 0)) > 0;) reply.append(buffer, static_cast<std::size_t>(n));
+    for (ssize_t n; (n = ::recv(socket, buffer, sizeof buffer, 0)) > 0;)
+      reply.append(buffer, static_cast<std::size_t>(n));
   }
   ::close(socket);
   return reply;
@@ -151,7 +152,9 @@ TEST(EmulatorAnswers, EachOperationOfABatchGetsItsOwnAnswer) {
       operation("start", "event", "none", {{"eventName", "tavo_start_session"}, {"retrieve_config", "1"}}),
       operation("plain", "event", "none", {{"eventName", "level_up"}}),
       operation("rule", "event", "none",
-                {{"eventName", "tavo_auto_event"}, {"tavo_rules", "1"}, {"attributes", {{"e_screen_name", "product_screen"}}}}),
+                {{"eventName", "tavo_auto_event"},
+                 {"tavo_rules", "1"},
+                 {"attributes", {{"e_screen_name", "product_screen"}}}}),
       operation("reset", "user", "reset", json::object()),
       operation("attribution", "user", "attribution_info", json::object()),
       operation("known-link", "stu", "resolve", {{"stu_id", "spring"}, {"stu_subdomain", "demo.tavo.link"}}),
@@ -221,8 +224,9 @@ TEST(EmulatorAnswers, UserIdsAndRequestsSurviveAReopenOfTheDatabaseFile) {
   {
     Emulator emulator(onDisk(file));
     Client client(emulator);
-    id = parsed(client.form("updateuser", formBody(Dictionary{{"udid", "device-A"}, {"tavo_retrieve", "yes"}})))
-             ["response"]["idtAVoUser"].get<std::int64_t>();
+    id = parsed(client.form(
+        "updateuser", formBody(Dictionary{{"udid", "device-A"}, {"tavo_retrieve", "yes"}})))["response"]["idtAVoUser"]
+             .get<std::int64_t>();
   }
   Emulator reopened(onDisk(file));
   EXPECT_EQ(reopened.requestCount(), 1u);
@@ -253,7 +257,8 @@ TEST(EmulatorAnswers, AnUnknownActionIsNotFound) {
 TEST(EmulatorCredentials, OnlyARegisteredApplicationIsAnswered) {
   Emulator emulator;
   Client client(emulator);
-  const json refusedBatch = parsed(client.batch({operation("A", "event", "none", {{"eventName", "x"}})}, kApiUser, "WRONGKEY1"));
+  const json refusedBatch =
+      parsed(client.batch({operation("A", "event", "none", {{"eventName", "x"}})}, kApiUser, "WRONGKEY1"));
   EXPECT_EQ(refusedBatch, (json{{"status", 401}}));  // the whole answer stands for every operation
 
   const auto refusedForm = client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}, "NOBODY", kApiKey));
@@ -313,7 +318,8 @@ TEST(EmulatorFailures, ANotJSONAnswerCannotBeParsed) {
   const auto answer = client.batch({operation("A", "event", "none", json::object())});
   ASSERT_TRUE(answer);
   EXPECT_TRUE(json::parse(answer->body, nullptr, false).is_discarded());
-  EXPECT_TRUE(json::parse(client.batch({operation("B", "event", "none", json::object())})->body, nullptr, false).is_object());
+  EXPECT_TRUE(
+      json::parse(client.batch({operation("B", "event", "none", json::object())})->body, nullptr, false).is_object());
 }
 
 TEST(EmulatorFailures, AnAnswerClosedMidBodyIsATransportError) {
@@ -363,8 +369,9 @@ TEST(EmulatorFailures, TheControlEndpointsSetAndResetTheSwitches) {
   EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "200");
 
   // As "curl -X POST" sends it: no body, no Content-Length.
-  const std::string reply = rawExchange(emulator.port(), "POST /control/status?status=418&count=1 HTTP/1.1\r\n"
-                                                         "Host: 127.0.0.1\r\nConnection: close\r\n\r\n");
+  const std::string reply = rawExchange(emulator.port(),
+                                        "POST /control/status?status=418&count=1 HTTP/1.1\r\n"
+                                        "Host: 127.0.0.1\r\nConnection: close\r\n\r\n");
   EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
   EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "418");
 
@@ -386,7 +393,8 @@ TEST(EmulatorRecording, RequestsAreRecordedInOrderWithWhatWasAnswered) {
     seen.push_back(request.action);
   });
   Client client(emulator);
-  client.batch({operation("E1", "event", "none", {{"eventName", "level_up"}, {"udid", "d"}, {"attributes", {{"level", 3}}}})});
+  client.batch(
+      {operation("E1", "event", "none", {{"eventName", "level_up"}, {"udid", "d"}, {"attributes", {{"level", 3}}}})});
   client.form("addpurchase", formBody(Dictionary{{"orderid", "o-<9>"}, {"udid", "d"}}));
   EXPECT_FALSE(emulator.waitForRequests(3, 0.05));
   ASSERT_TRUE(emulator.waitForRequests(2, 1.0));
@@ -471,8 +479,8 @@ TEST(EmulatorFixturesFile, AnotherFileReplacesTheDefaultsAndBadOnesAreRefusedWit
   EXPECT_NE(refusal(R"({"apps": [{"apiUser": "A", "apiKey": "B"}], "coupons": {}})").find("\"coupons\""),
             std::string::npos);
   // Short links are keyed as the SDK names them; a whole URL or a "~" it strips would never match.
-  for (const char* key : {"https://go.tavo.link/x", "go.tavo.link", "go.tavo.link/", "/x", "go.tavo.link/a/x",
-                          "go.tavo.link/~x"}) {
+  for (const char* key :
+       {"https://go.tavo.link/x", "go.tavo.link", "go.tavo.link/", "/x", "go.tavo.link/a/x", "go.tavo.link/~x"}) {
     const std::string text = std::string(R"({"apps": [{"apiUser": "A", "apiKey": "B"}], "shortLinks": {")") + key +
                              R"(": "https://shop.example/"}})";
     EXPECT_NE(refusal(text).find("host/identifier"), std::string::npos) << key;
@@ -545,7 +553,8 @@ TEST_F(SdkAgainstEmulator, ASessionStartsAndTheServersAnswersReachTheHost) {
   ASSERT_TRUE(settleUntil([&] {
     TAVOLegacy::getUserId([&](std::optional<std::string> id) { userId = std::move(id); });
     return userId.has_value();
-  })) << "arrived: " << arrivals(emulator);
+  })) << "arrived: "
+      << arrivals(emulator);
   EXPECT_EQ(operationsWhere(emulator, "tracker", "eventName", "tavo_start_session").size(), 1u) << arrivals(emulator);
   EXPECT_EQ(operationsWhere(emulator, "updateuser", "tavo_retrieve", "yes").size(), 1u) << arrivals(emulator);
   EXPECT_EQ(userId, std::to_string(emulator.userIdForDevice(TAVOLegacy::deviceId())));
@@ -621,7 +630,8 @@ TEST_F(SdkAgainstEmulator, AShortLinkIsResolvedByHostAndIdentifierAndItsLongURLC
     return !continuedURLs().empty() && !operationsWhere(emulator, "tracker", "stu_id", "unknown").empty() &&
            !operationsWhere(emulator, "updateuser", "level", "gold").empty() &&
            !operationsWhere(emulator, "updateuser", "channel", "newsletter").empty();
-  })) << "arrived: " << arrivals(emulator);
+  })) << "arrived: "
+      << arrivals(emulator);
   // Long enough in virtual time for any retry of the refused resolve to go out, and in real time to land.
   env.platform().mainLoop->runFor(120);
   env.drainQueues();
@@ -631,7 +641,8 @@ TEST_F(SdkAgainstEmulator, AShortLinkIsResolvedByHostAndIdentifierAndItsLongURLC
   const auto resolved = operationsWhere(emulator, "tracker", "stu_id", "spring");
   ASSERT_EQ(resolved.size(), 1u) << arrivals(emulator);
   EXPECT_EQ(resolved[0]["stu_subdomain"], "demo.tavo.link");
-  EXPECT_EQ(continuedURLs(), std::vector<std::string>{*emulator.fixtures().resolveShortLink("demo.tavo.link", "spring")});
+  EXPECT_EQ(continuedURLs(),
+            std::vector<std::string>{*emulator.fixtures().resolveShortLink("demo.tavo.link", "spring")});
   // The long URL's actions ran once each: it was handled as a deep link, not resolved again.
   EXPECT_EQ(operationsWhere(emulator, "updateuser", "level", "gold").size(), 1u);
   EXPECT_EQ(operationsWhere(emulator, "updateuser", "channel", "newsletter").size(), 1u);

@@ -17,10 +17,23 @@ bool sameName(std::string_view a, std::string_view b) {
 
 // Parameters every payload carries: they say nothing about what this request is for.
 bool isCommonParameter(const std::string& key) {
-  static constexpr std::array<std::string_view, 17> kCommon = {
-      "udid",      "device",    "tavo_build", "app_version", "os_version", "os_build",
-      "tavo_accept_language", "tavo_timestamp", "tavo_timezone_name", "idfa", "idfv",
-      "tavo_impression_delegate", "latitude", "longitude", "tavo_city", "tavo_country", "tavo_state"};
+  static constexpr std::array<std::string_view, 17> kCommon = {"udid",
+                                                               "device",
+                                                               "tavo_build",
+                                                               "app_version",
+                                                               "os_version",
+                                                               "os_build",
+                                                               "tavo_accept_language",
+                                                               "tavo_timestamp",
+                                                               "tavo_timezone_name",
+                                                               "idfa",
+                                                               "idfv",
+                                                               "tavo_impression_delegate",
+                                                               "latitude",
+                                                               "longitude",
+                                                               "tavo_city",
+                                                               "tavo_country",
+                                                               "tavo_state"};
   return std::find(kCommon.begin(), kCommon.end(), key) != kCommon.end();
 }
 

@@ -27,7 +27,8 @@ const std::string* findField(const std::vector<std::pair<std::string, std::strin
 
 }  // namespace
 
-RecordedRequest RequestDecoder::decode(std::string action, std::vector<std::pair<std::string, std::string>> headerFields,
+RecordedRequest RequestDecoder::decode(std::string action,
+                                       std::vector<std::pair<std::string, std::string>> headerFields,
                                        std::string body) {
   RecordedRequest request;
   request.action = std::move(action);

@@ -74,8 +74,8 @@ std::string RequestPage::json(const std::vector<RecordedRequest>& newestFirst, s
     entry["keyParameters"] = request.keyParameters();
     list.push_back(std::move(entry));
   }
-  return ordered_json{{"total", total}, {"requests", std::move(list)}}.dump(
-      2, ' ', false, ordered_json::error_handler_t::replace);
+  return ordered_json{{"total", total}, {"requests", std::move(list)}}.dump(2, ' ', false,
+                                                                            ordered_json::error_handler_t::replace);
 }
 
 }  // namespace tavo::emulator

@@ -46,16 +46,16 @@ WebServiceResponder::WebServiceResponder(const EmulatorFixtures& fixtures, UserR
     : fixtures_(fixtures), users_(users) {}
 
 bool WebServiceResponder::isKnownAction(const std::string& action) {
-  static constexpr std::array<const char*, 7> kActions = {"tracker",    "updateuser", "firstlogin",
-                                                          "newregister", "addpurchase", "setviewed",
-                                                          "setcommunicationinteract"};
+  static constexpr std::array<const char*, 7> kActions = {
+      "tracker", "updateuser", "firstlogin", "newregister", "addpurchase", "setviewed", "setcommunicationinteract"};
   for (const char* known : kActions)
     if (action == known) return true;
   return false;
 }
 
 WebServiceResponder::Answer WebServiceResponder::statusAnswer(const RecordedRequest& request, int status) {
-  if (request.action == "tracker" || isRetrievingUpdate(request)) return jsonAnswer({{"status", status}}, httpStatusFor(status));
+  if (request.action == "tracker" || isRetrievingUpdate(request))
+    return jsonAnswer({{"status", status}}, httpStatusFor(status));
   return textAnswer(status, httpStatusFor(status));
 }
 

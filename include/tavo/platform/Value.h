@@ -84,8 +84,8 @@ class TAVO_EXPORT Value {
   // The platform's conversions, lenient as the platform's are: anything that cannot convert gives 0/NO/"".
   std::int64_t integerValue() const;  // strings: leading spaces, sign, digits; reals truncate
   double doubleValue() const;
-  bool boolValue() const;          // strings: Y/y/T/t or a digit 1-9 after spaces, sign and zeros
-  std::string stringValue() const; // strings as they are; numbers in decimal; others their description
+  bool boolValue() const;           // strings: Y/y/T/t or a digit 1-9 after spaces, sign and zeros
+  std::string stringValue() const;  // strings as they are; numbers in decimal; others their description
 
   // The platform class name of the value: "NSNull", "NSNumber", "NSString", "NSData", "NSDate", "NSArray",
   // "NSDictionary", or the archivable object's own class name.
@@ -100,9 +100,9 @@ class TAVO_EXPORT Value {
   friend TAVO_EXPORT bool operator==(const Value& a, const Value& b);
 
  private:
-  using Storage = std::variant<std::monostate, bool, std::int64_t, double, std::string,
-                               std::shared_ptr<const Data>, Date, std::shared_ptr<const Array>,
-                               std::shared_ptr<const Dictionary>, std::shared_ptr<Codable>>;
+  using Storage =
+      std::variant<std::monostate, bool, std::int64_t, double, std::string, std::shared_ptr<const Data>, Date,
+                   std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>, std::shared_ptr<Codable>>;
   Storage storage_;
 
   void describe(std::string& out, int indent) const;
