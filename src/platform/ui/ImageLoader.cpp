@@ -75,6 +75,8 @@ void ImageLoader::load(const std::string& url, Completion completion, double sca
   });
 }
 
+void ImageLoader::waitUntilDecoded() { workers_->waitUntilAllOperationsAreFinished(); }
+
 void ImageLoader::deliver(const std::string& url, const std::shared_ptr<Image>& image) {
   if (image) cache_.setImage(url, image);
   const auto found = waiting_.find(url);

@@ -32,6 +32,9 @@ class ImageLoader {
 
   void load(const std::string& url, Completion completion, double scale = 1.0);
   ImageCache& cache() { return cache_; }
+  // Blocks until every image read or downloaded so far is decoded and on its way to the main loop (a host
+  // closing down, a test that wants every answer in).
+  void waitUntilDecoded();
 
  private:
   void deliver(const std::string& url, const std::shared_ptr<Image>& image);

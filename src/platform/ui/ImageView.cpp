@@ -1,5 +1,6 @@
 #include "platform/ui/ImageView.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "platform/Platform.h"
@@ -65,7 +66,8 @@ void ImageView::scheduleNextFrame() {
   const auto loop = Platform::shared().mainLoop;
   loop_ = loop;
   std::weak_ptr<View> self = weak_from_this();
-  frameTimer_ = loop->postAfter(boundary - elapsed, [self] {
+  // At least a millisecond: a boundary a rounding error away must not fire again at the same instant.
+  frameTimer_ = loop->postAfter(std::max(boundary - elapsed, 0.001), [self] {
     const auto view = std::static_pointer_cast<ImageView>(self.lock());
     if (!view) return;
     view->frameTimer_ = 0;
