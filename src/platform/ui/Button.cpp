@@ -96,22 +96,21 @@ void Button::refresh() {
 
 void Button::layoutSubviews() {
   const Size imageSize = imageView_ && imageView_->image() ? imageView_->image()->size() : Size{};
-  const Size titleSize = titleLabel_ && titleLabel_->text() ? titleLabel_->sizeThatFits({}) : Size{};
-  const double gap = imageSize.width > 0 && titleSize.width > 0 ? kImageTitleGap : 0;
-  // An image alone fills the button, as a close glyph does; with a title both keep their size.
-  if (imageView_ && titleSize.width == 0) {
-    imageView_->setFrame(bounds());
-    return;
+  const bool titled = titleLabel_ && titleLabel_->text();
+  // An image alone fills the button, as a close glyph does; a title alone takes the whole width, centred.
+  if (imageView_ && !titled) return imageView_->setFrame(bounds());
+  if (!imageView_ || imageSize.width == 0) {
+    titleLabel_->setTextAlignment(TextAlignment::Center);
+    return titleLabel_->setFrame(bounds());
   }
-  const double width = std::min(bounds().width(), imageSize.width + gap + titleSize.width);
-  double x = (bounds().width() - width) / 2;
-  if (imageView_) {
-    imageView_->setFrame({x, (bounds().height() - imageSize.height) / 2, imageSize.width, imageSize.height});
-    x += imageSize.width + gap;
-  }
-  if (titleLabel_)
-    titleLabel_->setFrame({x, (bounds().height() - titleSize.height) / 2, std::max(0.0, width - imageSize.width - gap),
-                           titleSize.height});
+  // Both: the pair is centred, the image first, and the title has the room that is left.
+  const Size titleSize = titleLabel_->sizeThatFits({});
+  const double pair = std::min(bounds().width(), imageSize.width + kImageTitleGap + titleSize.width);
+  const double x = (bounds().width() - pair) / 2;
+  imageView_->setFrame({x, (bounds().height() - imageSize.height) / 2, imageSize.width, imageSize.height});
+  const double titleX = x + imageSize.width + kImageTitleGap;
+  titleLabel_->setTextAlignment(TextAlignment::Left);
+  titleLabel_->setFrame({titleX, 0, std::max(0.0, bounds().width() - titleX), bounds().height()});
 }
 
 Size Button::sizeThatFits(Size) const {

@@ -7,8 +7,10 @@ namespace tavo::platform::ui {
 
 namespace {
 
-constexpr double kGlyphWidthEm = 0.55;
-constexpr double kLineHeightEm = 1.2;
+// Close to the pictures' font (DejaVu Sans): an average glyph, a bold one, and a line.
+constexpr double kGlyphWidthEm = 0.6;
+constexpr double kBoldGlyphWidthEm = 0.66;
+constexpr double kLineHeightEm = 1.35;
 
 // Characters, not bytes: UTF-8 continuation bytes do not count.
 std::size_t characters(const std::string& text) {
@@ -48,7 +50,7 @@ void Label::setNumberOfLines(int lines) {
 
 Size Label::sizeThatFits(Size size) const {
   if (!text_ || text_->empty()) return {0, 0};
-  const double glyph = fontSize_ * kGlyphWidthEm;
+  const double glyph = fontSize_ * (bold_ ? kBoldGlyphWidthEm : kGlyphWidthEm);
   const double natural = std::ceil(static_cast<double>(characters(*text_)) * glyph);
   const double limit = size.width > 0 ? size.width : natural;
   double lines = std::max(1.0, std::ceil(natural / std::max(limit, glyph)));

@@ -57,8 +57,16 @@ void drawText(cairo_t* cr, const std::string& text, const Rect& box, double size
   pango_layout_set_text(layout, valid, -1);
   pango_layout_set_width(layout, static_cast<int>(box.width() * PANGO_SCALE));
   pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
-  pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
-  pango_layout_set_height(layout, lines > 0 ? -lines : static_cast<int>(box.height() * PANGO_SCALE));
+  // As many whole lines as the box holds (and the label allows); the last one shown ends in an ellipsis.
+  int natural = 0, naturalLines = std::max(1, pango_layout_get_line_count(layout));
+  pango_layout_get_pixel_size(layout, nullptr, &natural);
+  const double lineHeight = std::max(1.0, static_cast<double>(natural) / naturalLines);
+  int shown = std::max(1, static_cast<int>(box.height() / lineHeight + 0.01));
+  if (lines > 0) shown = std::min(shown, lines);
+  if (naturalLines > shown) {
+    pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+    pango_layout_set_height(layout, -shown);
+  }
   pango_layout_set_alignment(layout, alignment == TextAlignment::Center  ? PANGO_ALIGN_CENTER
                                      : alignment == TextAlignment::Right ? PANGO_ALIGN_RIGHT
                                                                          : PANGO_ALIGN_LEFT);
