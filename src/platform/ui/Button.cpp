@@ -99,6 +99,7 @@ void Button::layoutSubviews() {
   const bool titled = titleLabel_ && titleLabel_->text();
   // An image alone fills the button, as a close glyph does; a title alone takes the whole width, centred.
   if (imageView_ && !titled) return imageView_->setFrame(bounds());
+  if (!titleLabel_) return;
   if (!imageView_ || imageSize.width == 0) {
     titleLabel_->setTextAlignment(TextAlignment::Center);
     return titleLabel_->setFrame(bounds());
