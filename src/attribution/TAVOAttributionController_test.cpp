@@ -11,6 +11,8 @@
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/AdAttributionClient.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
 #include "tavo/TAVO.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
@@ -185,6 +187,44 @@ TEST_F(PersistentAttributionTest, AWindowCountsFromTheFirstClickAcrossARestartAn
   ASSERT_EQ(left->asArray()->size(), 1u);
   EXPECT_EQ(*left->asArray()->at(0).get("hash"), Value("long"));
   EXPECT_FALSE(stored("abc"));
+}
+
+// A hostile store: an open campaign whose params hold arrays that each refer to one child twice, 40 levels deep
+// (2^40 nodes as a tree, under 2 KB as an archive), beside an expired one. The first event after the start
+// purges the expired one, which archives the open one again: in its own size, its sharing kept.
+TEST_F(PersistentAttributionTest, CampaignParamsThatShareTheirPartsArePurgedAndArchivedAgainInTheirOwnSize) {
+  Value tree("leaf");
+  for (int level = 0; level < 40; ++level) tree = Value(Array{tree, tree});
+  const auto campaign = [](const char* hash, const char* created, int window) {
+    auto c = std::make_shared<TAVOAttributionCampaign>();
+    c->hashSource = hash;
+    c->created = created;
+    c->attrWindow = window;
+    return Value(std::shared_ptr<platform::Codable>(c));
+  };
+  Value open = campaign("open", "2026-01-01 00:00:00", 24);
+  open.objectAs<TAVOAttributionCampaign>()->params = Dictionary{{"tree", tree}};
+  const platform::Data archive = platform::KeyedArchiver::archivedDataWithRootObject(
+      Value(Dictionary{{"old", campaign("old", "2025-12-30 00:00:00", 1)}, {"open", open}}));
+  ASSERT_LT(archive.size(), 2048u);
+  env.platform().userDefaults->setObject(Value(archive), TAVODataStoreController::kAttributionCampaignsKey);
+  env.restart();
+  startSession();
+
+  event("first");
+  const auto carried = campaignsOn(lastParams());
+  ASSERT_TRUE(carried);
+  EXPECT_EQ(*carried, Value(Array{Dictionary{{"hash", "open"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}}));
+
+  const auto stored = env.platform().userDefaults->objectForKey(TAVODataStoreController::kAttributionCampaignsKey);
+  ASSERT_TRUE(stored && stored->asData());
+  EXPECT_LT(stored->asData()->size(), 2048u);
+  const auto campaigns = platform::KeyedUnarchiver::unarchiveObjectWithData(*stored->asData());
+  ASSERT_TRUE(campaigns && campaigns->asDictionary());
+  EXPECT_EQ(campaigns->asDictionary()->allKeys(), std::vector<std::string>{"open"});
+  const auto kept = campaigns->get("open")->objectAs<TAVOAttributionCampaign>();
+  ASSERT_TRUE(kept && kept->params);
+  EXPECT_EQ(*kept->params, (Dictionary{{"tree", tree}}));
 }
 
 // ---- bursts ----

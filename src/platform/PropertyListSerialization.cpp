@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/ValueGraph.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -361,48 +363,72 @@ std::optional<Value> valueOf(plist_t node, std::size_t depth) {
   }
 }
 
-// nullptr when value (or anything inside it) has no property-list form.
-Node nodeOf(const Value& value, std::size_t depth) {
-  Node none = own(nullptr);
-  if (depth > kMaxDepth) return none;
-  switch (value.type()) {
-    case Value::Type::Boolean: return own(plist_new_bool(value.boolValue() ? 1 : 0));
-    case Value::Type::Integer: return own(plist_new_uint(static_cast<std::uint64_t>(value.integerValue())));
-    case Value::Type::Real: return own(plist_new_real(value.doubleValue()));
-    case Value::Type::String: {
-      const std::string& s = *value.asString();
-      if (s.find('\0') != std::string::npos) return none;  // libplist strings end at the first NUL
-      return own(plist_new_string(s.c_str()));
-    }
-    case Value::Type::Data: {
-      const Data& d = *value.asData();
-      static const char kEmpty = 0;
-      return own(plist_new_data(d.empty() ? &kEmpty : reinterpret_cast<const char*>(d.data()), d.size()));
-    }
-    case Value::Type::Date: return own(dateNode(*value.asDate()));
-    case Value::Type::Array: {
-      Node array = own(plist_new_array());
-      for (const Value& item : *value.asArray()) {
-        Node child = nodeOf(item, depth + 1);
-        if (!child) return none;
-        plist_array_append_item(array.get(), child.release());
+// Builds libplist's tree of a value: nullptr when value (or anything inside it) has no property-list form.
+// libplist's tree cannot share a node, so a value that shares its parts is copied out at every reference: past
+// a few megabytes of copies it is measured once, and one that unfolds beyond its budget is refused.
+class NodeWriter {
+ public:
+  static constexpr std::uint64_t kUnfoldingCheckBytes = 4u << 20;
+
+  explicit NodeWriter(const Value& root) : root_(root) {}
+
+  Node nodeOf(const Value& value, std::size_t depth) {
+    Node none = own(nullptr);
+    if (depth > kMaxDepth || !withinBudget(value)) return none;
+    switch (value.type()) {
+      case Value::Type::Boolean: return own(plist_new_bool(value.boolValue() ? 1 : 0));
+      case Value::Type::Integer: return own(plist_new_uint(static_cast<std::uint64_t>(value.integerValue())));
+      case Value::Type::Real: return own(plist_new_real(value.doubleValue()));
+      case Value::Type::String: {
+        const std::string& s = *value.asString();
+        if (s.find('\0') != std::string::npos) return none;  // libplist strings end at the first NUL
+        return own(plist_new_string(s.c_str()));
       }
-      return array;
-    }
-    case Value::Type::Dictionary: {
-      Node dictionary = own(plist_new_dict());
-      for (const auto& [key, item] : *value.asDictionary()) {
-        Node child = nodeOf(item, depth + 1);
-        if (!child || key.find('\0') != std::string::npos) return none;
-        plist_dict_set_item(dictionary.get(), key.c_str(), child.release());
+      case Value::Type::Data: {
+        const Data& d = *value.asData();
+        static const char kEmpty = 0;
+        return own(plist_new_data(d.empty() ? &kEmpty : reinterpret_cast<const char*>(d.data()), d.size()));
       }
-      return dictionary;
+      case Value::Type::Date: return own(dateNode(*value.asDate()));
+      case Value::Type::Array: {
+        Node array = own(plist_new_array());
+        for (const Value& item : *value.asArray()) {
+          Node child = nodeOf(item, depth + 1);
+          if (!child) return none;
+          plist_array_append_item(array.get(), child.release());
+        }
+        return array;
+      }
+      case Value::Type::Dictionary: {
+        Node dictionary = own(plist_new_dict());
+        for (const auto& [key, item] : *value.asDictionary()) {
+          Node child = nodeOf(item, depth + 1);
+          if (!child || key.find('\0') != std::string::npos) return none;
+          plist_dict_set_item(dictionary.get(), key.c_str(), child.release());
+        }
+        return dictionary;
+      }
+      case Value::Type::Null:
+      case Value::Type::Object: break;
     }
-    case Value::Type::Null:
-    case Value::Type::Object: break;
+    return none;
   }
-  return none;
-}
+
+ private:
+  bool withinBudget(const Value& value) {
+    // Each node costs libplist an allocation; text and bytes are copied.
+    copied_ += 64;
+    if (const std::string* s = value.asString()) copied_ += s->size();
+    if (const Data* d = value.asData()) copied_ += d->size();
+    if (unfoldingChecked_ || copied_ <= kUnfoldingCheckBytes) return true;
+    unfoldingChecked_ = true;
+    return !ValueGraph::refusesToUnfold(root_, "Property list");
+  }
+
+  const Value& root_;
+  std::uint64_t copied_ = 0;
+  bool unfoldingChecked_ = false;
+};
 
 }  // namespace
 
@@ -429,7 +455,7 @@ std::optional<Value> PropertyListSerialization::propertyListWithData(const Data&
 }
 
 std::optional<Data> PropertyListSerialization::dataWithPropertyList(const Value& value, Format format) {
-  const Node root = nodeOf(value, 1);
+  const Node root = NodeWriter(value).nodeOf(value, 1);
   if (!root) return std::nullopt;
   char* bytes = nullptr;  // libplist writes only into a null pointer
   std::uint32_t length = 0;
