@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -315,6 +316,42 @@ TEST_F(BadInputTest, AUserUpdateWhoseExtrasCannotBeWrittenAsJSONGoesWithoutItsPa
 // --- null pointers ---
 
 void onStarted(const char*, void*) {}
+
+// Found by hand: a web-SDK domain that is not UTF-8 made the cookie file's JSON writer throw through
+// tavo_sync_with_web_sdk, and the host aborted. The domain is refused where it enters; the cookies written
+// with the last good one stay in a file that is valid JSON.
+TEST_F(BadInputTest, AWebSdkDomainThatIsNotUTF8IsRefusedAndTheCookieFileStaysJSON) {
+  start();
+  tavo_set_web_sdk_domain("shop.example.com");
+  tavo_set_web_sdk_domain("\xFF.example.com");
+  tavo_sync_with_web_sdk();
+
+  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Web SDK domain ignored: not UTF-8 text"));
+  const auto cookies = env_.platform().cookieStorage->cookies();
+  ASSERT_FALSE(cookies.empty());
+  for (const auto& cookie : cookies) EXPECT_EQ(cookie.domain, "shop.example.com");
+  const auto file = env_.platform().fileSystem->contentsAtPath(env_.platform().cookieStorage->path());
+  ASSERT_TRUE(file);
+  const auto json = platform::JSONSerialization::JSONObjectWithData(std::string(file->begin(), file->end()));
+  ASSERT_TRUE(json && json->get("cookies"));
+  EXPECT_EQ(json->get("cookies")->asArray()->size(), cookies.size());
+}
+
+// Whatever throws inside a call (here a C++ host's own log handler) ends at the call's last catch, with a line.
+std::vector<std::string> linesSeen;
+void throwingHandler(const char* line, void*) {
+  linesSeen.emplace_back(line);
+  if (std::string(line).find("Link ignored") != std::string::npos) throw std::runtime_error("host handler threw");
+}
+
+TEST_F(BadInputTest, NoExceptionLeavesACEntryPoint) {
+  linesSeen.clear();
+  tavo_platform_set_log_handler(throwingHandler, nullptr);
+  tavo_handle_link(nullptr);
+  tavo_platform_set_log_handler(nullptr, nullptr);
+  EXPECT_EQ(linesSeen, (std::vector<std::string>{"TAVOLogger: 16 - Link ignored: no URL",
+                                                 "TAVOLogger: 16 - tavo_handle_link failed: host handler threw"}));
+}
 
 TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
   tavo_configuration* noConfiguration = nullptr;

@@ -55,14 +55,18 @@ void SdkTestEnvironment::install() {
   } else {
     clock_ = std::dynamic_pointer_cast<platform::ManualClock>(platform->clock);
   }
-  platform->systemLog->setHandler([this](const std::string& line) {
-    std::lock_guard lock(logMutex_);
-    log_.push_back(line);
-  });
   platform_ = std::move(platform);
+  captureLog();
   platform::Platform::install(platform_);
   TAVOControllerTestAccess::replaceSharedInstance();
   TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDefaultMask);
+}
+
+void SdkTestEnvironment::captureLog() {
+  platform_->systemLog->setHandler([this](const std::string& line) {
+    std::lock_guard lock(logMutex_);
+    log_.push_back(line);
+  });
 }
 
 void SdkTestEnvironment::restart() {

@@ -32,6 +32,8 @@ class SdkTestEnvironment {
   platform::ManualClock& clock() { return *clock_; }
   const std::string& dataDirectory() const { return directory_; }
 
+  // Captures every system-log line again, after something replaced the handler.
+  void captureLog();
   std::vector<std::string> logLines() const;
   bool logged(const std::string& line) const;
   std::size_t countLogged(const std::string& line) const;

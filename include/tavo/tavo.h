@@ -14,7 +14,9 @@
  *   JSON      Dictionaries travel as JSON object text. Text that is not a JSON object is refused with a log
  *             line: setters return false and change nothing; other calls go on without the value.
  *   Errors    Nothing aborts on bad input. Refusals are logged (tavo_set_debugger_output(true) shows every
- *             level; tavo_platform_set_log_handler receives each line) and the call has no effect.
+ *             level; tavo_platform_set_log_handler receives each line) and the call has no effect. No exception
+ *             leaves a call: a failure inside one is logged as "<function> failed: <reason>" and the call
+ *             returns NULL, false or 0.
  *
  * Example
  *   tavo_platform_set_data_directory("/var/lib/myapp/tavo");

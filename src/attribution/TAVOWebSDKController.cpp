@@ -7,6 +7,7 @@
 #include "core/TAVOLogger.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Platform.h"
+#include "platform/UTF8.h"
 
 namespace tavo {
 
@@ -43,6 +44,11 @@ std::optional<std::string> TAVOWebSDKController::webSDKDomain() const {
 }
 
 void TAVOWebSDKController::setWebSDKDomain(const std::optional<std::string>& domain) {
+  // A domain is text: bytes that are not UTF-8 could never match a host, and cookies carry only text.
+  if (domain && !platform::UTF8::isValid(*domain)) {
+    TAVOLogger::logAndType("Web SDK domain ignored: not UTF-8 text", TAVOLogger::Error);
+    return;
+  }
   std::lock_guard lock(mutex_);
   webSDKDomain_ = domain;
 }

@@ -22,7 +22,8 @@ class TAVOWebSDKController {
   // stored, which is then removed so it is handed over only once.
   void sync();
 
-  // The cookies' domain and origin URL; nullopt by default.
+  // The cookies' domain and origin URL; nullopt by default. A domain that is not UTF-8 text is refused with a
+  // log line and the previous one stays.
   std::optional<std::string> webSDKDomain() const;
   void setWebSDKDomain(const std::optional<std::string>& domain);
 

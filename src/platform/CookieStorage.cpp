@@ -8,6 +8,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/URLComponents.h"
+#include "platform/UTF8.h"
 
 namespace tavo::platform {
 
@@ -19,6 +20,15 @@ std::string lowercase(std::string_view text) {
   std::string out(text);
   std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
   return out;
+}
+
+// Cookies hold text, and their file is JSON: bytes that are not UTF-8 are kept as U+FFFD, as the platform's
+// strings would, so memory and file agree and the file can always be written.
+CookieStorage::Cookie withValidText(CookieStorage::Cookie cookie) {
+  for (std::string* text : {&cookie.name, &cookie.value, &cookie.domain, &cookie.path, &cookie.version})
+    if (!UTF8::isValid(*text)) *text = UTF8::repaired(*text);
+  if (cookie.originURL && !UTF8::isValid(*cookie.originURL)) cookie.originURL = UTF8::repaired(*cookie.originURL);
+  return cookie;
 }
 
 bool sameCookie(const CookieStorage::Cookie& a, const CookieStorage::Cookie& b) {
@@ -122,16 +132,17 @@ void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::st
       const std::string bare = cookie.domain.starts_with('.') ? cookie.domain.substr(1) : cookie.domain;
       if (!mainHost || !domainMatches("." + bare, *mainHost)) continue;
     }
-    storeLocked(cookie);
+    storeLocked(std::move(cookie));
     changed = true;
   }
   if (changed) saveLocked();
 }
 
 void CookieStorage::deleteCookie(const Cookie& cookie) {
+  const Cookie stored = withValidText(cookie);
   std::lock_guard lock(mutex_);
   const auto before = cookies_.size();
-  std::erase_if(cookies_, [&](const Cookie& stored) { return sameCookie(stored, cookie); });
+  std::erase_if(cookies_, [&](const Cookie& kept) { return sameCookie(kept, stored); });
   if (cookies_.size() != before) saveLocked();
 }
 
@@ -156,17 +167,18 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
   return matching;
 }
 
-void CookieStorage::storeLocked(const Cookie& cookie) {
+void CookieStorage::storeLocked(Cookie cookie) {
+  cookie = withValidText(std::move(cookie));
   const auto existing =
       std::find_if(cookies_.begin(), cookies_.end(), [&](const Cookie& stored) { return sameCookie(stored, cookie); });
   // Setting an expired cookie is how a site deletes one.
   const bool expired = cookie.expiresDate && *cookie.expiresDate <= now_();
   if (existing == cookies_.end()) {
-    if (!expired) cookies_.push_back(cookie);
+    if (!expired) cookies_.push_back(std::move(cookie));
   } else if (expired) {
     cookies_.erase(existing);
   } else {
-    *existing = cookie;
+    *existing = std::move(cookie);
   }
 }
 

@@ -68,7 +68,7 @@ class CookieStorage {
   void saveLocked() const;
   // Drops expired cookies; saves when any went.
   void purgeExpiredLocked();
-  void storeLocked(const Cookie& cookie);
+  void storeLocked(Cookie cookie);
 
   const std::shared_ptr<const FileSystem> fileSystem_;
   const std::string path_;

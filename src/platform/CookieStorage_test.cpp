@@ -156,6 +156,23 @@ TEST_F(CookieStorageTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
   EXPECT_FALSE(cookies[0].secure);
 }
 
+// A cookie from anywhere (a host, a web page's header) may carry bytes that are not UTF-8: they are kept as
+// U+FFFD, the file stays JSON, and the cookie is the same after a reopen and can still be deleted.
+TEST_F(CookieStorageTest, TextThatIsNotUTF8IsRepairedAndTheFileStaysReadable) {
+  auto storage = open();
+  storage->setCookie(cookie("caf\xE9", "\xFF\xFEok", "\xFF.example.com"));
+  storage->setCookies({cookie("page", "v\xC3", "")}, "https://shop.example.com/", "https://shop.example.com/");
+  const Names expected{"caf\xEF\xBF\xBD=\xEF\xBF\xBD\xEF\xBF\xBDok", "page=v\xEF\xBF\xBD"};
+  EXPECT_EQ(names(storage->cookies()), expected);
+  const auto reopened = open()->cookies();
+  EXPECT_EQ(names(reopened), expected);
+  ASSERT_FALSE(reopened.empty());
+  EXPECT_EQ(reopened[0].domain, "\xEF\xBF\xBD.example.com");
+
+  storage->deleteCookie(cookie("caf\xE9", "", "\xFF.example.com"));
+  EXPECT_EQ(names(open()->cookies()), (Names{"page=v\xEF\xBF\xBD"}));
+}
+
 TEST_F(CookieStorageTest, WritersOnManyThreadsLoseNothing) {
   auto storage = open();
   storage->setCookieAcceptPolicy(CookieStorage::Always);
