@@ -23,6 +23,8 @@ constexpr std::size_t kMaxDepth = 512;
 // A binary list may share one object from many places; libplist copies it at every use, so a few hundred
 // bytes can expand to billions of nodes. Expansion beyond this (or beyond the input size) is refused.
 constexpr std::uint64_t kMinNodeBudget = std::uint64_t{1} << 20;
+// Text and data count as one node per this many bytes of content.
+constexpr std::uint64_t kBytesPerNode = 64;
 
 using Node = std::unique_ptr<void, void (*)(void*)>;
 
@@ -58,15 +60,22 @@ class BinaryLayout {
   std::uint64_t objectCount() const { return objectCount_; }
   std::uint64_t root() const { return root_; }
 
-  // Where the references of object start and how many there are (0 for scalars); false when malformed.
-  // Strings holding a NUL are refused as well: libplist aborts on a dictionary key with one inside.
-  bool references(std::uint64_t object, std::size_t& at, std::uint64_t& count) const {
+  // Where the references of object start and how many there are (0 for scalars), and the bytes of a string's
+  // or data's content; false when malformed. Strings holding a NUL are refused as well: libplist aborts on a
+  // dictionary key with one inside.
+  bool references(std::uint64_t object, std::size_t& at, std::uint64_t& count, std::uint64_t& content) const {
     count = 0;
+    content = 0;
     const std::uint64_t offset = readBigEndian(bytes_.data() + tableOffset_ + object * offsetSize_, offsetSize_);
     if (offset < 8 || offset >= end_) return false;
     const std::uint8_t marker = bytes_[offset];
     const unsigned kind = marker >> 4;
-    if (kind == 0x5 || kind == 0x6) return stringHasNoNul(kind == 0x6 ? 2 : 1, marker, offset);
+    if (kind == 0x4 || kind == 0x5 || kind == 0x6) {
+      std::size_t body = 0;
+      if (!lengthOf(marker, offset, content, body) || content > end_) return false;
+      if (kind == 0x6) content *= 2;
+      return kind == 0x4 || stringHasNoNul(kind == 0x6 ? 2 : 1, marker, offset);
+    }
     if (kind != 0xA && kind != 0xB && kind != 0xC && kind != 0xD) return true;
     std::uint64_t entries = 0;
     std::size_t p = 0;
@@ -140,7 +149,10 @@ bool binaryListIsSafeToParse(const Data& bytes) {
   std::vector<Frame> stack;
   auto open = [&](std::uint64_t object) {
     Frame frame{object};
-    if (!layout.references(object, frame.at, frame.count)) return false;
+    std::uint64_t content = 0;
+    if (!layout.references(object, frame.at, frame.count, content)) return false;
+    // libplist copies a shared string or data at every reference: its bytes count against the budget too.
+    frame.nodes = 1 + content / kBytesPerNode;
     state[object] = kOpen;
     stack.push_back(frame);
     return true;

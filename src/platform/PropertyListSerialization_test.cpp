@@ -157,6 +157,36 @@ TEST(PropertyListSerialization, HostileBinaryListsAreRefusedQuickly) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
+// Found by hand: libplist copies a shared string at every reference, so 1 MB of text referenced 1500 times
+// from a 1 MB file is 1.5 GB once parsed. Its bytes count against the budget.
+TEST(PropertyListSerialization, TextSharedFromManyPlacesCountsItsBytes) {
+  const auto list = [](std::uint16_t references, std::uint32_t length) {
+    Data out = bytesOf("bplist00");
+    const auto append = [&](std::uint64_t v, int width) {
+      for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+    };
+    out.insert(out.end(), {0xAF, 0x11});  // an array of 2-byte references, all to object 1
+    append(references, 2);
+    for (int i = 0; i < references; ++i) append(1, 2);
+    const std::size_t text = out.size();
+    out.insert(out.end(), {0x5F, 0x12});  // an ASCII string of length bytes
+    append(length, 4);
+    out.insert(out.end(), length, 's');
+    const std::size_t table = out.size();
+    append(8, 4);
+    append(text, 4);
+    out.insert(out.end(), {0, 0, 0, 0, 0, 0, 4, 2});
+    append(2, 8);
+    append(0, 8);
+    append(table, 8);
+    return out;
+  };
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(list(1500, 1 << 20)));
+  const auto once = PropertyListSerialization::propertyListWithData(list(3, 1 << 20));
+  ASSERT_TRUE(once);
+  EXPECT_EQ(once->asArray()->size(), 3u);
+}
+
 TEST(PropertyListSerialization, HostileXmlListsAreRefused) {
   auto repeat = [](const std::string& s, int n) {
     std::string out;
