@@ -8,66 +8,73 @@ namespace tavo::platform {
 
 namespace {
 
-// The queue whose worker is running on this thread, if any.
-thread_local const OperationQueue* currentQueue = nullptr;
+// The state of the queue whose worker is running on this thread, if any.
+thread_local const void* currentQueue = nullptr;
 
 }  // namespace
 
-OperationQueue::OperationQueue(int maxConcurrentOperationCount) {
+OperationQueue::OperationQueue(int maxConcurrentOperationCount) : state_(std::make_shared<State>()) {
   const int count = maxConcurrentOperationCount > 0 ? maxConcurrentOperationCount : 1;
   workers_.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
+  for (int i = 0; i < count; ++i) workers_.emplace_back([state = state_] { work(state); });
 }
 
 OperationQueue::~OperationQueue() {
   {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
+    std::lock_guard lock(state_->mutex);
+    state_->stopping = true;
   }
-  available_.notify_all();
-  for (auto& worker : workers_) worker.join();
+  state_->available.notify_all();
+  for (auto& worker : workers_) {
+    // A thread cannot join itself: destroyed by its own operation, that worker drains the queue and ends alone.
+    if (worker.get_id() == std::this_thread::get_id()) {
+      worker.detach();
+    } else {
+      worker.join();
+    }
+  }
 }
 
 void OperationQueue::addOperation(std::function<void()> operation) {
   std::function<void(std::size_t)> observer;
   std::size_t count;
   {
-    std::lock_guard lock(mutex_);
-    pending_.push_back(std::move(operation));
-    observer = countObserver_;
-    count = pending_.size() + running_;
+    std::lock_guard lock(state_->mutex);
+    state_->pending.push_back(std::move(operation));
+    observer = state_->countObserver;
+    count = state_->pending.size() + state_->running;
   }
-  available_.notify_one();
+  state_->available.notify_one();
   if (observer) observer(count);
 }
 
 std::size_t OperationQueue::operationCount() const {
-  std::lock_guard lock(mutex_);
-  return pending_.size() + running_;
+  std::lock_guard lock(state_->mutex);
+  return state_->pending.size() + state_->running;
 }
 
 void OperationQueue::setOperationCountObserver(std::function<void(std::size_t)> observer) {
-  std::lock_guard lock(mutex_);
-  countObserver_ = std::move(observer);
+  std::lock_guard lock(state_->mutex);
+  state_->countObserver = std::move(observer);
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, [this] { return pending_.empty() && running_ == 0; });
+  std::unique_lock lock(state_->mutex);
+  state_->idle.wait(lock, [this] { return state_->pending.empty() && state_->running == 0; });
 }
 
-bool OperationQueue::isCurrentQueue() const { return currentQueue == this; }
+bool OperationQueue::isCurrentQueue() const { return currentQueue == state_.get(); }
 
-void OperationQueue::work() {
-  currentQueue = this;
-  std::unique_lock lock(mutex_);
+void OperationQueue::work(const std::shared_ptr<State>& state) {
+  currentQueue = state.get();
+  std::unique_lock lock(state->mutex);
   for (;;) {
-    available_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+    state->available.wait(lock, [&] { return state->stopping || !state->pending.empty(); });
     // Stopping still drains: the destructor promises that what was queued gets run.
-    if (pending_.empty()) break;
-    std::function<void()> operation = std::move(pending_.front());
-    pending_.pop_front();
-    ++running_;
+    if (state->pending.empty()) break;
+    std::function<void()> operation = std::move(state->pending.front());
+    state->pending.pop_front();
+    ++state->running;
     lock.unlock();
     try {
       operation();
@@ -79,15 +86,15 @@ void OperationQueue::work() {
     // Whatever the operation captured is released before anyone is told the queue is idle.
     operation = nullptr;
     lock.lock();
-    --running_;
-    if (countObserver_) {
-      auto observer = countObserver_;
-      const std::size_t count = pending_.size() + running_;
+    --state->running;
+    if (state->countObserver) {
+      auto observer = state->countObserver;
+      const std::size_t count = state->pending.size() + state->running;
       lock.unlock();
       observer(count);
       lock.lock();
     }
-    if (pending_.empty() && running_ == 0) idle_.notify_all();
+    if (state->pending.empty() && state->running == 0) state->idle.notify_all();
   }
 }
 

@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -10,7 +11,9 @@
 namespace tavo::platform {
 
 // Worker threads that run operations in the order they were added (serial by default, so completions of
-// one client are handled one after another). The destructor finishes what was queued, then joins.
+// one client are handled one after another). The destructor finishes what was queued, then joins; when one of
+// the queue's own operations destroys it (its owner's last reference let go there), that worker finishes what
+// was queued on its own instead of joining itself.
 class OperationQueue {
  public:
   explicit OperationQueue(int maxConcurrentOperationCount = 1);
@@ -30,15 +33,19 @@ class OperationQueue {
   void setOperationCountObserver(std::function<void(std::size_t count)> observer);
 
  private:
-  void work();
+  // What the workers share with the queue: it outlives the queue while a worker still runs.
+  struct State {
+    mutable std::mutex mutex;
+    std::condition_variable available;
+    std::condition_variable idle;
+    std::deque<std::function<void()>> pending;
+    std::size_t running = 0;
+    std::function<void(std::size_t)> countObserver;
+    bool stopping = false;
+  };
+  static void work(const std::shared_ptr<State>& state);
 
-  mutable std::mutex mutex_;
-  std::condition_variable available_;
-  std::condition_variable idle_;
-  std::deque<std::function<void()>> pending_;
-  std::size_t running_ = 0;
-  std::function<void(std::size_t)> countObserver_;
-  bool stopping_ = false;
+  std::shared_ptr<State> state_;
   std::vector<std::thread> workers_;
 };
 
