@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
 #include <vector>
 
 #include "core/TAVOController.h"
@@ -54,6 +56,10 @@ FuzzEnvironment::FuzzEnvironment() {
 
 void FuzzEnvironment::beginInput() {
   platform().userDefaults = std::make_shared<platform::UserDefaults>(":memory:");
+  std::error_code ignored;
+  std::filesystem::remove(platform().cookieStorage->path(), ignored);
+  platform().cookieStorage = std::make_shared<platform::CookieStorage>(
+      platform().fileSystem, [clock = platform().clock] { return clock->now(); });
   http().clear();
   http().setResponder(acceptEverything);
   environment_.clearLog();
@@ -67,6 +73,14 @@ void FuzzEnvironment::finishInput() {
     environment_.drainQueues();
     if (ran == 0) return;
   }
+}
+
+void FuzzEnvironment::expectCookieFileIsJSON() {
+  const auto file = platform().fileSystem->contentsAtPath(platform().cookieStorage->path());
+  if (!file) return;
+  if (nlohmann::json::accept(file->begin(), file->end())) return;
+  std::fprintf(stderr, "the cookie file is not JSON:\n%s\n", std::string(file->begin(), file->end()).c_str());
+  std::abort();
 }
 
 void FuzzEnvironment::restartController() {
