@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/UTF8.h"
 #include "platform/ValueGraph.h"
 
 namespace tavo::platform {
@@ -375,6 +376,10 @@ std::optional<Value> valueOf(plist_t node, std::size_t depth) {
   }
 }
 
+// libplist's binary writer stops at the first byte that is not UTF-8 and leaves a list that no longer reads:
+// each such byte is written as U+FFFD instead, as the archiver and the JSON writer do.
+std::string validText(const std::string& s) { return UTF8::isValid(s) ? s : UTF8::repaired(s); }
+
 // Builds libplist's tree of a value: nullptr when value (or anything inside it) has no property-list form.
 // libplist's tree cannot share a node, so a value that shares its parts is copied out at every reference: past
 // a few megabytes of copies it is measured once, and one that unfolds beyond its budget is refused.
@@ -394,7 +399,7 @@ class NodeWriter {
       case Value::Type::String: {
         const std::string& s = *value.asString();
         if (s.find('\0') != std::string::npos) return none;  // libplist strings end at the first NUL
-        return own(plist_new_string(s.c_str()));
+        return own(plist_new_string(validText(s).c_str()));
       }
       case Value::Type::Data: {
         const Data& d = *value.asData();
@@ -416,7 +421,7 @@ class NodeWriter {
         for (const auto& [key, item] : *value.asDictionary()) {
           Node child = nodeOf(item, depth + 1);
           if (!child || key.find('\0') != std::string::npos) return none;
-          plist_dict_set_item(dictionary.get(), key.c_str(), child.release());
+          plist_dict_set_item(dictionary.get(), validText(key).c_str(), child.release());
         }
         return dictionary;
       }

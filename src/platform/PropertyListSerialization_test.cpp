@@ -70,6 +70,24 @@ TEST(PropertyListSerialization, ValuesWithoutPropertyListFormAreRefused) {
   }
 }
 
+// Found by fuzzing the push-seen file: a list read with a byte that is not UTF-8 in one id was written back so
+// that it no longer read at all, and every id seen was lost with it.
+TEST(PropertyListSerialization, TextThatIsNotUtf8IsWrittenWithReplacementCharacters) {
+  const Value ids(Array{"push-1",
+                        "push-\xBB"
+                        "2",
+                        Dictionary{{"k\xFF", "v"}}});
+  const Value repaired(Array{"push-1",
+                             "push-\xEF\xBF\xBD"
+                             "2",
+                             Dictionary{{"k\xEF\xBF\xBD", "v"}}});
+  for (const Format format : {Format::Binary, Format::XML}) {
+    const auto data = PropertyListSerialization::dataWithPropertyList(ids, format);
+    ASSERT_TRUE(data);
+    EXPECT_EQ(PropertyListSerialization::propertyListWithData(*data), repaired);
+  }
+}
+
 TEST(PropertyListSerialization, GarbageTruncationAndArchivesAreNotPlainPropertyLists) {
   for (const std::string& s : {std::string("hello"), std::string("bplist00") + std::string(40, '\xff'),
                                std::string("<array><string>unterminated")})
