@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
@@ -22,12 +24,19 @@ std::string lowercase(std::string_view text) {
   return out;
 }
 
-// Cookies hold text, and their file is JSON: bytes that are not UTF-8 are kept as U+FFFD, as the platform's
-// strings would, so memory and file agree and the file can always be written.
-CookieStorage::Cookie withValidText(CookieStorage::Cookie cookie) {
+// Cookies are kept as their JSON file can hold them, so memory and file agree and the file can always be
+// written: bytes that are not UTF-8 as U+FFFD, as the platform's strings would; a date that never comes as the
+// latest finite one; an expiry that is no number as none (a session cookie).
+CookieStorage::Cookie storable(CookieStorage::Cookie cookie) {
   for (std::string* text : {&cookie.name, &cookie.value, &cookie.domain, &cookie.path, &cookie.version})
     if (!UTF8::isValid(*text)) *text = UTF8::repaired(*text);
   if (cookie.originURL && !UTF8::isValid(*cookie.originURL)) cookie.originURL = UTF8::repaired(*cookie.originURL);
+  if (cookie.expiresDate) {
+    const double seconds = cookie.expiresDate->timeIntervalSince1970();
+    if (std::isnan(seconds)) cookie.expiresDate.reset();
+    if (seconds == std::numeric_limits<double>::infinity())
+      cookie.expiresDate = Date(std::numeric_limits<double>::max());
+  }
   return cookie;
 }
 
@@ -139,7 +148,7 @@ void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::st
 }
 
 void CookieStorage::deleteCookie(const Cookie& cookie) {
-  const Cookie stored = withValidText(cookie);
+  const Cookie stored = storable(cookie);
   std::lock_guard lock(mutex_);
   const auto before = cookies_.size();
   std::erase_if(cookies_, [&](const Cookie& kept) { return sameCookie(kept, stored); });
@@ -168,7 +177,7 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
 }
 
 void CookieStorage::storeLocked(Cookie cookie) {
-  cookie = withValidText(std::move(cookie));
+  cookie = storable(std::move(cookie));
   const auto existing =
       std::find_if(cookies_.begin(), cookies_.end(), [&](const Cookie& stored) { return sameCookie(stored, cookie); });
   // Setting an expired cookie is how a site deletes one.
@@ -200,7 +209,7 @@ void CookieStorage::loadLocked() {
   }
   if (const auto stored = root.find("cookies"); stored != root.end() && stored->is_array())
     for (const json& item : *stored)
-      if (auto cookie = fromJSON(item)) cookies_.push_back(std::move(*cookie));
+      if (auto cookie = fromJSON(item)) cookies_.push_back(storable(std::move(*cookie)));
 }
 
 void CookieStorage::saveLocked() const {

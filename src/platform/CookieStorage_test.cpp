@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cmath>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -171,6 +173,24 @@ TEST_F(CookieStorageTest, TextThatIsNotUTF8IsRepairedAndTheFileStaysReadable) {
 
   storage->deleteCookie(cookie("caf\xE9", "", "\xFF.example.com"));
   EXPECT_EQ(names(open()->cookies()), (Names{"page=v\xEF\xBF\xBD"}));
+}
+
+// Found by fuzzing: an expiry that was not a finite date went to the file as null and the cookie was gone after
+// a reopen. Never expiring is the latest date the file can hold; an expiry that is no number makes a session
+// cookie; minus infinity deletes, like any past date.
+TEST_F(CookieStorageTest, ExpiriesThatAreNotFiniteKeepMemoryAndFileAlike) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  auto storage = open();
+  storage->setCookie(cookie("forever", "1", ".example.com", "/", infinity));
+  storage->setCookie(cookie("nan", "2", ".example.com", "/", std::numeric_limits<double>::quiet_NaN()));
+  storage->setCookie(cookie("gone", "3"));
+  storage->setCookie(cookie("gone", "", ".example.com", "/", -infinity));
+  const auto cookies = storage->cookies();
+  EXPECT_EQ(names(cookies), (Names{"forever=1", "nan=2"}));
+  ASSERT_EQ(cookies.size(), 2u);
+  EXPECT_TRUE(std::isfinite(cookies[0].expiresDate->timeIntervalSince1970()));
+  EXPECT_TRUE(cookies[1].isSessionOnly());
+  EXPECT_EQ(open()->cookies(), std::vector<Cookie>{cookies[0]});
 }
 
 TEST_F(CookieStorageTest, WritersOnManyThreadsLoseNothing) {
