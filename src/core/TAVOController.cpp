@@ -95,7 +95,10 @@ void TAVOController::generateApiKeyAndApiUserFrom(const std::optional<std::strin
 }
 
 void TAVOController::reset() {
-  if (auto requests = requestController()) requests->sendOperations();
+  if (auto requests = requestController()) {
+    requests->sendOperations();
+    requests->stopStoringParkedRequests();
+  }
   dataStoreController()->reset();
   initTAVO();
 }

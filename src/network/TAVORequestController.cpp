@@ -225,7 +225,13 @@ void TAVORequestController::repeatPendingRequests() {
   persistPendingRequests();
 }
 
+void TAVORequestController::stopStoringParkedRequests() {
+  std::lock_guard lock(pendingMutex_);
+  storesParkedRequests_ = false;
+}
+
 void TAVORequestController::persistPendingRequests() {
+  if (!storesParkedRequests_) return;
   if (pendingRequests_.empty()) {
     dataStoreController_->removeObjectFromDataStoreWithKey(TAVODataStoreController::kPendingRequestsKey);
     return;

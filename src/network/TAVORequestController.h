@@ -43,6 +43,9 @@ class TAVORequestController : public std::enable_shared_from_this<TAVORequestCon
   void setQueueTime(std::int32_t seconds);
   // Sends every parked request again, as a fresh request with a body of today's credentials.
   void repeatPendingRequests();
+  // A reset replaces this controller while answers may still come to it: what it parks from now on stays in its
+  // memory, out of the store the next life starts from. When this returns, no write of it is under way.
+  void stopStoringParkedRequests();
 
   void processRequestResponse(const std::optional<platform::HttpResponse>& response,
                               const std::shared_ptr<TAVORequest>& request,
@@ -82,6 +85,7 @@ class TAVORequestController : public std::enable_shared_from_this<TAVORequestCon
 
   mutable std::mutex pendingMutex_;
   std::vector<std::shared_ptr<TAVORequest>> pendingRequests_;
+  bool storesParkedRequests_ = true;
 
   mutable std::mutex mutex_;  // the batch, the base URL and the timer
   std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_;

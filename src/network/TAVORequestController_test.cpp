@@ -196,5 +196,30 @@ TEST_F(PersistentRequestControllerTest, ARequestTrimmedAfterItWasParkedIsStoredA
   EXPECT_TRUE(restored[1]->operations().empty());
 }
 
+// Found by fuzzing the C interface: a batch of the life before a reset, refused after it, was parked by the old
+// controller into the store the reset had cleared, over what the new life had parked there.
+TEST_F(PersistentRequestControllerTest, ARequestOfTheLifeBeforeAResetIsNotParkedInTheStoreOfTheNext) {
+  answerEvery(FakeHttpClient::Answer::status(500, "refused"));
+  auto& controller = TAVOController::sharedInstance();
+  requests()->addOperationToQueue(event("before reset"));
+  env.http().hold();
+  const auto old = requests();  // as its queue does while the answer is handled
+  controller.reset();           // flushes the batch: on the wire
+  env.drainQueues();
+  startSession();
+  const auto parkedAfter = TAVORequest::requestWithOperations({event("after reset")});
+  requests()->setRequestAsFailed(parkedAfter);
+  env.http().release();
+  env.drainQueues();
+  old->queue()->waitUntilAllOperationsAreFinished();
+  ASSERT_EQ(old->pendingRequests().size(), 1u);  // the old life parked it in its memory
+
+  env.restart();
+  startSession();
+  const auto restored = requests()->pendingRequests();
+  ASSERT_EQ(restored.size(), 1u);
+  EXPECT_EQ(restored[0]->operations()[0]->operationId, parkedAfter->operations()[0]->operationId);
+}
+
 }  // namespace
 }  // namespace tavo
