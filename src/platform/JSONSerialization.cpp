@@ -170,14 +170,12 @@ void writeString(Output& out, const std::string& s, bool& replaced) {
 
 class Writer {
  public:
-  // Text past this size is measured once: a value that shares its parts into a huge tree is refused.
-  static constexpr std::size_t kUnfoldingCheckBytes = 4u << 20;
-
+  // Text past a few dozen kilobytes is measured once: a value that shares its parts into a huge tree is refused.
   Writer(const Value& root, bool pretty) : root_(root), pretty_(pretty) {}
 
   bool write(const Value& v, std::size_t depth) {
     if (depth > kMaxDepth) return false;
-    if (!unfoldingChecked_ && out.size() > kUnfoldingCheckBytes) {
+    if (!unfoldingChecked_ && out.size() > ValueGraph::kUnfoldingCheckBytes) {
       unfoldingChecked_ = true;
       if (ValueGraph::refusesToUnfold(root_, "JSON text")) return false;
     }

@@ -382,11 +382,9 @@ std::string validText(const std::string& s) { return UTF8::isValid(s) ? s : UTF8
 
 // Builds libplist's tree of a value: nullptr when value (or anything inside it) has no property-list form.
 // libplist's tree cannot share a node, so a value that shares its parts is copied out at every reference: past
-// a few megabytes of copies it is measured once, and one that unfolds beyond its budget is refused.
+// a few dozen kilobytes of copies it is measured once, and one that unfolds beyond its budget is refused.
 class NodeWriter {
  public:
-  static constexpr std::uint64_t kUnfoldingCheckBytes = 4u << 20;
-
   explicit NodeWriter(const Value& root) : root_(root) {}
 
   Node nodeOf(const Value& value, std::size_t depth) {
@@ -437,7 +435,7 @@ class NodeWriter {
     copied_ += 64;
     if (const std::string* s = value.asString()) copied_ += s->size();
     if (const Data* d = value.asData()) copied_ += d->size();
-    if (unfoldingChecked_ || copied_ <= kUnfoldingCheckBytes) return true;
+    if (unfoldingChecked_ || copied_ <= ValueGraph::kUnfoldingCheckBytes) return true;
     unfoldingChecked_ = true;
     return !ValueGraph::refusesToUnfold(root_, "Property list");
   }

@@ -102,17 +102,15 @@ void describeString(std::string& out, const std::string& s, bool nested) {
   out += '"';
 }
 
-// The platform's printing of a value. Text past a few megabytes is measured once: a value that shares its parts
-// into a huge tree ends with "..." instead of being printed in full.
+// The platform's printing of a value. Text past a few dozen kilobytes is measured once: a value that shares its
+// parts into a huge tree ends with "..." instead of being printed in full.
 class Description {
  public:
-  static constexpr std::size_t kUnfoldingCheckBytes = 4u << 20;
-
   Description(const Value& root, std::string& out) : root_(root), out_(out) {}
 
   void write(const Value& value, int indent) {
     if (refused_) return;
-    if (!unfoldingChecked_ && out_.size() > kUnfoldingCheckBytes) {
+    if (!unfoldingChecked_ && out_.size() > ValueGraph::kUnfoldingCheckBytes) {
       unfoldingChecked_ = true;
       if (ValueGraph::refusesToUnfold(root_, "Description")) {
         refused_ = true;

@@ -19,6 +19,9 @@ class ValueGraph {
   // Otherwise its tree may hold at most this many times its own nodes (a host reusing one dictionary in every
   // event of a batch stays well within it).
   static constexpr std::uint64_t kMaxUnfolding = 256;
+  // Walks that write a value out measure it once past this much text: little next to the text a value that
+  // large writes, and early enough that a refused one costs milliseconds, not megabytes.
+  static constexpr std::uint64_t kUnfoldingCheckBytes = 64u << 10;
 
   struct Size {
     std::uint64_t held = 0;      // nodes in memory: each shared part counted once
