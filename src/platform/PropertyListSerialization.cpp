@@ -284,11 +284,15 @@ class XmlNestingScanner {
 };
 
 // libplist 2.2 keeps a date as seconds since 2001 and hands it out as whole seconds plus the magnitude of
-// the fraction, so a date within the second before 2001 reads back without its sign.
-Date dateOf(plist_t node) {
+// the fraction, so a date within the second before 2001 reads back without its sign. Past its 32-bit seconds
+// the conversion overflows to the lowest second (with any fraction, even one of a second or more): such a date
+// has no value the writer could hold, and is unreadable.
+std::optional<Date> dateOf(plist_t node) {
   std::int32_t seconds = 0;
   std::int32_t micros = 0;
   plist_get_date_val(node, &seconds, &micros);
+  if (seconds == std::numeric_limits<std::int32_t>::min() || micros <= -1000000 || micros >= 1000000)
+    return std::nullopt;
   const double fraction = std::abs(static_cast<double>(micros)) / 1e6;
   const double sinceReference = seconds < 0 ? seconds - fraction : seconds + fraction;
   return Date(sinceReference + Date::kReferenceDateOffset);
@@ -338,7 +342,11 @@ std::optional<Value> valueOf(plist_t node, std::size_t depth) {
       const auto* p = reinterpret_cast<const std::uint8_t*>(plist_get_data_ptr(node, &length));
       return Value(p ? Data(p, p + length) : Data());
     }
-    case PLIST_DATE: return Value(dateOf(node));
+    case PLIST_DATE: {
+      const auto date = dateOf(node);
+      if (!date) return std::nullopt;
+      return Value(*date);
+    }
     case PLIST_ARRAY: {
       Array array;
       const std::uint32_t size = plist_array_get_size(node);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <string>
@@ -86,6 +87,24 @@ TEST(PropertyListSerialization, TextThatIsNotUtf8IsWrittenWithReplacementCharact
     ASSERT_TRUE(data);
     EXPECT_EQ(PropertyListSerialization::propertyListWithData(*data), repaired);
   }
+}
+
+// Found by fuzzing the push-seen file: a binary date past what libplist holds (32-bit seconds) came out of its
+// overflowing conversion as a date the writer refuses, so the list, read with it, could not be saved again.
+TEST(PropertyListSerialization, ABinaryDateOutsideTheRangeLibplistHoldsIsUnreadable) {
+  const auto withDate = [](double sinceReference) {
+    Data data = *PropertyListSerialization::dataWithPropertyList(Array{Date(Date::kReferenceDateOffset)});
+    const auto marker = std::find(data.begin() + 8, data.end(), 0x33);  // a date: a big-endian double follows
+    std::uint64_t bits;
+    std::memcpy(&bits, &sinceReference, sizeof bits);
+    for (int i = 0; i < 8; ++i) marker[1 + i] = static_cast<std::uint8_t>(bits >> (56 - 8 * i));
+    return data;
+  };
+  const auto inRange = PropertyListSerialization::propertyListWithData(withDate(-2147483000.0));
+  ASSERT_TRUE(inRange);
+  EXPECT_TRUE(PropertyListSerialization::dataWithPropertyList(*inRange));
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(withDate(-2149631000.0)));
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(withDate(3e9)));
 }
 
 TEST(PropertyListSerialization, GarbageTruncationAndArchivesAreNotPlainPropertyLists) {
