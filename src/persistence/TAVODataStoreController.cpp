@@ -64,8 +64,9 @@ std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::
       return std::nullopt;
     }
   }
-  // A plain value (written by an earlier version or by the bulk write), or nothing: store it archived.
-  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(raw)), key);
+  // A plain value (written by an earlier version or by the bulk write), or nothing: store it archived,
+  // unless a write came in since the read: what was read back must not undo it.
+  defaults().setObjectIfUnchanged(Value(platform::KeyedArchiver::archivedDataWithRootObject(raw)), key, raw);
   defaults().synchronize();
   if (!raw && cached) {
     cache().remember(store(), key, std::nullopt, ticket);  // its own write of nothing: nothing it must forget

@@ -37,6 +37,13 @@ class StatementRun {
   sqlite3_stmt* stmt_;
 };
 
+std::optional<Data> storable(const Value& value) {
+  auto data = PropertyListSerialization::dataWithPropertyList(value);
+  // The null object and archivable objects have no property-list form.
+  if (!data || data->size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return std::nullopt;
+  return data;
+}
+
 }  // namespace
 
 UserDefaults::UserDefaults(const std::string& path) : path_(path) {
@@ -79,6 +86,10 @@ sqlite3_stmt* UserDefaults::statement(sqlite3_stmt*& slot, const char* sql) cons
 
 std::optional<Value> UserDefaults::objectForKey(const std::string& key) const {
   std::lock_guard lock(mutex_);
+  return lookup(key);
+}
+
+std::optional<Value> UserDefaults::lookup(const std::string& key) const {
   sqlite3_stmt* prepared = statement(select_, "SELECT value FROM defaults WHERE key = ?1");
   if (!prepared) return std::nullopt;
   StatementRun select(prepared);
@@ -92,16 +103,32 @@ std::optional<Value> UserDefaults::objectForKey(const std::string& key) const {
 }
 
 bool UserDefaults::setObject(const Value& value, const std::string& key) {
-  const auto data = PropertyListSerialization::dataWithPropertyList(value);
-  if (!data) return false;  // the null object and archivable objects have no property-list form
-  if (data->size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
+  const auto data = storable(value);
+  if (!data) return false;
   std::lock_guard lock(mutex_);
+  return upsert(*data, key);
+}
+
+bool UserDefaults::setObjectIfUnchanged(const Value& value, const std::string& key,
+                                        const std::optional<Value>& expected) {
+  const auto data = storable(value);
+  if (!data) return false;
+  std::lock_guard lock(mutex_);
+  // The lock keeps this process's threads out; the immediate transaction keeps other processes out.
+  if (sqlite3_exec(db_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) return false;
+  const bool stored = lookup(key) == expected && upsert(*data, key);
+  if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK) return stored;
+  sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+  return false;
+}
+
+bool UserDefaults::upsert(const Data& data, const std::string& key) {
   sqlite3_stmt* prepared = statement(upsert_, "INSERT OR REPLACE INTO defaults (key, value) VALUES (?1, ?2)");
   if (!prepared) return false;
-  StatementRun upsert(prepared);
-  upsert.bindText(1, key);
-  sqlite3_bind_blob(upsert.get(), 2, data->data(), static_cast<int>(data->size()), SQLITE_TRANSIENT);
-  return sqlite3_step(upsert.get()) == SQLITE_DONE;
+  StatementRun run(prepared);
+  run.bindText(1, key);
+  sqlite3_bind_blob(run.get(), 2, data.data(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
+  return sqlite3_step(run.get()) == SQLITE_DONE;
 }
 
 void UserDefaults::removeObjectForKey(const std::string& key) {

@@ -27,6 +27,10 @@ class UserDefaults {
   std::optional<Value> objectForKey(const std::string& key) const;
   // Stores value under key (replacing); a Value holding an object is refused (returns false).
   bool setObject(const Value& value, const std::string& key);
+  // Stores value under key only while key still holds expected (nullopt: nothing), in one step that no
+  // other writer, thread or process, can split; returns whether it stored. For a read that writes back
+  // what it read, which must never undo a write made in between.
+  bool setObjectIfUnchanged(const Value& value, const std::string& key, const std::optional<Value>& expected);
   void removeObjectForKey(const std::string& key);
   // Writes are durable when they return; kept for the platform's interface. Returns true.
   bool synchronize();
@@ -37,6 +41,9 @@ class UserDefaults {
   // The statement for sql, prepared on first use and kept for the life of the connection (preparing costs
   // more than running one of these lookups). Caller holds mutex_.
   sqlite3_stmt* statement(sqlite3_stmt*& slot, const char* sql) const;
+  // The read and the write of one key. Caller holds mutex_.
+  std::optional<Value> lookup(const std::string& key) const;
+  bool upsert(const Data& data, const std::string& key);
 
   std::string path_;
   mutable std::mutex mutex_;

@@ -76,6 +76,20 @@ TEST_F(UserDefaultsFile, WritesAreSharedWithASecondStoreAndSurviveReopening) {
   EXPECT_EQ(reopened.objectForKey("temp"), std::nullopt);
 }
 
+// A read that writes back what it found must not undo a write that came in between, from any connection.
+TEST_F(UserDefaultsFile, AConditionalWriteStoresOnlyOverWhatItExpects) {
+  UserDefaults reader(path_);
+  UserDefaults writer(path_);
+  ASSERT_TRUE(writer.setObject("written", "k"));
+  EXPECT_FALSE(reader.setObjectIfUnchanged("read back", "k", std::nullopt));
+  EXPECT_FALSE(reader.setObjectIfUnchanged("read back", "k", Value("other")));
+  EXPECT_EQ(writer.objectForKey("k"), Value("written"));
+  EXPECT_TRUE(reader.setObjectIfUnchanged("read back", "k", Value("written")));
+  EXPECT_TRUE(reader.setObjectIfUnchanged("first", "absent", std::nullopt));
+  EXPECT_EQ(writer.objectForKey("k"), Value("read back"));
+  EXPECT_EQ(writer.objectForKey("absent"), Value("first"));
+}
+
 TEST_F(UserDefaultsFile, AWriteThatReturnedSurvivesAKilledProcess) {
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
