@@ -73,6 +73,7 @@ TEST_F(ShoppingCartTest, ATrackedOrderCarriesItsAmountsAsTwoDecimalTextTheLogged
                    {"product_id": "p-2", "product_name": "Cup", "price": "12.00", "quantity": "1.00"}],
       "attributes": {"e_attribution_ecid": [{"hash": "abc", "date": "2026-01-01 00:00:00", "attrw": 24}]}})");
   EXPECT_EQ(purchases(), (std::vector<Value>{order, order}));
+  ASSERT_TRUE(cart.currentOrder());
   EXPECT_EQ(cart.currentOrder()->customerId, std::optional<std::string>("c-1"));  // the cart's order keeps its own
 }
 
