@@ -9,8 +9,8 @@ namespace tavo::platform {
 
 namespace {
 
-// The platform's timers refuse intervals at or below zero and use this instead.
-constexpr double kMinimumRepeatInterval = 0.1;
+// The platform's timers refuse intervals at or below zero and use their minimum of 0.1 ms instead.
+constexpr double kMinimumRepeatInterval = 0.0001;
 
 }  // namespace
 

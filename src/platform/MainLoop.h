@@ -27,7 +27,7 @@ class MainLoop {
   // Runs task once, seconds from now (on the loop's clock). Returns an id for cancel.
   TimerId postAfter(double seconds, Task task);
   // Runs task every interval seconds (first after one interval) until cancelled. A non-positive interval
-  // is taken as 0.1 s, as the platform's timers do.
+  // is taken as the platform timers' minimum, 0.1 ms.
   TimerId scheduleRepeating(double interval, Task task);
   // Cancels a pending delayed task or a repeating timer; unknown or finished ids are ignored.
   void cancel(TimerId id);
