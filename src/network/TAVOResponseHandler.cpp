@@ -185,10 +185,7 @@ void TAVOResponseHandler::processInstallAtrributionInfo(const Value& answer, con
 
 void TAVOResponseHandler::processShortTrackingUrl(const Value& answer, const ResponseBlock& responseBlock) const {
   TAVOLogger::log("STU Response: %@", answer);
-  if (answer.isNull()) {
-    responseBlock(std::nullopt);
-    return;
-  }
+  // No answer at all has no status either: refused.
   if (!statusIsOk(answer.get("status"))) {
     responseBlock(error(TAVOError::StatusError));
     return;

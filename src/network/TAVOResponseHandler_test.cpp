@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "SdkTestEnvironment.h"
+#include "attribution/TAVOInstallAttributionRequest.h"
+#include "attribution/TAVOShortTrackingUrl.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequest.h"
@@ -86,6 +88,18 @@ TEST_F(ResponseHandlerTest, AnswersNobodyReadsReportNothing) {
   EXPECT_TRUE(handle(R"({"status":200})",
                      TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(click)}))
                   .empty());
+}
+
+TEST_F(ResponseHandlerTest, AShortLinkElementWithoutAResponseIsRefusedWhereAnInstallAttributionOneIsNot) {
+  auto resolve = std::make_shared<TAVOShortTrackingUrl>();
+  resolve->initWithId("abc", "s.tavo.link");
+  auto attribution = std::make_shared<TAVOInstallAttributionRequest>();
+  attribution->init();
+  const auto link = TAVOOperation::operationWithTransmitObject(resolve);
+  const auto install = TAVOOperation::operationWithTransmitObject(attribution);
+  const std::string body =
+      R"({"operations":[{"id":")" + link->operationId + R"("},{"id":")" + install->operationId + R"("}]})";
+  EXPECT_EQ(handle(body, TAVORequest::requestWithOperations({link, install})), (std::vector<int>{3, -1}));
 }
 
 TEST_F(ResponseHandlerTest, AnAcceptedConfigurationReportsSuccessTwiceAndConfiguresScreenEvents) {
