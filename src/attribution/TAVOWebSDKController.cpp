@@ -15,7 +15,7 @@ void TAVOWebSDKController::sync() {
   if (!domain) return;
   auto& platform = platform::Platform::shared();
   if (!platform.cookieStorage) {
-    TAVOLogger::logAndType("Web SDK sync skipped: the platform has no cookie storage", TAVOLogger::Error);
+    TAVOLogger::log("Web SDK sync skipped: the platform has no cookie storage");
     return;
   }
   platform.cookieStorage->setCookieAcceptPolicy(platform::CookieStorage::Always);

@@ -42,7 +42,7 @@ std::optional<tavo::Dictionary> dictionary(const char* json, const char* what) {
   if (!json) return std::nullopt;
   const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json);
   if (value && value->isDictionary()) return *value->asDictionary();
-  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Error);
+  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Plain);
   return std::nullopt;
 }
 
@@ -93,12 +93,12 @@ std::vector<std::string> list(const char* const* items, size_t count) {
 
 // A call on a handle that is not there changes nothing, and says so.
 bool present(const tavo_configuration* configuration) {
-  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Error);
+  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Plain);
   return configuration != nullptr;
 }
 
 bool present(const tavo_event_request* request) {
-  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Error);
+  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Plain);
   return request != nullptr;
 }
 
@@ -133,7 +133,7 @@ void tavo_platform_set_bundle_info(const char* short_version, const char* bundle
 
 void tavo_platform_set_application_state(int state) {
   if (state < 0 || state > 2) {
-    tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Plain);
     return;
   }
   tavo::platform::Platform::shared().application->setApplicationState(
@@ -227,7 +227,7 @@ int tavo_get_sdk_build_version(void) { return TAVOLegacy::getSDKBuildVersion(); 
 
 void tavo_start_session_with_configuration(const tavo_configuration* configuration) {
   if (!configuration) {
-    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::startSessionWithConfiguration(configuration->configuration);
@@ -235,7 +235,7 @@ void tavo_start_session_with_configuration(const tavo_configuration* configurati
 
 void tavo_start_session_background(const tavo_configuration* configuration) {
   if (!configuration) {
-    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::startSessionBackground(configuration->configuration);
@@ -263,7 +263,7 @@ bool tavo_event_request_set_attributes_json(tavo_event_request* request, const c
   if (!present(request) || !json_object) return false;
   const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json_object);
   if (!value || !value->isDictionary()) {
-    tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Plain);
     return false;
   }
   request->request.attributes = *value->asDictionary();
@@ -299,7 +299,7 @@ void tavo_event_request_free(tavo_event_request* request) { delete request; }
 
 void tavo_track_event(const tavo_event_request* request) {
   if (!request) {
-    tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::trackEvent(request->request);
@@ -345,7 +345,7 @@ bool tavo_is_user_tracking_enabled(void) { return TAVOLegacy::isUserTrackingEnab
 
 void tavo_register_token(const uint8_t* bytes, size_t length) {
   if (!bytes && length > 0) {
-    tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::registerToken(std::vector<uint8_t>(bytes, bytes + length));
@@ -354,7 +354,7 @@ void tavo_register_token(const uint8_t* bytes, size_t length) {
 void tavo_start_order(const char* order_id, float total_price, const char* currency_code, const char* coupon,
                       const char* extras_json) {
   if (!order_id) {
-    tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::startOrder(order_id, total_price, text(currency_code), text(coupon),
@@ -372,7 +372,7 @@ void tavo_track_order(void) { TAVOLegacy::trackOrder(); }
 
 void tavo_cancel_order(const char* order_id) {
   if (!order_id) {
-    tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::cancelOrder(order_id);
@@ -380,7 +380,7 @@ void tavo_cancel_order(const char* order_id) {
 
 void tavo_handle_link(const char* url) {
   if (!url) {
-    tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::handleLink(std::string(url));

@@ -143,8 +143,9 @@ TEST_F(CInterfaceTest, AnApplicationStateOutOfRangeIsRefusedAndTheTokenIsSentAsL
   start();
   settle(2);
   const std::size_t before = server.requestCount();
+  tavo_set_debugger_output(true);
   tavo_platform_set_application_state(7);
-  EXPECT_TRUE(env.logged("TAVOLogger: 16 - Application state ignored: expected 0, 1 or 2"));
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Application state ignored: expected 0, 1 or 2"));
   env.drainQueues();
   EXPECT_EQ(server.requestCount(), before);  // not taken for the background: no session end was sent
 

@@ -35,8 +35,7 @@ std::optional<std::string> writeJSON(const Value& value) {
   bool repaired = false;
   auto text = platform::JSONSerialization::dataWithJSONObjectPretty(value, repaired);
   if (repaired) {
-    TAVOLogger::logAndType("Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes",
-                           TAVOLogger::Error);
+    TAVOLogger::log("Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes");
   }
   return text;
 }
@@ -76,8 +75,8 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
         writable.push_back(operation);
         kept.emplace_back(operation->objectData);
       } else {
-        TAVOLogger::logAndType("Operation left out of the batch: its data cannot be written as JSON",
-                               TAVOLogger::Error);
+        TAVOLogger::log("Operation left out of the batch: its data cannot be written as JSON");
+        request->unwritableOperations.push_back(operation);
       }
     }
     request->operations_ = std::move(writable);
@@ -110,7 +109,7 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithObject(const std::shared_pt
   if (json) {
     parameters.set("json", *json);
   } else {
-    TAVOLogger::logAndType("Request payload cannot be written as JSON: sent without it", TAVOLogger::Error);
+    TAVOLogger::log("Request payload cannot be written as JSON: sent without it");
   }
   request->HTTPBody = encodeParameters(parameters);
   if (TAVOLogger::sharedLogger().isEnabled(TAVOLogger::Verbose)) request->logRequest(Value(std::move(parameters)));

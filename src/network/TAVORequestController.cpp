@@ -105,6 +105,8 @@ void TAVORequestController::sendOperations() {
     return;
   }
   auto request = TAVORequest::requestWithOperations(batch);
+  // An operation that cannot be written never leaves: its host hears that it failed.
+  for (const auto& operation : request->unwritableOperations) onFailedRequestOperation(operation);
   // "Started" is told before admission: a request dropped there was still started for the host.
   onStartedRequest(request);
   addRequestToQueue(request);
