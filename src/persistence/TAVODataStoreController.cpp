@@ -190,11 +190,8 @@ void TAVODataStoreController::saveInstallAttributionCampaign(const std::optional
 std::optional<Value> TAVODataStoreController::installAttributionCampaign() {
   const auto raw = defaults().objectForKey(kInstallAttributionCampaignKey);
   if (!raw || !raw->asData()) return std::nullopt;
-  try {
-    return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
-  } catch (const std::exception&) {
-    return std::nullopt;
-  }
+  // A damaged cache throws to the caller, which says so; the generic read drops damaged values silently.
+  return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
 }
 
 std::string TAVODataStoreController::getAppendedKey(const std::string& key) { return key + "-tAVo-Local-Data"; }

@@ -76,6 +76,7 @@ class TAVODataStoreController {
   bool getUserTrackingDisabled() const;
 
   void saveInstallAttributionCampaign(const std::optional<platform::Value>& campaign);
+  // The cached install attribution, nullopt when none; a damaged cache throws the unarchiver's exception.
   std::optional<platform::Value> installAttributionCampaign();
 
   static std::string getAppendedKey(const std::string& key);

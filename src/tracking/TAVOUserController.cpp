@@ -134,6 +134,8 @@ void TAVOUserController::installAttributionInfo(const std::shared_ptr<TAVOInstal
     cached = controller.dataStoreController()->installAttributionCampaign();
   } catch (const Exception& e) {
     TAVOLogger::log("Error retrieving data: %@", e.reason());
+  } catch (const std::exception& e) {
+    TAVOLogger::log("Error retrieving data: %@", e.what());
   }
   if (cached) {
     // A campaign, once named, is final: no need to ask the service again.
