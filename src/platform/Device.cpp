@@ -1,9 +1,13 @@
 #include "platform/Device.h"
 
 #include <sys/utsname.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <charconv>
+#include <cstdio>
 #include <fstream>
 #include <utility>
 
@@ -34,7 +38,27 @@ std::string Device::vendorIdentifierForMachine(const std::string& machineId, con
   return UUID::nameBasedUUIDString(kVendorIdentifierNamespace, machineId + vendorName);
 }
 
-std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName) {
+std::optional<std::string> Device::machineIdentifier(const std::string& dataDirectory,
+                                                     const std::vector<std::string>& systemFiles) {
+  for (const auto& path : systemFiles)
+    if (auto id = firstLineOf(path.c_str())) return id;
+  const std::string kept = dataDirectory + "/machine-id";
+  if (auto id = firstLineOf(kept.c_str())) return id;
+  // Written whole to a file of its own, then linked in place only if no other process kept one first.
+  std::string id = UUID::randomUUIDString();
+  std::erase(id, '-');
+  std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
+  const std::string draft = kept + "." + id;
+  if (std::ofstream file(draft); !(file << id << '\n' && file.flush())) {
+    std::remove(draft.c_str());
+    return std::nullopt;
+  }
+  ::link(draft.c_str(), kept.c_str());
+  std::remove(draft.c_str());
+  return firstLineOf(kept.c_str());
+}
+
+std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName, const std::string& dataDirectory) {
   auto device = std::make_shared<Device>();
   utsname names{};
   if (uname(&names) == 0) {
@@ -48,9 +72,8 @@ std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName) {
   device->systemName_ = "Linux";
   device->model_ = firstLineOf("/sys/devices/virtual/dmi/id/product_name").value_or("Linux");
 
-  auto machineId = firstLineOf("/etc/machine-id");
-  if (!machineId) machineId = firstLineOf("/var/lib/dbus/machine-id");
-  if (machineId) device->identifierForVendor_ = vendorIdentifierForMachine(*machineId, vendorName);
+  if (const auto machineId = machineIdentifier(dataDirectory))
+    device->identifierForVendor_ = vendorIdentifierForMachine(*machineId, vendorName);
   return device;
 }
 

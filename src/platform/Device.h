@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tavo::platform {
 
@@ -20,9 +21,16 @@ class Device : public std::enable_shared_from_this<Device> {
 
   Device() = default;
   // Model and OS from uname; "kern.osversion" from the kernel version; the identifier for vendor derived
-  // from /etc/machine-id (or /var/lib/dbus/machine-id) and vendorName, stable across reinstalls.
-  // No advertising identifier and status NotDetermined until the host grants tracking.
-  static std::shared_ptr<Device> fromThisMachine(const std::string& vendorName);
+  // from the machine id (machineIdentifier, kept in dataDirectory when the system has none) and vendorName,
+  // stable across reinstalls. No advertising identifier and status NotDetermined until the host grants
+  // tracking.
+  static std::shared_ptr<Device> fromThisMachine(const std::string& vendorName, const std::string& dataDirectory);
+  // The system's machine id, the first of systemFiles that holds one. A system without one gets an id made
+  // once and kept in dataDirectory's "machine-id" file, beside the SDK's store but not in it, so that neither
+  // a reset of the SDK nor a restart changes it. nullopt only when none can be read or kept.
+  static std::optional<std::string> machineIdentifier(
+      const std::string& dataDirectory,
+      const std::vector<std::string>& systemFiles = {"/etc/machine-id", "/var/lib/dbus/machine-id"});
   // The identifier for vendor fromThisMachine derives from a machine id: a name-based UUID of the id and the
   // vendor, so the same machine and vendor always give the same text and another vendor gets another.
   static std::string vendorIdentifierForMachine(const std::string& machineId, const std::string& vendorName);

@@ -30,7 +30,7 @@ std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::stri
       {"CFBundleName", "TAVO Host"},
   });
   // The identifier for vendor is shared by the apps of one vendor, as on the phone.
-  p->device = Device::fromThisMachine("com.example");
+  p->device = Device::fromThisMachine("com.example", dataDirectory);
   p->locale = std::make_shared<Locale>(Locale::currentLocale());
   p->timeZone = std::make_shared<TimeZone>(TimeZone::systemTimeZone());
   p->systemLog = std::make_shared<SystemLog>();
