@@ -20,6 +20,7 @@
 #include "platform/Platform.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOShoppingCartController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
@@ -65,6 +66,7 @@ void TAVOController::initTAVO() {
   fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
   fresh.webSDK = std::make_shared<TAVOWebSDKController>();
   fresh.security = std::make_shared<SecurityController>();
+  fresh.rules = std::make_shared<TAVORulesController>();
   fresh.event = std::make_shared<TAVOEventController>();
   fresh.attribution = std::make_shared<TAVOAttributionController>();
   fresh.user = std::make_shared<TAVOUserController>();
@@ -266,6 +268,11 @@ std::shared_ptr<TAVOShoppingCartController> TAVOController::shoppingCartControll
 std::shared_ptr<SecurityController> TAVOController::securityController() const {
   std::lock_guard lock(mutex_);
   return subControllers_.security;
+}
+
+std::shared_ptr<TAVORulesController> TAVOController::rulesController() const {
+  std::lock_guard lock(mutex_);
+  return subControllers_.rules;
 }
 
 std::shared_ptr<TAVOUserController> TAVOController::userController() const {

@@ -22,6 +22,7 @@ class TAVODataStoreController;
 class TAVODeviceController;
 class TAVOEventController;
 class TAVORequestController;
+class TAVORulesController;
 class TAVOSessionController;
 class TAVOShoppingCartController;
 class TAVOShortUrlController;
@@ -98,6 +99,7 @@ class TAVOController {
   std::shared_ptr<TAVOSessionController> sessionController() const;
   std::shared_ptr<TAVOShoppingCartController> shoppingCartController() const;
   std::shared_ptr<SecurityController> securityController() const;
+  std::shared_ptr<TAVORulesController> rulesController() const;
   std::shared_ptr<TAVOEventController> eventController() const;
   std::shared_ptr<TAVOUserController> userController() const;
   std::shared_ptr<TAVOAttributionController> attributionController() const;
@@ -137,6 +139,7 @@ class TAVOController {
     std::shared_ptr<TAVOShoppingCartController> shoppingCart;
     std::shared_ptr<TAVOWebSDKController> webSDK;
     std::shared_ptr<SecurityController> security;
+    std::shared_ptr<TAVORulesController> rules;
     std::shared_ptr<TAVOEventController> event;
     std::shared_ptr<TAVOAttributionController> attribution;
     std::shared_ptr<TAVOUserController> user;

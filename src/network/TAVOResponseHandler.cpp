@@ -1,5 +1,6 @@
 #include "network/TAVOResponseHandler.h"
 
+#include "core/Exception.h"
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
@@ -10,6 +11,7 @@
 #include "platform/JSONSerialization.h"
 #include "platform/Platform.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
 
@@ -107,6 +109,7 @@ void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOpera
       break;
     }
     case TAVOResponseStartSessionConfig: processConfigResponse(answer, responseBlock); break;
+    case TAVOResponseRule: processRuleResponse(answer, operation, responseBlock); break;
     case TAVOResponseInstallAttribution: processInstallAtrributionInfo(answer, responseBlock); break;
     case TAVOResponseShortTrackingUrl: processShortTrackingUrl(answer, responseBlock); break;
     default:
@@ -160,6 +163,29 @@ void TAVOResponseHandler::processConfigResponse(const Value& answer, const Respo
     eventController->parseScreenEvents(events ? *events : Value());
   // An accepted configuration is reported twice: once here and once on the general success path.
   responseBlock(std::nullopt);
+  responseBlock(std::nullopt);
+}
+
+void TAVOResponseHandler::processRuleResponse(const Value& answer, const std::shared_ptr<TAVOOperation>& operation,
+                                              const ResponseBlock& responseBlock) const {
+  if (!answer.isDictionary()) {
+    responseBlock(error(TAVOError::UnexpectedError));
+    return;
+  }
+  if (!statusIsOk(answer.get("status"))) {
+    responseBlock(error(TAVOError::StatusError));
+    return;
+  }
+  std::shared_ptr<const TAVORule> rule;
+  try {
+    rule = TAVORulesController::parseRuleFromResponse(answer);
+  } catch (const Exception& e) {
+    // A colour the server got wrong must not take the SDK down: that rule is ignored.
+    TAVOLogger::log("Rule ignored: %@", e.reason());
+  }
+  if (rule)
+    if (auto rules = TAVOController::sharedInstance().rulesController()) rules->processRule(rule);
+  onSuccessRequestOperation(operation, rule != nullptr);
   responseBlock(std::nullopt);
 }
 
