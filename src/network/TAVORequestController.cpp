@@ -71,8 +71,13 @@ std::shared_ptr<TAVORequestController> TAVORequestController::make() {
 }
 
 TAVORequestController::~TAVORequestController() {
-  std::lock_guard lock(mutex_);
-  if (operationTimer_) mainLoop_->cancel(*operationTimer_);
+  {
+    std::lock_guard lock(mutex_);
+    if (operationTimer_) mainLoop_->cancel(*operationTimer_);
+  }
+  // The last owner may be an answer handled on this controller's own queue while a reset replaced it: a
+  // queue cannot join its own thread, so the main loop lets it go once this answer is done.
+  if (queue_->isCurrentQueue()) mainLoop_->post([queue = std::move(queue_)] {});
 }
 
 void TAVORequestController::scheduleTimer(double seconds) {
@@ -130,16 +135,29 @@ void TAVORequestController::addRequestToQueue(const std::shared_ptr<TAVORequest>
   send(request);
 }
 
+namespace {
+
+// The request controller of the SDK's current life. A reset replaces the one that sent a request; the
+// answer is still handled like any answer (retries, parking, the host's notices), by the one that is current.
+std::shared_ptr<TAVORequestController> currentController() {
+  return TAVOController::sharedInstance().requestController();
+}
+
+}  // namespace
+
 void TAVORequestController::send(const std::shared_ptr<TAVORequest>& request) {
   auto client = platform::Platform::shared().httpClient;
   client->send(request->httpRequest(),
-               [weak = weak_from_this(), request](std::optional<platform::HttpResponse> response,
-                                                  std::optional<platform::HttpError> error) {
-                 auto self = weak.lock();
-                 if (!self) return;  // the controller was replaced by a reset: nobody waits for this answer
-                 // Completions are handled on this controller's own queue, one after another.
-                 self->queue_->addOperation([weak, request, response = std::move(response), error = std::move(error)] {
-                   if (auto owner = weak.lock()) owner->processRequestResponse(response, request, error);
+               [request](std::optional<platform::HttpResponse> response, std::optional<platform::HttpError> error) {
+                 const auto owner = currentController();
+                 if (!owner) return;
+                 // Completions are handled on the controller's own queue, one after another.
+                 owner->queue_->addOperation([weak = std::weak_ptr(owner), request, response = std::move(response),
+                                              error = std::move(error)] {
+                   // Replaced while the answer waited in the queue: the controller now current takes it.
+                   auto handler = weak.lock();
+                   if (!handler) handler = currentController();
+                   if (handler) handler->processRequestResponse(response, request, error);
                  });
                });
 }
@@ -204,6 +222,11 @@ bool TAVORequestController::removeRequestOnError(const std::shared_ptr<TAVOReque
 }
 
 void TAVORequestController::setRequestAsFailed(const std::shared_ptr<TAVORequest>& request) {
+  // A controller that a reset replaced while it handled an answer parks for the next start of the new life.
+  if (const auto current = currentController(); current && current.get() != this) {
+    current->setRequestAsFailed(request);
+    return;
+  }
   std::lock_guard lock(pendingMutex_);
   if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end()) return;
   pendingRequests_.push_back(request);

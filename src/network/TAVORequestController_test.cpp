@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
@@ -148,6 +150,22 @@ TEST_F(RequestControllerTest, TheStartSessionEventConnectsOnlyWhenDelivered) {
   env.drainQueues();
   EXPECT_EQ(env.http().requestCount(), 2u);
   EXPECT_EQ(controller.connectionStatus(), TAVOController::SessionStarted);
+}
+
+TEST_F(RequestControllerTest, AnswersThatComeAfterAResetAreHandledAsAnyAnswer) {
+  answerEvery(FakeHttpClient::Answer::status(200, R"({"status":500})"));
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onFailed = [&](const std::string& id) { heard.push_back(id); };
+  env.http().hold();
+  sendAlone(event("in flight", delegate, std::string("sent")));
+  requests()->addOperationToQueue(event("gathered", delegate, std::string("flushed")));
+  TAVOController::sharedInstance().reset();  // flushes what was gathered, then a new life begins
+  env.http().release();
+  env.drainQueues();
+  std::sort(heard.begin(), heard.end());
+  EXPECT_EQ(heard, (std::vector<std::string>{"flushed", "sent"}));
+  EXPECT_EQ(requests()->pendingRequests().size(), 2u);  // parked for the new life's next start
 }
 
 class PersistentRequestControllerTest : public RequestControllerTest {
