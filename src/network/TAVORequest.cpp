@@ -123,6 +123,8 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithRequest(const TAVORequest& 
     std::lock_guard lock(earlier.mutex_);
     request->operations_ = earlier.operations_;
     request->transmittedObject_ = earlier.transmittedObject_;
+    request->firstParked_ = earlier.firstParked_;
+    request->refusedLaunches_ = earlier.refusedLaunches_;
   }
   platform::Dictionary parameters = request->getParametersDictionary();
   parameters.addEntriesFromDictionary(earlier.getParametersDictionary());
@@ -231,6 +233,28 @@ void TAVORequest::setOperations(std::vector<std::shared_ptr<TAVOOperation>> oper
   containsStartSessionEvent_.reset();
 }
 
+std::optional<platform::Date> TAVORequest::firstParked() const {
+  std::lock_guard lock(mutex_);
+  return firstParked_;
+}
+
+void TAVORequest::setFirstParkedIfUnset(platform::Date date) {
+  std::lock_guard lock(mutex_);
+  if (!firstParked_) firstParked_ = date;
+}
+
+std::uint32_t TAVORequest::refusedLaunches() const {
+  std::lock_guard lock(mutex_);
+  return refusedLaunches_;
+}
+
+void TAVORequest::markRefused() {
+  std::lock_guard lock(mutex_);
+  if (refused_) return;
+  refused_ = true;
+  ++refusedLaunches_;
+}
+
 bool TAVORequest::containsStartSessionEvent() const {
   std::lock_guard lock(mutex_);
   if (!containsStartSessionEvent_) {
@@ -271,6 +295,8 @@ void TAVORequest::encodeWithCoder(platform::KeyedArchiver& coder) const {
     std::shared_ptr<platform::Codable> snapshot = TAVOArchivedTransmitObject::snapshotOf(*transmittedObject_);
     coder.encodeObject(Value(snapshot), "transmittedObject");
   }
+  if (firstParked_) coder.encodeObject(Value(*firstParked_), "tavoFirstParked");
+  if (refusedLaunches_ > 0) coder.encodeObject(Value(refusedLaunches_), "tavoRefusedLaunches");
 }
 
 void TAVORequest::initWithCoder(platform::KeyedUnarchiver& coder) {
@@ -287,6 +313,9 @@ void TAVORequest::initWithCoder(platform::KeyedUnarchiver& coder) {
   }
   if (auto v = coder.decodeObjectOfClass("TAVOArchivedTransmitObject", "transmittedObject"))
     transmittedObject_ = v->objectAs<TAVOArchivedTransmitObject>();
+  if (auto v = coder.decodeObjectOfClass("NSDate", "tavoFirstParked"); v && v->asDate()) firstParked_ = *v->asDate();
+  if (auto v = coder.decodeObjectOfClass("NSNumber", "tavoRefusedLaunches"))
+    refusedLaunches_ = static_cast<std::uint32_t>(v->integerValue());
 }
 
 }  // namespace tavo

@@ -70,6 +70,15 @@ class TAVORequest : public platform::Codable {
   void setOperations(std::vector<std::shared_ptr<TAVOOperation>> operations);
   bool isBatch() const;
   std::shared_ptr<TAVOTransmitObject> transmittedObject() const;
+  // When this request, or the earlier one it sends again, was first parked; at how many launches the server
+  // refused it. Both ride along with a resend and in the stored form (older stored forms have neither).
+  std::optional<platform::Date> firstParked() const;
+  void setFirstParkedIfUnset(platform::Date date);
+  std::uint32_t refusedLaunches() const;
+  // The server refused this request: one more launch refused it (counted once, however many of its
+  // operations the answer refused).
+  void markRefused();
+
   // Whether one of the batch's payloads is answered with the start-session configuration. Asked after every
   // answered operation of a batch: found once per list of operations, not once per asking.
   bool containsStartSessionEvent() const;
@@ -86,6 +95,9 @@ class TAVORequest : public platform::Codable {
   std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_;
   std::shared_ptr<TAVOTransmitObject> transmittedObject_;
   mutable std::optional<bool> containsStartSessionEvent_;  // for operations_ as they are; reset when set
+  std::optional<platform::Date> firstParked_;
+  std::uint32_t refusedLaunches_ = 0;
+  bool refused_ = false;  // refusedLaunches_ counts this launch already
 };
 
 }  // namespace tavo

@@ -33,6 +33,26 @@ std::string delegateId(const TAVOObservableTransmitObject& payload, const TAVOOp
   return payload.customId.value_or(operation.operationId);
 }
 
+// Parked requests are kept across launches, but not for ever.
+constexpr std::uint32_t kMaxRefusedLaunches = 3;
+constexpr double kMaxParkedSeconds = 7 * 24 * 3600.0;
+
+// Whether a parked request may stay parked; when not, says why.
+bool mayStayParked(const TAVORequest& request, platform::Date now) {
+  if (request.refusedLaunches() >= kMaxRefusedLaunches) {
+    TAVOLogger::log("Parked request dropped: refused at %u launches in a row", request.refusedLaunches());
+    return false;
+  }
+  const auto firstParked = request.firstParked();
+  if (firstParked && now.timeIntervalSinceDate(*firstParked) > kMaxParkedSeconds) {
+    TAVOLogger::log("Parked request dropped: first parked more than 7 days ago");
+    return false;
+  }
+  return true;
+}
+
+platform::Date now() { return platform::Platform::shared().clock->now(); }
+
 std::string describe(const TAVOError& error) {
   return StringFormat::format("Error Domain=%@ Code=%d \"%@\"", error.domain(), error.code(),
                               error.localizedDescription());
@@ -55,9 +75,14 @@ TAVORequestController::TAVORequestController()
   if (!dataStoreController_->containsObjectInDataStore(TAVODataStoreController::kPendingRequestsKey)) return;
   try {
     const auto stored = dataStoreController_->getObjectFromDataStore(TAVODataStoreController::kPendingRequestsKey);
+    const platform::Date readAt = now();
     if (stored && stored->asArray())
-      for (const auto& element : *stored->asArray())
-        if (auto request = element.objectAs<TAVORequest>()) pendingRequests_.push_back(std::move(request));
+      for (const auto& element : *stored->asArray()) {
+        auto request = element.objectAs<TAVORequest>();
+        if (!request) continue;
+        request->setFirstParkedIfUnset(readAt);  // stored by an earlier version: its seven days start now
+        if (mayStayParked(*request, readAt)) pendingRequests_.push_back(std::move(request));
+      }
   } catch (const std::exception& e) {
     TAVOLogger::log("Pending requests could not be read: %@", e.what());
   }
@@ -189,6 +214,7 @@ void TAVORequestController::processRequestResponse(const std::optional<platform:
 }
 
 void TAVORequestController::retryRequestIfNeeded(const std::shared_ptr<TAVORequest>& request, bool connectionError) {
+  if (!connectionError) request->markRefused();
   const std::size_t operationsBefore = request->operations().size();
   const bool nothingLeft = removeRequestOnError(request);
   // One answer refuses the operations of a batch one by one: a batch parked by the first refusal may lose
@@ -227,8 +253,11 @@ void TAVORequestController::setRequestAsFailed(const std::shared_ptr<TAVORequest
     current->setRequestAsFailed(request);
     return;
   }
+  const platform::Date parkedAt = now();
+  request->setFirstParkedIfUnset(parkedAt);
   std::lock_guard lock(pendingMutex_);
   if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end()) return;
+  if (!mayStayParked(*request, parkedAt)) return;
   pendingRequests_.push_back(request);
   persistPendingRequests();
 }
