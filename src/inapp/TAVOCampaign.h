@@ -19,7 +19,15 @@ class TAVOStripCampaign;
 class TAVOCampaign {
  public:
   // The campaign type codes, also used in impression and click reports.
-  enum Type : std::uint32_t { Push = 1, StartView = 2, DynamicTab = 3, AdBall = 4, Banner = 5, Strip = 6, NativeAd = 8 };
+  enum Type : std::uint32_t {
+    Push = 1,
+    StartView = 2,
+    DynamicTab = 3,
+    AdBall = 4,
+    Banner = 5,
+    Strip = 6,
+    NativeAd = 8
+  };
 
   TAVOCampaign() = default;
   explicit TAVOCampaign(std::uint32_t campaignType) : type(campaignType) {}

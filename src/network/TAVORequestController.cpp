@@ -177,13 +177,13 @@ void TAVORequestController::send(const std::shared_ptr<TAVORequest>& request) {
                  const auto owner = currentController();
                  if (!owner) return;
                  // Completions are handled on the controller's own queue, one after another.
-                 owner->queue_->addOperation([weak = std::weak_ptr(owner), request, response = std::move(response),
-                                              error = std::move(error)] {
-                   // Replaced while the answer waited in the queue: the controller now current takes it.
-                   auto handler = weak.lock();
-                   if (!handler) handler = currentController();
-                   if (handler) handler->processRequestResponse(response, request, error);
-                 });
+                 owner->queue_->addOperation(
+                     [weak = std::weak_ptr(owner), request, response = std::move(response), error = std::move(error)] {
+                       // Replaced while the answer waited in the queue: the controller now current takes it.
+                       auto handler = weak.lock();
+                       if (!handler) handler = currentController();
+                       if (handler) handler->processRequestResponse(response, request, error);
+                     });
                });
 }
 

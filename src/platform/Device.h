@@ -28,9 +28,9 @@ class Device : public std::enable_shared_from_this<Device> {
   // The system's machine id, the first of systemFiles that holds one. A system without one gets an id made
   // once and kept in dataDirectory's "machine-id" file, beside the SDK's store but not in it, so that neither
   // a reset of the SDK nor a restart changes it. nullopt only when none can be read or kept.
-  static std::optional<std::string> machineIdentifier(
-      const std::string& dataDirectory,
-      const std::vector<std::string>& systemFiles = {"/etc/machine-id", "/var/lib/dbus/machine-id"});
+  static std::optional<std::string> machineIdentifier(const std::string& dataDirectory,
+                                                      const std::vector<std::string>& systemFiles = {
+                                                          "/etc/machine-id", "/var/lib/dbus/machine-id"});
   // The identifier for vendor fromThisMachine derives from a machine id: a name-based UUID of the id and the
   // vendor, so the same machine and vendor always give the same text and another vendor gets another.
   static std::string vendorIdentifierForMachine(const std::string& machineId, const std::string& vendorName);
