@@ -60,7 +60,8 @@ class TAVORequest : public platform::Codable {
   void setValue(const std::string& value, const std::string& field);
   std::optional<std::string> valueForHTTPHeaderField(const std::string& field) const;
   platform::HttpRequest httpRequest() const;
-  // Operations of the batch given that JSON cannot carry: left out of it, so that the others still go.
+  // The operations given to requestWithOperations that JSON cannot carry: left out of the batch, so that the
+  // others still go.
   std::vector<std::shared_ptr<TAVOOperation>> unwritableOperations;
 
   std::uint32_t retriedTimes() const;

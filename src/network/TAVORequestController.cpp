@@ -53,6 +53,12 @@ bool mayStayParked(const TAVORequest& request, platform::Date now) {
 
 platform::Date now() { return platform::Platform::shared().clock->now(); }
 
+// The request controller of the SDK's current life. A reset replaces the one that sent a request; the
+// answer is still handled like any answer (retries, parking, the host's notices), by the one that is current.
+std::shared_ptr<TAVORequestController> currentController() {
+  return TAVOController::sharedInstance().requestController();
+}
+
 std::string describe(const TAVOError& error) {
   return StringFormat::format("Error Domain=%@ Code=%d \"%@\"", error.domain(), error.code(),
                               error.localizedDescription());
@@ -159,16 +165,6 @@ void TAVORequestController::addRequestToQueue(const std::shared_ptr<TAVORequest>
   TAVOLogger::log("New request added to queue");
   send(request);
 }
-
-namespace {
-
-// The request controller of the SDK's current life. A reset replaces the one that sent a request; the
-// answer is still handled like any answer (retries, parking, the host's notices), by the one that is current.
-std::shared_ptr<TAVORequestController> currentController() {
-  return TAVOController::sharedInstance().requestController();
-}
-
-}  // namespace
 
 void TAVORequestController::send(const std::shared_ptr<TAVORequest>& request) {
   auto client = platform::Platform::shared().httpClient;

@@ -24,6 +24,14 @@ namespace {
 
 std::optional<TAVOError> error(std::int32_t code) { return TAVOError::errorWithCode(code); }
 
+// How an answer that must be an object with an accepted status fails: error 2 when it is no object, error 3
+// when its status is missing or refused; nothing when it is fine.
+std::optional<TAVOError> objectAnswerFailure(const Value& answer) {
+  if (!answer.isDictionary()) return error(TAVOError::UnexpectedError);
+  if (!TAVOResponseHandler::statusIsOk(answer.get("status"))) return error(TAVOError::StatusError);
+  return std::nullopt;
+}
+
 }  // namespace
 
 void TAVOResponseHandler::processResponse(const std::string& body, const std::shared_ptr<TAVORequest>& request,
@@ -149,12 +157,8 @@ void TAVOResponseHandler::processJSONResponse(const Value& json, const ResponseB
 }
 
 void TAVOResponseHandler::processConfigResponse(const Value& answer, const ResponseBlock& responseBlock) const {
-  if (!answer.isDictionary()) {
-    responseBlock(error(TAVOError::UnexpectedError));
-    return;
-  }
-  if (!statusIsOk(answer.get("status"))) {
-    responseBlock(error(TAVOError::StatusError));
+  if (const auto failure = objectAnswerFailure(answer)) {
+    responseBlock(failure);
     return;
   }
   const Value* config = answer.get("config");
@@ -168,12 +172,8 @@ void TAVOResponseHandler::processConfigResponse(const Value& answer, const Respo
 
 void TAVOResponseHandler::processRuleResponse(const Value& answer, const std::shared_ptr<TAVOOperation>& operation,
                                               const ResponseBlock& responseBlock) const {
-  if (!answer.isDictionary()) {
-    responseBlock(error(TAVOError::UnexpectedError));
-    return;
-  }
-  if (!statusIsOk(answer.get("status"))) {
-    responseBlock(error(TAVOError::StatusError));
+  if (const auto failure = objectAnswerFailure(answer)) {
+    responseBlock(failure);
     return;
   }
   std::shared_ptr<const TAVORule> rule;
