@@ -6,6 +6,7 @@
 #include "core/TAVODeviceController.h"
 #include "core/TAVOLogger.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 
 namespace tavo {
@@ -38,12 +39,12 @@ void TAVOWebSDKController::sync() {
 }
 
 std::optional<std::string> TAVOWebSDKController::webSDKDomain() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return webSDKDomain_;
 }
 
 void TAVOWebSDKController::setWebSDKDomain(const std::optional<std::string>& domain) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   webSDKDomain_ = domain;
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/FileSystem.h"
+#include "platform/MutexLock.h"
 #include "platform/URLComponents.h"
 
 namespace tavo::platform {
@@ -79,24 +80,24 @@ std::optional<CookieStorage::Cookie> fromJSON(const json& in) {
 
 CookieStorage::CookieStorage(std::shared_ptr<const FileSystem> fileSystem, std::function<Date()> now)
     : fileSystem_(std::move(fileSystem)), path_(fileSystem_->dataDirectory() + "/" + kFileName), now_(std::move(now)) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   loadLocked();
 }
 
 CookieStorage::AcceptPolicy CookieStorage::cookieAcceptPolicy() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return policy_;
 }
 
 void CookieStorage::setCookieAcceptPolicy(AcceptPolicy policy) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (policy_ == policy) return;
   policy_ = policy;
   saveLocked();
 }
 
 void CookieStorage::setCookie(const Cookie& cookie) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (policy_ == Never) return;
   storeLocked(cookie);
   saveLocked();
@@ -104,7 +105,7 @@ void CookieStorage::setCookie(const Cookie& cookie) {
 
 void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::string& url,
                                const std::string& mainDocumentURL) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (policy_ == Never) return;
   const auto source = URLComponents::fromString(url);
   const auto sourceHost = source ? source->host() : std::nullopt;
@@ -129,14 +130,14 @@ void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::st
 }
 
 void CookieStorage::deleteCookie(const Cookie& cookie) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const auto before = cookies_.size();
   std::erase_if(cookies_, [&](const Cookie& stored) { return sameCookie(stored, cookie); });
   if (cookies_.size() != before) saveLocked();
 }
 
 std::vector<CookieStorage::Cookie> CookieStorage::cookies() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   purgeExpiredLocked();
   return cookies_;
 }
@@ -146,7 +147,7 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
   const auto host = components ? components->host() : std::nullopt;
   if (!host) return {};
   const bool secureRequest = components->scheme() && lowercase(*components->scheme()) == "https";
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   purgeExpiredLocked();
   std::vector<Cookie> matching;
   for (const Cookie& cookie : cookies_)

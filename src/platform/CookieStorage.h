@@ -2,11 +2,11 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Date.h"
 
 namespace tavo::platform {
@@ -64,18 +64,18 @@ class CookieStorage {
   const std::string& path() const { return path_; }
 
  private:
-  void loadLocked();
-  void saveLocked() const;
+  void loadLocked() REQUIRES(mutex_);
+  void saveLocked() const REQUIRES(mutex_);
   // Drops expired cookies; saves when any went.
-  void purgeExpiredLocked();
-  void storeLocked(const Cookie& cookie);
+  void purgeExpiredLocked() REQUIRES(mutex_);
+  void storeLocked(const Cookie& cookie) REQUIRES(mutex_);
 
   const std::shared_ptr<const FileSystem> fileSystem_;
   const std::string path_;
   const std::function<Date()> now_;
-  mutable std::mutex mutex_;  // guards the members below and the file
-  AcceptPolicy policy_ = OnlyFromMainDocumentDomain;
-  std::vector<Cookie> cookies_;
+  mutable Mutex mutex_;  // also keeps the file to one writer
+  AcceptPolicy policy_ GUARDED_BY(mutex_) = OnlyFromMainDocumentDomain;
+  std::vector<Cookie> cookies_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

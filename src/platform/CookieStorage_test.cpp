@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/Clock.h"
 #include "platform/FileSystem.h"
+#include "platform/ManualClock.h"
 
 namespace tavo::platform {
 namespace {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/FakeHttpClient.h"
+#include "platform/ManualClock.h"
 
 namespace tavo::platform {
 
