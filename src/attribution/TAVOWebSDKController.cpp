@@ -19,7 +19,8 @@ void TAVOWebSDKController::sync() {
     TAVOLogger::logAndType("Web SDK sync skipped: the platform has no cookie storage", TAVOLogger::Error);
     return;
   }
-  platform.cookieStorage->setCookieAcceptPolicy(platform::CookieStorage::Always);
+  if (!platform.cookieStorage->setCookieAcceptPolicy(platform::CookieStorage::Always))
+    TAVOLogger::log("Web SDK cookie policy kept for this launch only: the cookie file could not be written");
 
   auto& controller = TAVOController::sharedInstance();
   writeCookie(*domain, kDeviceCookieName, controller.deviceController()->deviceUUID());
@@ -59,7 +60,8 @@ void TAVOWebSDKController::writeCookie(const std::string& domain, const std::str
   cookie.path = "/";
   cookie.version = "0";
   cookie.expiresDate = platform.clock->now().dateByAddingTimeInterval(kCookieLifetime);
-  platform.cookieStorage->setCookie(cookie);
+  if (!platform.cookieStorage->setCookie(cookie))
+    TAVOLogger::log("Web SDK cookie %@ kept for this launch only: the cookie file could not be written", name);
 }
 
 }  // namespace tavo

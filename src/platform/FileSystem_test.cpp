@@ -1,5 +1,3 @@
-#include "platform/FileSystem.h"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -9,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <thread>
+
+#include "platform/DiskFileSystem.h"
 
 namespace tavo::platform {
 namespace {
@@ -32,7 +32,7 @@ class FileSystemTest : public ::testing::Test {
 };
 
 TEST_F(FileSystemTest, AtomicWritesReplaceContentAndLeaveNoTemporaryFiles) {
-  const FileSystem files((base_ / "app" / "data").string());  // made with its Documents directory
+  const DiskFileSystem files((base_ / "app" / "data").string());  // made with its Documents directory
   ASSERT_EQ(fs::path(files.documentsDirectory()), base_ / "app" / "data" / "Documents");
   ASSERT_TRUE(fs::is_directory(files.documentsDirectory()));
   const std::string path = files.documentsDirectory() + "/state.bin";
@@ -47,7 +47,7 @@ TEST_F(FileSystemTest, AtomicWritesReplaceContentAndLeaveNoTemporaryFiles) {
 }
 
 TEST_F(FileSystemTest, ReadersNeverSeeAHalfWrittenFile) {
-  const FileSystem files(base_.string());
+  const DiskFileSystem files(base_.string());
   const std::string path = files.dataDirectory() + "/swap.bin";
   const Data small(64 * 1024, 'a');
   const Data large(256 * 1024, 'b');
@@ -67,7 +67,7 @@ TEST_F(FileSystemTest, ReadersNeverSeeAHalfWrittenFile) {
 }
 
 TEST_F(FileSystemTest, PropertyListFilesRoundTripAndBadOnesReadAsAbsent) {
-  const FileSystem files(base_.string());
+  const DiskFileSystem files(base_.string());
   const std::string path = files.dataDirectory() + "/seen.plist";
   const Value seen = Dictionary{{"ids", Array{"a", "b"}}, {"at", Date(1700000000.75)}};
   ASSERT_TRUE(files.writePropertyList(seen, path));
@@ -98,10 +98,10 @@ TEST(FileSystem, DefaultDataDirectoryFollowsXdgThenHome) {
   ScopedEnv home("HOME", "/home/ada");
   {
     ScopedEnv xdg("XDG_DATA_HOME", "/data/ada");
-    EXPECT_EQ(FileSystem::defaultDataDirectory("com.example.app"), "/data/ada/com.example.app");
+    EXPECT_EQ(DiskFileSystem::defaultDataDirectory("com.example.app"), "/data/ada/com.example.app");
   }
   ScopedEnv xdg("XDG_DATA_HOME", "relative/is/ignored");
-  EXPECT_EQ(FileSystem::defaultDataDirectory("com.example.app"), "/home/ada/.local/share/com.example.app");
+  EXPECT_EQ(DiskFileSystem::defaultDataDirectory("com.example.app"), "/home/ada/.local/share/com.example.app");
 }
 
 }  // namespace
