@@ -10,7 +10,6 @@
 #include "core/SecurityController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOAppController.h"
-#include "core/TAVOControllerTestAccess.h"
 #include "core/TAVODeviceController.h"
 #include "core/TAVOLogger.h"
 #include "core/TAVOSessionController.h"
@@ -29,19 +28,19 @@ namespace tavo {
 
 namespace {
 
-platform::Mutex& creationMutex() {
-  static platform::Mutex mutex;
-  return mutex;
-}
+constexpr std::size_t kApiKeyLength = 9;
 
-std::atomic<TAVOController*>& instance() {
+}  // namespace
+
+std::atomic<TAVOController*>& TAVOController::instance() {
   static std::atomic<TAVOController*> controller{nullptr};
   return controller;
 }
 
-constexpr std::size_t kApiKeyLength = 9;
-
-}  // namespace
+platform::Mutex& TAVOController::creationMutex() {
+  static platform::Mutex mutex;
+  return mutex;
+}
 
 TAVOController& TAVOController::sharedInstance() {
   if (TAVOController* controller = instance().load(std::memory_order_acquire)) return *controller;
@@ -369,15 +368,6 @@ void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TA
       delegate->onCouponsReceived(coupons);
     }
   }
-}
-
-TAVOController* TAVOControllerTestAccess::existingInstance() { return instance().load(std::memory_order_acquire); }
-
-void TAVOControllerTestAccess::replaceSharedInstance() {
-  platform::MutexLock lock(creationMutex());
-  // The old controller is kept, not deleted: a stray task of the previous test may still hold a reference.
-  static std::vector<std::unique_ptr<TAVOController>> retired;
-  if (TAVOController* old = instance().exchange(nullptr)) retired.emplace_back(old);
 }
 
 }  // namespace tavo

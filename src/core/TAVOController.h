@@ -128,6 +128,10 @@ class TAVOController {
   friend struct TAVOControllerTestAccess;
   TAVOController() = default;
 
+  // The shared controller once published, and the lock that makes its creation happen once.
+  static std::atomic<TAVOController*>& instance();
+  static platform::Mutex& creationMutex();
+
   // Everything initTAVO rebuilds, swapped in as one piece so a reader on another thread sees one life.
   struct SubControllers {
     std::shared_ptr<TAVODataStoreController> dataStore;

@@ -3,9 +3,6 @@
 #include <utility>
 
 #include "platform/DiskFileSystem.h"
-#include "platform/FakeHttpClient.h"
-#include "platform/InMemoryUserDefaults.h"
-#include "platform/ManualClock.h"
 #include "platform/SqliteUserDefaults.h"
 
 namespace tavo::platform {
@@ -52,13 +49,6 @@ std::shared_ptr<Platform> Platform::makeDefault(const std::string& dataDirectory
   auto p = makeWith(std::make_shared<SystemClock>(), std::make_shared<DiskFileSystem>(dataDirectory),
                     std::make_shared<SqliteUserDefaults>(dataDirectory + "/UserDefaults.sqlite"));
   p->httpClient = std::make_shared<CurlHttpClient>(p->operationQueue);
-  return p;
-}
-
-std::shared_ptr<Platform> Platform::makeForTesting(const std::string& dataDirectory) {
-  auto p = makeWith(std::make_shared<ManualClock>(), std::make_shared<DiskFileSystem>(dataDirectory),
-                    std::make_shared<InMemoryUserDefaults>());
-  p->httpClient = std::make_shared<FakeHttpClient>(p->operationQueue);
   return p;
 }
 

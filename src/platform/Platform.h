@@ -32,9 +32,6 @@ class Platform {
   // HTTP client is left for the caller to choose.
   static std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, std::shared_ptr<FileSystem> fileSystem,
                                             std::shared_ptr<UserDefaults> userDefaults);
-  // Same services with a manual clock, an in-memory store and a FakeHttpClient, for tests; files (cookies
-  // included) still go to dataDirectory.
-  static std::shared_ptr<Platform> makeForTesting(const std::string& dataDirectory);
 
   // The installed platform; installs makeDefault(DiskFileSystem::defaultDataDirectory("tavo")) on first use.
   static Platform& shared();
