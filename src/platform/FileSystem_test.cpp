@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/DiskFileSystem.h"
+#include "platform/InMemoryFileSystem.h"
 
 namespace tavo::platform {
 namespace {
@@ -66,18 +67,25 @@ TEST_F(FileSystemTest, ReadersNeverSeeAHalfWrittenFile) {
   EXPECT_EQ(torn, 0);
 }
 
+// The in-memory files of the tests must behave as the disk does, or tests pass on files no host has.
 TEST_F(FileSystemTest, PropertyListFilesRoundTripAndBadOnesReadAsAbsent) {
-  const DiskFileSystem files(base_.string());
-  const std::string path = files.dataDirectory() + "/seen.plist";
-  const Value seen = Dictionary{{"ids", Array{"a", "b"}}, {"at", Date(1700000000.75)}};
-  ASSERT_TRUE(files.writePropertyList(seen, path));
-  EXPECT_EQ(files.readPropertyList(path), seen);
-  EXPECT_FALSE(files.writePropertyList(Array{Value()}, path));  // the null object has no plist form
-  EXPECT_EQ(files.readPropertyList(path), seen);                // and the old file is untouched
+  const DiskFileSystem disk(base_.string());
+  const InMemoryFileSystem memory;
+  for (const FileSystem* files : {static_cast<const FileSystem*>(&disk), static_cast<const FileSystem*>(&memory)}) {
+    const std::string path = files->dataDirectory() + "/seen.plist";
+    const Value seen = Dictionary{{"ids", Array{"a", "b"}}, {"at", Date(1700000000.75)}};
+    ASSERT_TRUE(files->writePropertyList(seen, path));
+    EXPECT_EQ(files->readPropertyList(path), seen);
+    EXPECT_FALSE(files->writePropertyList(Array{Value()}, path));           // the null object has no plist form
+    EXPECT_EQ(files->readPropertyList(path), seen);                         // and the old file is untouched
+    EXPECT_FALSE(files->writeAtomically(files->dataDirectory(), Data{1}));  // a directory is in the way
 
-  ASSERT_TRUE(files.writeAtomically(path, Data{'b', 'p', 'l', 'i', 's', 't', '0', '0', 9}));
-  EXPECT_EQ(files.readPropertyList(path), std::nullopt);
-  EXPECT_EQ(files.readPropertyList(files.dataDirectory() + "/none.plist"), std::nullopt);
+    ASSERT_TRUE(files->writeAtomically(path, Data{'b', 'p', 'l', 'i', 's', 't', '0', '0', 9}));
+    EXPECT_EQ(files->readPropertyList(path), std::nullopt);
+    EXPECT_EQ(files->readPropertyList(files->dataDirectory() + "/none.plist"), std::nullopt);
+    EXPECT_TRUE(files->removeItemAtPath(path));
+    EXPECT_FALSE(files->fileExistsAtPath(path));
+  }
 }
 
 // Restores an environment variable when the test ends.
