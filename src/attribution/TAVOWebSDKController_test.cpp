@@ -56,7 +56,7 @@ TEST_F(TAVOWebSDKControllerTest, WithoutADomainNothingIsWrittenNotEvenThePolicy)
 // Values, domain and expiry of the cookies are the C interface tests' business; here the push id's hand-over.
 TEST_F(TAVOWebSDKControllerTest, ThePushIdIsHandedOverOnceAndKeepsItsFirstExpiry) {
   store()->saveObjectToDataStore(platform::Value(4711), TAVODataStoreController::kLastPushIdKey);
-  cookies().setCookieAcceptPolicy(CookieStorage::Never);
+  EXPECT_TRUE(cookies().setCookieAcceptPolicy(CookieStorage::Never));
   TAVOWebSDKController controller;
   controller.setWebSDKDomain(kDomain);
   controller.sync();

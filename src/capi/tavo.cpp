@@ -1,5 +1,6 @@
 // The C interface: a thin skin over the C++ facade. Every entry point copies what it is given, turns NULL
-// into "absent", and refuses JSON text that is not an object with a log line instead of failing.
+// into "absent", and refuses JSON text that is not an object with a log line instead of failing. Calls that
+// reach the SDK check the main thread in debug builds, here or in the facade.
 
 #include "tavo/tavo.h"
 
@@ -11,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "core/MainThreadCheck.h"
 #include "core/TAVOLogger.h"
 #include "platform/Application.h"
 #include "platform/CookieStorage.h"
@@ -122,6 +124,7 @@ void tavo_platform_set_data_directory(const char* path) {
 }
 
 void tavo_platform_set_bundle_info(const char* short_version, const char* bundle_version, const char* display_name) {
+  tavo::assertMainThread();
   auto& bundle = *tavo::platform::Platform::shared().bundle;
   if (short_version) bundle.setInfoValue("CFBundleShortVersionString", short_version);
   if (bundle_version) bundle.setInfoValue("CFBundleVersion", bundle_version);
@@ -132,6 +135,7 @@ void tavo_platform_set_bundle_info(const char* short_version, const char* bundle
 }
 
 void tavo_platform_set_application_state(int state) {
+  tavo::assertMainThread();
   if (state < 0 || state > 2) {
     tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Plain);
     return;
@@ -141,6 +145,7 @@ void tavo_platform_set_application_state(int state) {
 }
 
 void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_data), void* user_data) {
+  tavo::assertMainThread();
   auto& log = *tavo::platform::Platform::shared().systemLog;
   if (!handler) {
     log.setHandler(nullptr);
@@ -150,15 +155,18 @@ void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_
 }
 
 void tavo_platform_set_open_url_handler(void (*handler)(const char* url, void* user_data), void* user_data) {
+  tavo::assertMainThread();
   tavo::platform::Platform::shared().application->setOpenURLHandler(urlHandler(handler, user_data));
 }
 
 void tavo_platform_set_continue_user_activity_handler(void (*handler)(const char* webpage_url, void* user_data),
                                                       void* user_data) {
+  tavo::assertMainThread();
   tavo::platform::Platform::shared().application->setContinueUserActivityHandler(urlHandler(handler, user_data));
 }
 
 char* tavo_platform_copy_cookies_json(void) {
+  tavo::assertMainThread();
   using tavo::Value;
   tavo::platform::Array list;
   for (const auto& cookie : tavo::platform::Platform::shared().cookieStorage->cookies()) {
@@ -174,9 +182,15 @@ char* tavo_platform_copy_cookies_json(void) {
   return copy(tavo::platform::JSONSerialization::dataWithJSONObject(Value(std::move(list))).value_or("[]"));
 }
 
-void tavo_main_loop_run_for(double seconds) { tavo::platform::Platform::shared().mainLoop->runFor(seconds); }
+void tavo_main_loop_run_for(double seconds) {
+  tavo::assertMainThread();
+  tavo::platform::Platform::shared().mainLoop->runFor(seconds);
+}
 
-void tavo_main_loop_run_pending(void) { tavo::platform::Platform::shared().mainLoop->runPending(); }
+void tavo_main_loop_run_pending(void) {
+  tavo::assertMainThread();
+  tavo::platform::Platform::shared().mainLoop->runPending();
+}
 
 void tavo_free(void* pointer) { std::free(pointer); }
 

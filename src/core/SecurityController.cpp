@@ -1,5 +1,7 @@
 #include "core/SecurityController.h"
 
+#include "platform/MutexLock.h"
+
 namespace tavo {
 
 SecurityController::SecurityController()
@@ -9,12 +11,12 @@ SecurityController::SecurityController()
     : domainsTAVO_{"tavo.example", "tvo.example", "tavo.link"} {}
 
 void SecurityController::setWhitelist(const std::optional<std::vector<std::string>>& prefixes) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   whiteList_ = prefixes;
 }
 
 std::optional<std::vector<std::string>> SecurityController::whitelist() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return whiteList_;
 }
 

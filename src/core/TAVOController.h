@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "inapp/TAVOCouponsDelegate.h"
 #include "inapp/TAVOInAppMessageDelegate.h"
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -130,6 +130,10 @@ class TAVOController {
   friend struct TAVOControllerTestAccess;
   TAVOController() = default;
 
+  // The shared controller once published, and the lock that makes its creation happen once.
+  static std::atomic<TAVOController*>& instance();
+  static platform::Mutex& creationMutex();
+
   // Everything initTAVO rebuilds, swapped in as one piece so a reader on another thread sees one life.
   struct SubControllers {
     std::shared_ptr<TAVODataStoreController> dataStore;
@@ -153,22 +157,23 @@ class TAVOController {
   std::atomic<std::int32_t> connectionStatus_{NotStarted};
   std::atomic<std::uint64_t> logLevel_{0};
 
-  mutable std::mutex mutex_;  // guards the members below
-  SubControllers subControllers_;
-  std::optional<std::string> apiUser_;
-  std::optional<std::string> apiKey_;
-  std::optional<std::string> sessionKey_;
-  std::string appVersion_;
-  std::shared_ptr<const TAVOUser> currentUser_;
+  mutable platform::Mutex mutex_;
+  SubControllers subControllers_ GUARDED_BY(mutex_);
+  std::optional<std::string> apiUser_ GUARDED_BY(mutex_);
+  std::optional<std::string> apiKey_ GUARDED_BY(mutex_);
+  std::optional<std::string> sessionKey_ GUARDED_BY(mutex_);
+  std::string appVersion_ GUARDED_BY(mutex_);
+  std::shared_ptr<const TAVOUser> currentUser_ GUARDED_BY(mutex_);
 
   // Saves of the current user one at a time, each of the user as it is when its turn comes: the main thread
   // and the request queue both save it, and an older user must never be written over a newer one.
-  std::mutex persistMutex_;
+  platform::Mutex persistMutex_ ACQUIRED_BEFORE(mutex_);
 
-  mutable std::mutex inAppDelegatesMutex_;
-  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_;
+  mutable platform::Mutex inAppDelegatesMutex_;
+  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_ GUARDED_BY(inAppDelegatesMutex_);
   // Replaced, never changed in place: a fan-out walks the list it started with.
-  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_;
+  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_
+      GUARDED_BY(inAppDelegatesMutex_);
 };
 
 }  // namespace tavo

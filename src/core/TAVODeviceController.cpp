@@ -3,6 +3,7 @@
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 
 namespace tavo {
@@ -14,7 +15,7 @@ platform::Device& device() { return *platform::Platform::shared().device; }
 }  // namespace
 
 std::string TAVODeviceController::deviceUUID() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (deviceUUID_) return *deviceUUID_;
   auto store = TAVOController::sharedInstance().dataStoreController();
   const auto stored = store->getObjectFromDataStore(TAVODataStoreController::kDeviceUUIDKey);
@@ -34,7 +35,7 @@ std::optional<std::string> TAVODeviceController::idfa() {
   // The device reports a tracking manager only on systems that have the consent service.
   if (!device().hasTrackingManager()) return std::nullopt;
   if (device().trackingAuthorizationStatus() != platform::Device::Authorized) return std::nullopt;
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!idfa_) idfa_ = device().advertisingIdentifier();
   return idfa_;
 }
@@ -45,7 +46,7 @@ void TAVODeviceController::requestTrackingWithIdfa() {
   device().requestTrackingAuthorization([weak = weak_from_this()](platform::Device::TrackingStatus status) {
     auto self = weak.lock();
     if (!self || status != platform::Device::Authorized) return;
-    std::lock_guard lock(self->mutex_);
+    platform::MutexLock lock(self->mutex_);
     self->idfa_ = device().advertisingIdentifier();
   });
 }

@@ -14,6 +14,7 @@
 #include "platform/JSONSerialization.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
+#include "platform/MutexLock.h"
 #include "tracking/TAVOTrackOrder.h"
 
 namespace tavo {
@@ -52,7 +53,7 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
     const std::vector<std::shared_ptr<TAVOOperation>>& operations) {
   auto request = std::make_shared<TAVORequest>();
   request->URL = baseURL() + "tracker";
-  request->operations_ = operations;
+  request->setOperations(operations);
   request->addValue("application/json", "Accept");
   request->addValue("application/json", "Content-Type");
   auto& controller = TAVOController::sharedInstance();
@@ -79,7 +80,7 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
         request->unwritableOperations.push_back(operation);
       }
     }
-    request->operations_ = std::move(writable);
+    request->setOperations(std::move(writable));
     body = platform::Dictionary{{"operations", Value(std::move(kept))}};
     request->HTTPBody = encodeParametersWithArray(body);
   }
@@ -103,7 +104,10 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithObject(const std::shared_pt
                                                             const std::string& endPoint) {
   auto request = std::make_shared<TAVORequest>();
   request->URL = baseURL() + endPoint;
-  request->transmittedObject_ = payload;
+  {
+    platform::MutexLock lock(request->mutex_);
+    request->transmittedObject_ = payload;
+  }
   platform::Dictionary parameters = request->getParametersDictionary();
   const auto json = writeJSON(Value(payload->objectData));  // the payload's serializeToJSONString, told of repairs
   if (json) {
@@ -120,7 +124,8 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithRequest(const TAVORequest& 
   auto request = std::make_shared<TAVORequest>();
   request->URL = earlier.URL;
   {
-    std::lock_guard lock(earlier.mutex_);
+    platform::MutexLock lock(earlier.mutex_);
+    platform::MutexLock copy(request->mutex_);  // a new request: nobody else can hold its lock
     request->operations_ = earlier.operations_;
     request->transmittedObject_ = earlier.transmittedObject_;
     request->firstParked_ = earlier.firstParked_;
@@ -213,50 +218,50 @@ platform::HttpRequest TAVORequest::httpRequest() const {
 }
 
 std::uint32_t TAVORequest::retriedTimes() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return retriedTimes_;
 }
 
 void TAVORequest::setRetriedTimes(std::uint32_t times) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   retriedTimes_ = times;
 }
 
 std::vector<std::shared_ptr<TAVOOperation>> TAVORequest::operations() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return operations_.value_or(std::vector<std::shared_ptr<TAVOOperation>>());
 }
 
 void TAVORequest::setOperations(std::vector<std::shared_ptr<TAVOOperation>> operations) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   operations_ = std::move(operations);
   containsStartSessionEvent_.reset();
 }
 
 std::optional<platform::Date> TAVORequest::firstParked() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return firstParked_;
 }
 
 void TAVORequest::setFirstParkedIfUnset(platform::Date date) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!firstParked_) firstParked_ = date;
 }
 
 std::uint32_t TAVORequest::refusedLaunches() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return refusedLaunches_;
 }
 
 void TAVORequest::markRefused() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (refused_) return;
   refused_ = true;
   ++refusedLaunches_;
 }
 
 bool TAVORequest::containsStartSessionEvent() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!containsStartSessionEvent_) {
     const auto startsSession = [](const std::shared_ptr<TAVOOperation>& operation) {
       return operation->operationResponseType() == TAVOResponseStartSessionConfig;
@@ -267,12 +272,12 @@ bool TAVORequest::containsStartSessionEvent() const {
 }
 
 bool TAVORequest::isBatch() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return operations_.has_value();
 }
 
 std::shared_ptr<TAVOTransmitObject> TAVORequest::transmittedObject() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return transmittedObject_;
 }
 
@@ -284,7 +289,7 @@ void TAVORequest::logRequest(const Value& parameters) const {
 void TAVORequest::encodeWithCoder(platform::KeyedArchiver& coder) const {
   coder.encodeObject(Value(URL), "URL");
   coder.encodeObject(Value(HTTPMethod), "HTTPMethod");
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   coder.encodeObject(Value(retriedTimes_), "retriedTimes");
   if (operations_) {
     platform::Array list;
@@ -302,7 +307,7 @@ void TAVORequest::encodeWithCoder(platform::KeyedArchiver& coder) const {
 void TAVORequest::initWithCoder(platform::KeyedUnarchiver& coder) {
   if (auto v = coder.decodeObjectOfClass("NSString", "URL"); v && v->isString()) URL = *v->asString();
   if (auto v = coder.decodeObjectOfClass("NSString", "HTTPMethod"); v && v->isString()) HTTPMethod = *v->asString();
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (auto v = coder.decodeObjectOfClass("NSNumber", "retriedTimes"))
     retriedTimes_ = static_cast<std::uint32_t>(v->integerValue());
   if (auto v = coder.decodeObjectOfClass("NSArray", "operations"); v && v->asArray()) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +10,7 @@
 #include "network/TAVOOperation.h"
 #include "platform/Codable.h"
 #include "platform/HttpClient.h"
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -91,14 +91,15 @@ class TAVORequest : public platform::Codable {
  private:
   void logRequest(const platform::Value& parameters) const;
 
-  mutable std::mutex mutex_;
-  std::uint32_t retriedTimes_ = 0;
-  std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_;
-  std::shared_ptr<TAVOTransmitObject> transmittedObject_;
-  mutable std::optional<bool> containsStartSessionEvent_;  // for operations_ as they are; reset when set
-  std::optional<platform::Date> firstParked_;
-  std::uint32_t refusedLaunches_ = 0;
-  bool refused_ = false;  // refusedLaunches_ counts this launch already
+  mutable platform::Mutex mutex_;
+  std::uint32_t retriedTimes_ GUARDED_BY(mutex_) = 0;
+  std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_ GUARDED_BY(mutex_);
+  std::shared_ptr<TAVOTransmitObject> transmittedObject_ GUARDED_BY(mutex_);
+  // For operations_ as they are; reset when they are set.
+  mutable std::optional<bool> containsStartSessionEvent_ GUARDED_BY(mutex_);
+  std::optional<platform::Date> firstParked_ GUARDED_BY(mutex_);
+  std::uint32_t refusedLaunches_ GUARDED_BY(mutex_) = 0;
+  bool refused_ GUARDED_BY(mutex_) = false;  // refusedLaunches_ counts this launch already
 };
 
 }  // namespace tavo

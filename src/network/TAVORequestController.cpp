@@ -8,6 +8,7 @@
 #include "network/TAVOResponseType.h"
 #include "persistence/TAVODataStoreController.h"
 #include "persistence/TAVOObservableTransmitObject.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOConfiguration.h"
 #include "tracking/TAVOUserController.h"
@@ -103,7 +104,7 @@ std::shared_ptr<TAVORequestController> TAVORequestController::make() {
 
 TAVORequestController::~TAVORequestController() {
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (operationTimer_) mainLoop_->cancel(*operationTimer_);
   }
   // The last owner may be an answer handled on this controller's own queue while a reset replaced it: a
@@ -112,7 +113,7 @@ TAVORequestController::~TAVORequestController() {
 }
 
 void TAVORequestController::scheduleTimer(double seconds) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (operationTimer_) mainLoop_->cancel(*operationTimer_);
   operationTimer_ = mainLoop_->scheduleRepeating(seconds, [weak = weak_from_this()] {
     if (auto self = weak.lock()) self->sendOperations();
@@ -123,7 +124,7 @@ void TAVORequestController::setQueueTime(std::int32_t seconds) { scheduleTimer(s
 
 void TAVORequestController::addOperationToQueue(const std::shared_ptr<TAVOOperation>& operation) {
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (!operations_) operations_.emplace();
     operations_->push_back(operation);
   }
@@ -133,7 +134,7 @@ void TAVORequestController::addOperationToQueue(const std::shared_ptr<TAVOOperat
 void TAVORequestController::sendOperations() {
   std::vector<std::shared_ptr<TAVOOperation>> batch;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (operations_) batch.swap(*operations_);
   }
   if (batch.empty()) {
@@ -216,7 +217,7 @@ void TAVORequestController::retryRequestIfNeeded(const std::shared_ptr<TAVOReque
   // One answer refuses the operations of a batch one by one: a batch parked by the first refusal may lose
   // more operations to the next ones, and the store keeps it as memory does.
   if (request->operations().size() != operationsBefore) {
-    std::lock_guard lock(pendingMutex_);
+    platform::MutexLock lock(pendingMutex_);
     if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end())
       persistPendingRequests();
   }
@@ -251,7 +252,7 @@ void TAVORequestController::setRequestAsFailed(const std::shared_ptr<TAVORequest
   }
   const platform::Date parkedAt = now();
   request->setFirstParkedIfUnset(parkedAt);
-  std::lock_guard lock(pendingMutex_);
+  platform::MutexLock lock(pendingMutex_);
   if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end()) return;
   if (!mayStayParked(*request, parkedAt)) return;
   pendingRequests_.push_back(request);
@@ -260,15 +261,15 @@ void TAVORequestController::setRequestAsFailed(const std::shared_ptr<TAVORequest
 
 void TAVORequestController::repeatPendingRequests() {
   // One resend at a time: a second caller sees only what the first left behind.
-  std::lock_guard resend(resendMutex_);
+  platform::MutexLock resend(resendMutex_);
   std::vector<std::shared_ptr<TAVORequest>> parked;
   {
-    std::lock_guard lock(pendingMutex_);
+    platform::MutexLock lock(pendingMutex_);
     if (pendingRequests_.empty()) return;
     parked = pendingRequests_;
   }
   for (const auto& request : parked) addRequestToQueue(TAVORequest::requestWithRequest(*request));
-  std::lock_guard lock(pendingMutex_);
+  platform::MutexLock lock(pendingMutex_);
   // Only what was resent leaves the list: a request parked meanwhile waits for the next start.
   std::erase_if(pendingRequests_,
                 [&](const auto& request) { return std::find(parked.begin(), parked.end(), request) != parked.end(); });
@@ -316,22 +317,22 @@ void TAVORequestController::onFailedRequestOperation(const std::shared_ptr<TAVOO
 }
 
 std::string TAVORequestController::webservicesURL() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return webservicesURL_;
 }
 
 void TAVORequestController::setWebservicesURL(const std::string& url) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   webservicesURL_ = url;
 }
 
 std::vector<std::shared_ptr<TAVORequest>> TAVORequestController::pendingRequests() const {
-  std::lock_guard lock(pendingMutex_);
+  platform::MutexLock lock(pendingMutex_);
   return pendingRequests_;
 }
 
 std::size_t TAVORequestController::gatheredOperationCount() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return operations_ ? operations_->size() : 0;
 }
 

@@ -14,7 +14,8 @@ class TAVOAttributionCampaign;
 
 // The SDK's persistent key/value store over the platform's user defaults. Only the allowed keys may be used
 // through the generic operations; each value is kept as a keyed archive and every write is durable when it
-// returns. Cheap to create: every instance sees the same data. Callable from any thread.
+// returns. A write the platform refuses (a full disk) logs one line naming the key and changes nothing; the
+// caller goes on. Cheap to create: every instance sees the same data. Callable from any thread.
 class TAVODataStoreController {
  public:
   static constexpr const char* kUserModelKey = "tAVo-DataStore-UserModel";

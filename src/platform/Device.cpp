@@ -11,6 +11,7 @@
 #include <fstream>
 #include <utility>
 
+#include "platform/MutexLock.h"
 #include "platform/UUID.h"
 
 namespace tavo::platform {
@@ -60,6 +61,7 @@ std::optional<std::string> Device::machineIdentifier(const std::string& dataDire
 
 std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName, const std::string& dataDirectory) {
   auto device = std::make_shared<Device>();
+  MutexLock lock(device->mutex_);  // nobody else has the device yet: held for the analysis, never waited for
   utsname names{};
   if (uname(&names) == 0) {
     device->hwMachine_ = names.machine;
@@ -78,7 +80,7 @@ std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName, c
 }
 
 std::optional<std::string> Device::sysctlByName(const std::string& name) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (name == "hw.machine") return hwMachine_;
   if (name == "kern.osversion") return kernOsVersion_;
   const auto found = otherSysctlValues_.find(name);
@@ -87,7 +89,7 @@ std::optional<std::string> Device::sysctlByName(const std::string& name) const {
 }
 
 void Device::setSysctlValue(const std::string& name, std::optional<std::string> value) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (name == "hw.machine") {
     hwMachine_ = std::move(value);
   } else if (name == "kern.osversion") {
@@ -100,32 +102,32 @@ void Device::setSysctlValue(const std::string& name, std::optional<std::string> 
 }
 
 std::optional<std::string> Device::model() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return model_;
 }
 
 std::string Device::systemName() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return systemName_;
 }
 
 std::string Device::systemVersion() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return systemVersion_;
 }
 
 std::optional<std::string> Device::identifierForVendor() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return identifierForVendor_;
 }
 
 bool Device::hasTrackingManager() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return hasTrackingManager_;
 }
 
 int Device::systemMajorVersion() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   // "6.1.0-18-amd64" -> 6, "14.7" -> 14; no leading number -> 0.
   int major = 0;
   const char* begin = systemVersion_.data();
@@ -134,12 +136,12 @@ int Device::systemMajorVersion() const {
 }
 
 Device::TrackingStatus Device::trackingAuthorizationStatus() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return trackingStatus_;
 }
 
 std::optional<std::string> Device::advertisingIdentifier() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return advertisingIdentifier_;
 }
 
@@ -147,7 +149,7 @@ void Device::requestTrackingAuthorization(std::function<void(TrackingStatus)> co
   std::function<void(std::function<void(TrackingStatus)>)> handler;
   TrackingStatus current;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     handler = trackingRequestHandler_;
     current = trackingStatus_;
   }
@@ -163,7 +165,7 @@ void Device::requestTrackingAuthorization(std::function<void(TrackingStatus)> co
   handler([this, owner, sharedOwned, answered, completion = std::move(completion)](TrackingStatus status) {
     if (answered->exchange(true)) return;
     if (const auto alive = owner.lock(); alive || !sharedOwned) {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       trackingStatus_ = status;
     }
     if (completion) completion(status);
@@ -171,30 +173,30 @@ void Device::requestTrackingAuthorization(std::function<void(TrackingStatus)> co
 }
 
 void Device::setModel(std::optional<std::string> model) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   model_ = std::move(model);
 }
 
 void Device::setSystem(std::string name, std::string version) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   systemName_ = std::move(name);
   systemVersion_ = std::move(version);
 }
 
 void Device::setIdentifierForVendor(std::optional<std::string> id) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   identifierForVendor_ = std::move(id);
 }
 
 void Device::setTracking(bool hasManager, TrackingStatus status, std::optional<std::string> advertisingId) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   hasTrackingManager_ = hasManager;
   trackingStatus_ = status;
   advertisingIdentifier_ = std::move(advertisingId);
 }
 
 void Device::setTrackingRequestHandler(std::function<void(std::function<void(TrackingStatus)>)> handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   trackingRequestHandler_ = std::move(handler);
 }
 

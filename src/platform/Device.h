@@ -3,10 +3,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -63,18 +64,19 @@ class Device : public std::enable_shared_from_this<Device> {
   void setTrackingRequestHandler(std::function<void(std::function<void(TrackingStatus)>)> handler);
 
  private:
-  mutable std::mutex mutex_;
-  std::optional<std::string> hwMachine_;
-  std::optional<std::string> kernOsVersion_;
-  std::map<std::string, std::string> otherSysctlValues_;  // names a host or test sets beyond the two above
-  std::optional<std::string> model_;
-  std::string systemName_;
-  std::string systemVersion_;
-  std::optional<std::string> identifierForVendor_;
-  bool hasTrackingManager_ = false;
-  TrackingStatus trackingStatus_ = NotDetermined;
-  std::optional<std::string> advertisingIdentifier_;
-  std::function<void(std::function<void(TrackingStatus)>)> trackingRequestHandler_;
+  mutable Mutex mutex_;
+  std::optional<std::string> hwMachine_ GUARDED_BY(mutex_);
+  std::optional<std::string> kernOsVersion_ GUARDED_BY(mutex_);
+  // Names a host or test sets beyond the two above.
+  std::map<std::string, std::string> otherSysctlValues_ GUARDED_BY(mutex_);
+  std::optional<std::string> model_ GUARDED_BY(mutex_);
+  std::string systemName_ GUARDED_BY(mutex_);
+  std::string systemVersion_ GUARDED_BY(mutex_);
+  std::optional<std::string> identifierForVendor_ GUARDED_BY(mutex_);
+  bool hasTrackingManager_ GUARDED_BY(mutex_) = false;
+  TrackingStatus trackingStatus_ GUARDED_BY(mutex_) = NotDetermined;
+  std::optional<std::string> advertisingIdentifier_ GUARDED_BY(mutex_);
+  std::function<void(std::function<void(TrackingStatus)>)> trackingRequestHandler_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

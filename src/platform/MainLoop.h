@@ -1,15 +1,15 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "platform/Clock.h"
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -56,12 +56,12 @@ class MainLoop {
   std::size_t runDue(double now);
 
   std::shared_ptr<Clock> clock_;
-  mutable std::mutex mutex_;
-  std::condition_variable wake_;
-  std::vector<Task> posted_;
-  std::map<TimerId, Timer> timers_;
-  TimerId nextId_ = 1;
-  std::thread::id mainThread_;
+  mutable Mutex mutex_;
+  ConditionVariable wake_;
+  std::vector<Task> posted_ GUARDED_BY(mutex_);
+  std::map<TimerId, Timer> timers_ GUARDED_BY(mutex_);
+  TimerId nextId_ GUARDED_BY(mutex_) = 1;
+  std::thread::id mainThread_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

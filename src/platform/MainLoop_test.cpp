@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ManualClock.h"
+
 namespace tavo::platform {
 namespace {
 

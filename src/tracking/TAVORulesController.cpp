@@ -4,6 +4,7 @@
 #include "inapp/adball/TAVOAdBallPromotion.h"
 #include "inapp/banner/TAVOBannerPromotion.h"
 #include "inapp/strip/TAVOStripCampaign.h"
+#include "platform/MutexLock.h"
 
 namespace tavo {
 
@@ -44,7 +45,7 @@ std::shared_ptr<const TAVORule> TAVORulesController::parseRuleFromResponse(const
 void TAVORulesController::processRule(const std::shared_ptr<const TAVORule>& rule) {
   if (!rule || !rule->campaign) return;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     activeRule_ = rule;
   }
   TAVOLogger::log("Rule received: campaign %@ of type %@", rule->campaign->idPromo,
@@ -52,7 +53,7 @@ void TAVORulesController::processRule(const std::shared_ptr<const TAVORule>& rul
 }
 
 std::shared_ptr<const TAVORule> TAVORulesController::activeRule() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return activeRule_;
 }
 

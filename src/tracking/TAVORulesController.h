@@ -1,8 +1,8 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 #include "tracking/TAVORule.h"
 
@@ -24,8 +24,8 @@ class TAVORulesController {
   std::shared_ptr<const TAVORule> activeRule() const;
 
  private:
-  mutable std::mutex mutex_;  // guards activeRule_
-  std::shared_ptr<const TAVORule> activeRule_;
+  mutable platform::Mutex mutex_;
+  std::shared_ptr<const TAVORule> activeRule_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

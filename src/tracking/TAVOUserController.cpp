@@ -11,6 +11,7 @@
 #include "network/TAVORequestController.h"
 #include "network/TAVOResetUser.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 
 namespace tavo {
@@ -125,7 +126,7 @@ void TAVOUserController::setCustomerId(const std::string& customerId) {
 
 void TAVOUserController::installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& delegate) {
   {
-    std::lock_guard lock(attributionDelegateMutex_);
+    platform::MutexLock lock(attributionDelegateMutex_);
     attributionDelegate_ = delegate;
   }
   auto& controller = TAVOController::sharedInstance();
@@ -195,7 +196,7 @@ void TAVOUserController::showInstallAttribution(const std::shared_ptr<const TAVO
 }
 
 std::shared_ptr<TAVOInstallAttributionDelegate> TAVOUserController::attributionDelegate() const {
-  std::lock_guard lock(attributionDelegateMutex_);
+  platform::MutexLock lock(attributionDelegateMutex_);
   return attributionDelegate_;
 }
 

@@ -39,7 +39,8 @@ TEST_F(UserControllerTest, AStoredUserWithoutServerIdComesBackNew) {
 }
 
 TEST_F(UserControllerTest, ADamagedStoredUserGivesANewOne) {
-  env.platform().userDefaults->setObject(Value(platform::Data{1, 2, 3}), TAVODataStoreController::kUserModelKey);
+  EXPECT_TRUE(
+      env.platform().userDefaults->setObject(Value(platform::Data{1, 2, 3}), TAVODataStoreController::kUserModelKey));
   auto user = TAVOUserController::getSavedUser();
   EXPECT_TRUE(user->isNew);
   EXPECT_FALSE(user->userID);

@@ -12,6 +12,7 @@
 #include "emulator/SqliteDatabase.h"
 #include "emulator/UserRegistry.h"
 #include "emulator/WebServiceResponder.h"
+#include "platform/MutexLock.h"
 
 namespace tavo::emulator {
 
@@ -63,10 +64,10 @@ Emulator::~Emulator() { stop(); }
 void Emulator::stop() {
   if (!server_) return;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     stopping_ = true;
   }
-  stopped_.notify_all();
+  stopped_.notifyAll();
   server_->stop();
   // The listen loop joins its workers before it returns, so no handler runs after this.
   listenThread_.join();
@@ -124,7 +125,7 @@ void Emulator::serveWebService(const httplib::Request& in, httplib::Response& ou
 
   std::function<void(const RecordedRequest&)> observer;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     observer = observer_;
   }
   if (observer) observer(request);
@@ -178,8 +179,9 @@ void Emulator::serveControl(const std::string& command, const httplib::Request& 
 }
 
 void Emulator::waitOutDelay(int milliseconds) {
-  std::unique_lock lock(mutex_);
-  stopped_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return stopping_; });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  platform::MutexLock lock(mutex_);
+  while (!stopping_ && std::chrono::steady_clock::now() < deadline) stopped_.waitUntil(mutex_, deadline);
 }
 
 std::vector<RecordedRequest> Emulator::requests() const { return recorder_->requests(); }
@@ -193,7 +195,7 @@ bool Emulator::waitForRequests(std::size_t count, double timeoutSeconds) const {
 void Emulator::clear() { recorder_->clear(); }
 
 void Emulator::setRequestObserver(std::function<void(const RecordedRequest&)> observer) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   observer_ = std::move(observer);
 }
 
