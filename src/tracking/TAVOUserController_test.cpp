@@ -131,8 +131,8 @@ TEST_F(InstallAttributionTest, ARejectedAnswerReachesNoDelegateAndOneWithoutACam
 
 TEST_F(InstallAttributionTest, ADamagedCacheIsLoggedAndTheServiceIsAskedAgain) {
   TAVOLegacy::setDebuggerOutput(true);
-  env.platform().userDefaults->setObject(Value(platform::Data{'b', 'a', 'd'}),
-                                         TAVODataStoreController::kInstallAttributionCampaignKey);
+  ASSERT_TRUE(env.platform().userDefaults->setObject(Value(platform::Data{'b', 'a', 'd'}),
+                                                     TAVODataStoreController::kInstallAttributionCampaignKey));
   Listener listener(env.platform());
   ask(listener);
   const auto lines = env.logLines();
