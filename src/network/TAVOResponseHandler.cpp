@@ -9,6 +9,7 @@
 #include "persistence/TAVOObservableTransmitObject.h"
 #include "platform/JSONSerialization.h"
 #include "platform/Platform.h"
+#include "tavo/TAVOCampaign.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
@@ -107,6 +108,13 @@ void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOpera
       break;
     }
     case TAVOResponseStartSessionConfig: processConfigResponse(answer, responseBlock); break;
+    case TAVOResponseStartView:
+      processCampaignResponse(answer, TAVOCampaign::StartView, operation, responseBlock);
+      break;
+    case TAVOResponseAdBall: processCampaignResponse(answer, TAVOCampaign::AdBall, operation, responseBlock); break;
+    case TAVOResponseBanner: processCampaignResponse(answer, TAVOCampaign::Banner, operation, responseBlock); break;
+    case TAVOResponseTextBanner: processCampaignResponse(answer, TAVOCampaign::Strip, operation, responseBlock); break;
+    case TAVOResponseTabBar: processCampaignResponse(answer, TAVOCampaign::DynamicTab, operation, responseBlock); break;
     case TAVOResponseInstallAttribution: processInstallAtrributionInfo(answer, responseBlock); break;
     case TAVOResponseShortTrackingUrl: processShortTrackingUrl(answer, responseBlock); break;
     default:
@@ -160,6 +168,27 @@ void TAVOResponseHandler::processConfigResponse(const Value& answer, const Respo
     eventController->parseScreenEvents(events ? *events : Value());
   // An accepted configuration is reported twice: once here and once on the general success path.
   responseBlock(std::nullopt);
+  responseBlock(std::nullopt);
+}
+
+void TAVOResponseHandler::processCampaignResponse(const Value& answer, unsigned long type,
+                                                  const std::shared_ptr<TAVOOperation>& operation,
+                                                  const ResponseBlock& responseBlock) const {
+  TAVOLogger::log("Campaign Response: %@", answer);
+  // A bare number is no campaign answer at all.
+  if (answer.isNumber() || !statusIsOk(answer.get("status"))) {
+    responseBlock(error(TAVOError::StatusError));
+    return;
+  }
+  const Value* response = answer.get("response");
+  if (response && *response == Value("0")) {
+    // No campaign for this user now.
+    onSuccessRequestOperation(operation, false);
+    responseBlock(std::nullopt);
+    return;
+  }
+  onSuccessRequestOperation(operation, true);
+  TAVOController::sharedInstance().processPromotionResponseDictionary(response ? *response : Value(), type);
   responseBlock(std::nullopt);
 }
 

@@ -185,7 +185,7 @@ TEST(EmulatorAnswers, EachOperationOfABatchGetsItsOwnAnswer) {
   EXPECT_EQ(answerOf(answer, "other-host"), (json{{"status", 404}}));
   EXPECT_EQ(answerOf(answer, "other-id"), (json{{"status", 404}}));
   EXPECT_EQ(answerOf(answer, "startview")["response"], *fixtures.campaign("webview"));
-  EXPECT_EQ(answerOf(answer, "strip"), (json{{"status", 200}, {"response", "0"}}));
+  EXPECT_EQ(answerOf(answer, "strip")["response"], *fixtures.campaign("textbanner"));
   EXPECT_EQ(answerOf(answer, "coupons")["response"], fixtures.coupons(std::nullopt));
   EXPECT_EQ(answerOf(answer, "one-coupon")["response"], "0");
   EXPECT_EQ(answerOf(answer, "redeem"), (json{{"status", 200}}));
