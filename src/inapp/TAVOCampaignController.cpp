@@ -54,7 +54,7 @@ bool samePlaceWhenBothKnown(const std::optional<std::string>& wanted, const std:
 }
 
 void logNotShown(const char* format, const TAVOCampaign& campaign) {
-  TAVOLogger::logAndType(StringFormat::format("Campaign %ld not shown: this build has no %@ view",
+  TAVOLogger::logAndType(StringFormat::format("Campaign %ld not shown: the %@ format has no view in this build",
                                               static_cast<long>(campaign.idPromo), format),
                          TAVOLogger::Warning);
 }

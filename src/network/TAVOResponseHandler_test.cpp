@@ -5,9 +5,12 @@
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
+#include "inapp/TAVOCheckBanner.h"
 #include "network/TAVORequest.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOUpdateUser.h"
+#include "persistence/TAVODataStoreController.h"
+#include "tavo/TAVOInAppRequest.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
@@ -129,6 +132,31 @@ TEST_F(ResponseHandlerTest, AUserDataOperationInABatchReadsTheWholeAnswerAndEnds
       TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(retrieving), event("after")});
   EXPECT_EQ(handle(R"({"status":200,"response":{"info":{"tier":"gold"}}})", request), (std::vector<int>{-1}));
   EXPECT_EQ(TAVOController::sharedInstance().currentUser()->userInfo, (platform::Dictionary{{"tier", "gold"}}));
+}
+
+TEST_F(ResponseHandlerTest, ACampaignAnswerIsShownNoneIsSuccessWithoutDataAndABareNumberIsRefused) {
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onSuccess = [&](const std::string& id, bool data) { heard.push_back(id + (data ? " data" : " none")); };
+  TAVOInAppRequest request(TAVOInAppRequest::Banner);
+  request.customId = "slot";
+  request.requestDelegate = delegate;
+  auto check = std::make_shared<TAVOCheckBanner>();
+  check->initWithRequest(request);
+  const auto batch = TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(check)});
+  const auto counted = [] {
+    return TAVOController::sharedInstance().dataStoreController()->campaignTimesShown("TAVO_31_banner");
+  };
+
+  EXPECT_EQ(handle(R"({"status":200,"response":"0"})", batch), (std::vector<int>{-1}));
+  EXPECT_EQ(handle(R"({"status":200,"response":{"id":31,"tavo_banner_time":5}})", batch), (std::vector<int>{-1}));
+  EXPECT_EQ(counted(), 1);
+  EXPECT_EQ(handle(R"({"status":"500","response":{"id":31}})", batch), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"({"operations":[{"id":")" + batch->operations()[0]->operationId + R"(","response":2.5}]})",
+                   batch),
+            (std::vector<int>{3}));
+  EXPECT_EQ(counted(), 1);
+  EXPECT_EQ(heard, (std::vector<std::string>{"slot none", "slot data"}));
 }
 
 }  // namespace
