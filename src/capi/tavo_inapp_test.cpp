@@ -18,7 +18,9 @@ namespace {
 
 using platform::Value;
 
-void record(const char* json, void* heard) { static_cast<std::vector<Value>*>(heard)->push_back(*platform::JSONSerialization::JSONObjectWithData(json)); }
+void record(const char* json, void* heard) {
+  static_cast<std::vector<Value>*>(heard)->push_back(*platform::JSONSerialization::JSONObjectWithData(json));
+}
 
 Value whitelistRead() {
   char* json = tavo_whitelist_json();

@@ -10,8 +10,8 @@
 #include "network/TAVOResetUser.h"
 #include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
-#include "tavo/TAVOInAppRequest.h"
 #include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInAppRequest.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVOUser.h"
@@ -152,8 +152,7 @@ TEST_F(ResponseHandlerTest, ACampaignAnswerIsShownNoneIsSuccessWithoutDataAndABa
   EXPECT_EQ(handle(R"({"status":200,"response":{"id":31,"tavo_banner_time":5}})", batch), (std::vector<int>{-1}));
   EXPECT_EQ(counted(), 1);
   EXPECT_EQ(handle(R"({"status":"500","response":{"id":31}})", batch), (std::vector<int>{3}));
-  EXPECT_EQ(handle(R"({"operations":[{"id":")" + batch->operations()[0]->operationId + R"(","response":2.5}]})",
-                   batch),
+  EXPECT_EQ(handle(R"({"operations":[{"id":")" + batch->operations()[0]->operationId + R"(","response":2.5}]})", batch),
             (std::vector<int>{3}));
   EXPECT_EQ(counted(), 1);
   EXPECT_EQ(heard, (std::vector<std::string>{"slot none", "slot data"}));

@@ -689,7 +689,8 @@ TEST_F(SdkAgainstEmulator, EachInAppCheckGetsItsCampaignOrNoneAndImpressionsAndC
   ask(TAVOInAppRequest::Banner, "banner");
   ask(TAVOInAppRequest::Banner, "empty slot", "nowhere");
   ask(TAVOInAppRequest::TabBar, "tab");  // no host tab bar controller: refused
-  EXPECT_TRUE(env.logged("TAVOLogger: 4 - There's not TabBarController defined for Dynamic Tab. Check tAVo Documentation"));
+  EXPECT_TRUE(
+      env.logged("TAVOLogger: 4 - There's not TabBarController defined for Dynamic Tab. Check tAVo Documentation"));
   // The dynamic tab's check as it goes once the host has a tab bar controller.
   TAVOInAppRequest tabRequest(TAVOInAppRequest::TabBar);
   tabRequest.customId = "tab";
@@ -703,11 +704,12 @@ TEST_F(SdkAgainstEmulator, EachInAppCheckGetsItsCampaignOrNoneAndImpressionsAndC
                                                     "startview campaign", "strip campaign", "tab campaign"}));
   // Each campaign was counted and reached its format's view.
   const auto store = TAVOController::sharedInstance().dataStoreController();
-  for (const auto& [key, format] : std::vector<std::pair<std::string, std::string>>{{"501_startview", "start view"},
-                                                                                    {"502_banner", "banner"},
-                                                                                    {"503_adball", "AdBall"},
-                                                                                    {"504_strip", "strip"},
-                                                                                    {"505_dynamictab", "dynamic tab"}}) {
+  for (const auto& [key, format] :
+       std::vector<std::pair<std::string, std::string>>{{"501_startview", "start view"},
+                                                        {"502_banner", "banner"},
+                                                        {"503_adball", "AdBall"},
+                                                        {"504_strip", "strip"},
+                                                        {"505_dynamictab", "dynamic tab"}}) {
     EXPECT_EQ(store->campaignTimesShown("TAVO_" + key), 1) << key;
     EXPECT_TRUE(env.logged("TAVOLogger: 8 - Campaign " + key.substr(0, 3) + " not shown: the " + format +
                            " format has no view in this build"))
@@ -718,9 +720,9 @@ TEST_F(SdkAgainstEmulator, EachInAppCheckGetsItsCampaignOrNoneAndImpressionsAndC
   emulator.answerStatus(500);
   ask(TAVOInAppRequest::StartView, "refused");
   ASSERT_TRUE(settleUntil([&] { return heardSoFar().size() == 7; })) << arrivals(emulator);
-  EXPECT_EQ(heardSoFar(), (std::vector<std::string>{"adball campaign", "banner campaign", "empty slot none",
-                                                    "refused failed", "startview campaign", "strip campaign",
-                                                    "tab campaign"}));
+  EXPECT_EQ(heardSoFar(),
+            (std::vector<std::string>{"adball campaign", "banner campaign", "empty slot none", "refused failed",
+                                      "startview campaign", "strip campaign", "tab campaign"}));
   EXPECT_EQ(store->campaignTimesShown("TAVO_501_startview"), 1);
 
   TAVOLegacy::sendImpression(TAVOCampaign::StartView, "501");
