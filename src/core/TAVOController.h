@@ -73,6 +73,8 @@ class TAVOController {
   void sendImpression(unsigned long communicationType, const std::string& campaignId);
   void sendClick(unsigned long communicationType, const std::string& campaignId);
   platform::Dictionary prepareUserInfo() const;
+  // A link that opened the app: a short link is resolved, anything else is handled as a deep link.
+  void handleLink(const std::optional<std::string>& url);
 
   // The host's in-app request, by its kind: 0 start view, 1 AdBall, 2 strip, 3 banner, 4 dynamic tab, 5 to 8
   // coupons, 9 native ads. The coupon operations 6 to 8 need the coupon id, native ads a TAVONativeAdRequest
@@ -101,8 +103,6 @@ class TAVOController {
   std::optional<std::string> locationCity() const { return std::nullopt; }
   bool alreadyRated() const { return false; }
   bool hasHostTabBarController() const { return false; }
-  // A link that opened the app: a short link is resolved, anything else is handled as a deep link.
-  void handleLink(const std::optional<std::string>& url);
 
   std::int32_t connectionStatus() const { return connectionStatus_.load(); }
   void setConnectionStatusTo(std::int32_t status) { connectionStatus_.store(status); }
