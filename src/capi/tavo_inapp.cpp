@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +17,7 @@
 #include "inapp/strip/TAVOStripCampaign.h"
 #include "inapp/tab/TAVOTabBarPromotion.h"
 #include "platform/JSONSerialization.h"
+#include "platform/MutexLock.h"
 #include "tavo/TAVO.h"
 #include "tavo/tavo.h"
 
@@ -114,7 +114,7 @@ class CInAppDelegates {
 
   // The listener for these callbacks, made on first use; created tells whether it was.
   std::shared_ptr<tavo::TAVOInAppMessageDelegate> delegateFor(const tavo_in_app_delegate& callbacks, bool& created) {
-    std::lock_guard lock(mutex_);
+    tavo::platform::MutexLock lock(mutex_);
     for (const auto& [known, delegate] : entries_)
       if (sameDelegate(known, callbacks)) {
         created = false;
@@ -126,7 +126,7 @@ class CInAppDelegates {
 
   // Forgets the listener for these callbacks and returns it (none when there was none).
   std::shared_ptr<tavo::TAVOInAppMessageDelegate> take(const tavo_in_app_delegate& callbacks) {
-    std::lock_guard lock(mutex_);
+    tavo::platform::MutexLock lock(mutex_);
     const auto found = std::find_if(entries_.begin(), entries_.end(),
                                     [&](const auto& entry) { return sameDelegate(entry.first, callbacks); });
     if (found == entries_.end()) return nullptr;
@@ -136,8 +136,9 @@ class CInAppDelegates {
   }
 
  private:
-  std::mutex mutex_;
-  std::vector<std::pair<tavo_in_app_delegate, std::shared_ptr<tavo::TAVOInAppMessageDelegate>>> entries_;
+  tavo::platform::Mutex mutex_;
+  std::vector<std::pair<tavo_in_app_delegate, std::shared_ptr<tavo::TAVOInAppMessageDelegate>>> entries_
+      GUARDED_BY(mutex_);
 };
 
 bool present(const tavo_in_app_request* request) {

@@ -10,7 +10,6 @@
 #include "core/SecurityController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOAppController.h"
-#include "core/TAVOControllerTestAccess.h"
 #include "core/TAVODeviceController.h"
 #include "core/TAVOLogger.h"
 #include "core/TAVOSessionController.h"
@@ -25,10 +24,12 @@
 #include "network/TAVORequestController.h"
 #include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tavo/TAVOInAppRequest.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOShoppingCartController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
@@ -36,16 +37,6 @@
 namespace tavo {
 
 namespace {
-
-std::mutex& creationMutex() {
-  static std::mutex mutex;
-  return mutex;
-}
-
-std::atomic<TAVOController*>& instance() {
-  static std::atomic<TAVOController*> controller{nullptr};
-  return controller;
-}
 
 constexpr std::size_t kApiKeyLength = 9;
 
@@ -58,9 +49,19 @@ std::shared_ptr<Check> checkWithRequest(const Request& request) {
 
 }  // namespace
 
+std::atomic<TAVOController*>& TAVOController::instance() {
+  static std::atomic<TAVOController*> controller{nullptr};
+  return controller;
+}
+
+platform::Mutex& TAVOController::creationMutex() {
+  static platform::Mutex mutex;
+  return mutex;
+}
+
 TAVOController& TAVOController::sharedInstance() {
   if (TAVOController* controller = instance().load(std::memory_order_acquire)) return *controller;
-  std::lock_guard lock(creationMutex());
+  platform::MutexLock lock(creationMutex());
   if (TAVOController* controller = instance().load(std::memory_order_relaxed)) return *controller;
   // Published only once initialised; a sub-controller must not ask for the shared controller while it is
   // being built (that would wait here for ever).
@@ -82,6 +83,7 @@ void TAVOController::initTAVO() {
   fresh.promotion = std::make_shared<TAVOCampaignController>();
   fresh.webSDK = std::make_shared<TAVOWebSDKController>();
   fresh.security = std::make_shared<SecurityController>();
+  fresh.rules = std::make_shared<TAVORulesController>();
   fresh.event = std::make_shared<TAVOEventController>();
   fresh.attribution = std::make_shared<TAVOAttributionController>();
   fresh.user = std::make_shared<TAVOUserController>();
@@ -90,7 +92,7 @@ void TAVOController::initTAVO() {
   std::shared_ptr<const TAVOUser> user = TAVOUserController::getSavedUser();
   SubControllers previous;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     previous = std::exchange(subControllers_, std::move(fresh));
     appVersion_ = std::move(version);
     currentUser_ = std::move(user);
@@ -98,7 +100,7 @@ void TAVOController::initTAVO() {
   // The previous life ends outside the lock: its observers may be finishing a delivery on another thread.
   previous = SubControllers();
   {
-    std::lock_guard lock(inAppDelegatesMutex_);
+    platform::MutexLock lock(inAppDelegatesMutex_);
     inAppDelegates_.clear();
     couponsDelegates_ = std::make_shared<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>>();
   }
@@ -106,7 +108,7 @@ void TAVOController::initTAVO() {
 
 void TAVOController::generateApiKeyAndApiUserFrom(const std::optional<std::string>& key) {
   if (!key || key->size() < kApiKeyLength + 1) return;
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!apiUser_) apiUser_ = key->substr(0, key->size() - kApiKeyLength);
   if (!apiKey_) apiKey_ = key->substr(key->size() - kApiKeyLength);
 }
@@ -317,42 +319,42 @@ void TAVOController::handleLink(const std::optional<std::string>& url) {
 }
 
 std::optional<std::string> TAVOController::apiUser() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return apiUser_;
 }
 
 std::optional<std::string> TAVOController::apiKey() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return apiKey_;
 }
 
 std::optional<std::string> TAVOController::sessionKey() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return sessionKey_;
 }
 
 void TAVOController::setSessionKey(const std::optional<std::string>& key) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   sessionKey_ = key;
 }
 
 std::string TAVOController::appVersion() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return appVersion_;
 }
 
 std::shared_ptr<const TAVOUser> TAVOController::currentUser() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return currentUser_;
 }
 
 void TAVOController::setCurrentUser(std::shared_ptr<const TAVOUser> user) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   currentUser_ = std::move(user);
 }
 
 std::shared_ptr<const TAVOUser> TAVOController::updateCurrentUser(const std::function<void(TAVOUser&)>& change) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   auto next = currentUser_ ? std::make_shared<TAVOUser>(*currentUser_) : std::make_shared<TAVOUser>();
   change(*next);
   currentUser_ = next;
@@ -360,73 +362,78 @@ std::shared_ptr<const TAVOUser> TAVOController::updateCurrentUser(const std::fun
 }
 
 void TAVOController::persistCurrentUser() {
-  std::lock_guard lock(persistMutex_);
+  platform::MutexLock lock(persistMutex_);
   TAVOUserController::saveUser(currentUser());
 }
 
 std::shared_ptr<TAVODataStoreController> TAVOController::dataStoreController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.dataStore;
 }
 
 std::shared_ptr<TAVORequestController> TAVOController::requestController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.request;
 }
 
 std::shared_ptr<TAVOEventController> TAVOController::eventController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.event;
 }
 
 std::shared_ptr<TAVODeviceController> TAVOController::deviceController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.device;
 }
 
 std::shared_ptr<TAVOSessionController> TAVOController::sessionController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.session;
 }
 
 std::shared_ptr<TAVOShoppingCartController> TAVOController::shoppingCartController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.shoppingCart;
 }
 
 std::shared_ptr<TAVOCampaignController> TAVOController::promotionViewController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.promotion;
 }
 
 std::shared_ptr<SecurityController> TAVOController::securityController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.security;
 }
 
+std::shared_ptr<TAVORulesController> TAVOController::rulesController() const {
+  platform::MutexLock lock(mutex_);
+  return subControllers_.rules;
+}
+
 std::shared_ptr<TAVOUserController> TAVOController::userController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.user;
 }
 
 std::shared_ptr<TAVOAttributionController> TAVOController::attributionController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.attribution;
 }
 
 std::shared_ptr<TAVOShortUrlController> TAVOController::shortUrlController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.shortUrl;
 }
 
 std::shared_ptr<TAVOWebSDKController> TAVOController::webSDKController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.webSDK;
 }
 
 void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
   if (!delegate) return;
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   for (const auto& entry : inAppDelegates_)
     if (entry.lock() == delegate) return;
   inAppDelegates_.push_back(delegate);
@@ -434,7 +441,7 @@ void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDele
 
 void TAVOController::removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
   if (!delegate) return;
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   // Entries whose host object is gone are dropped on the way.
   std::erase_if(inAppDelegates_, [&](const auto& entry) {
     const auto live = entry.lock();
@@ -443,14 +450,14 @@ void TAVOController::removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageD
 }
 
 void TAVOController::addCouponsDelegate(const std::shared_ptr<TAVOCouponsDelegate>& delegate) {
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   auto next = std::make_shared<std::vector<std::weak_ptr<TAVOCouponsDelegate>>>(*couponsDelegates_);
   next->push_back(delegate);
   couponsDelegates_ = std::move(next);
 }
 
 std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> TAVOController::liveInAppDelegates() const {
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> snapshot;
   snapshot.reserve(inAppDelegates_.size());
   for (const auto& entry : inAppDelegates_)
@@ -492,7 +499,7 @@ void TAVOController::invokeOnBatchNativeAdReceivedDelegate(
 void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TAVOCoupon>>& coupons, bool failed) {
   std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> delegates;
   {
-    std::lock_guard lock(inAppDelegatesMutex_);
+    platform::MutexLock lock(inAppDelegatesMutex_);
     delegates = couponsDelegates_;
   }
   for (const auto& entry : *delegates) {
@@ -504,15 +511,6 @@ void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TA
       delegate->onCouponsReceived(coupons);
     }
   }
-}
-
-TAVOController* TAVOControllerTestAccess::existingInstance() { return instance().load(std::memory_order_acquire); }
-
-void TAVOControllerTestAccess::replaceSharedInstance() {
-  std::lock_guard lock(creationMutex());
-  // The old controller is kept, not deleted: a stray task of the previous test may still hold a reference.
-  static std::vector<std::unique_ptr<TAVOController>> retired;
-  if (TAVOController* old = instance().exchange(nullptr)) retired.emplace_back(old);
 }
 
 }  // namespace tavo

@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "inapp/TAVOCouponsDelegate.h"
+#include "platform/Mutex.h"
 #include "tavo/TAVOInAppMessageDelegate.h"
 #include "tavo/platform/Value.h"
 
@@ -25,6 +25,7 @@ class TAVODataStoreController;
 class TAVODeviceController;
 class TAVOEventController;
 class TAVORequestController;
+class TAVORulesController;
 class TAVOSessionController;
 class TAVOShoppingCartController;
 class TAVOShortUrlController;
@@ -131,6 +132,7 @@ class TAVOController {
   std::shared_ptr<TAVOShoppingCartController> shoppingCartController() const;
   std::shared_ptr<TAVOCampaignController> promotionViewController() const;
   std::shared_ptr<SecurityController> securityController() const;
+  std::shared_ptr<TAVORulesController> rulesController() const;
   std::shared_ptr<TAVOEventController> eventController() const;
   std::shared_ptr<TAVOUserController> userController() const;
   std::shared_ptr<TAVOAttributionController> attributionController() const;
@@ -161,6 +163,10 @@ class TAVOController {
   friend struct TAVOControllerTestAccess;
   TAVOController() = default;
 
+  // The shared controller once published, and the lock that makes its creation happen once.
+  static std::atomic<TAVOController*>& instance();
+  static platform::Mutex& creationMutex();
+
   // Everything initTAVO rebuilds, swapped in as one piece so a reader on another thread sees one life.
   struct SubControllers {
     std::shared_ptr<TAVODataStoreController> dataStore;
@@ -171,6 +177,7 @@ class TAVOController {
     std::shared_ptr<TAVOCampaignController> promotion;
     std::shared_ptr<TAVOWebSDKController> webSDK;
     std::shared_ptr<SecurityController> security;
+    std::shared_ptr<TAVORulesController> rules;
     std::shared_ptr<TAVOEventController> event;
     std::shared_ptr<TAVOAttributionController> attribution;
     std::shared_ptr<TAVOUserController> user;
@@ -186,22 +193,23 @@ class TAVOController {
   std::atomic<std::int32_t> connectionStatus_{NotStarted};
   std::atomic<std::uint64_t> logLevel_{0};
 
-  mutable std::mutex mutex_;  // guards the members below
-  SubControllers subControllers_;
-  std::optional<std::string> apiUser_;
-  std::optional<std::string> apiKey_;
-  std::optional<std::string> sessionKey_;
-  std::string appVersion_;
-  std::shared_ptr<const TAVOUser> currentUser_;
+  mutable platform::Mutex mutex_;
+  SubControllers subControllers_ GUARDED_BY(mutex_);
+  std::optional<std::string> apiUser_ GUARDED_BY(mutex_);
+  std::optional<std::string> apiKey_ GUARDED_BY(mutex_);
+  std::optional<std::string> sessionKey_ GUARDED_BY(mutex_);
+  std::string appVersion_ GUARDED_BY(mutex_);
+  std::shared_ptr<const TAVOUser> currentUser_ GUARDED_BY(mutex_);
 
   // Saves of the current user one at a time, each of the user as it is when its turn comes: the main thread
   // and the request queue both save it, and an older user must never be written over a newer one.
-  std::mutex persistMutex_;
+  platform::Mutex persistMutex_ ACQUIRED_BEFORE(mutex_);
 
-  mutable std::mutex inAppDelegatesMutex_;
-  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_;
+  mutable platform::Mutex inAppDelegatesMutex_;
+  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_ GUARDED_BY(inAppDelegatesMutex_);
   // Replaced, never changed in place: a fan-out walks the list it started with.
-  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_;
+  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_
+      GUARDED_BY(inAppDelegatesMutex_);
 };
 
 }  // namespace tavo

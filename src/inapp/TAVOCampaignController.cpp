@@ -14,6 +14,7 @@
 #include "inapp/strip/TAVOStripCampaign.h"
 #include "inapp/tab/TAVOTabBarPromotion.h"
 #include "platform/Device.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOCampaign.h"
 
@@ -101,7 +102,7 @@ void TAVOCampaignController::displayCampaign(const std::shared_ptr<TAVOCampaign>
   const auto mainLoop = platform::Platform::shared().mainLoop;
   std::weak_ptr<TAVOCampaignController> weakSelf = weak_from_this();
   {
-    std::lock_guard lock(timesShownMutex_);
+    platform::MutexLock lock(timesShownMutex_);
     if (!campaign->checkTimesShown()) {
       // Over its limit: a strip or AdBall of this type now on screen goes too.
       const unsigned long type = campaign->type;
@@ -215,7 +216,7 @@ void TAVOCampaignController::showPromotion(const std::shared_ptr<TAVOPromotionVi
     controller->setIsShowing(true);
     return;
   }
-  std::lock_guard lock(currentPromosMutex_);
+  platform::MutexLock lock(currentPromosMutex_);
   currentPromos_.push_back(controller);
 }
 
@@ -225,13 +226,13 @@ void TAVOCampaignController::closePromo(const std::shared_ptr<TAVOPromotionViewC
 }
 
 void TAVOCampaignController::removeFromCurrentPromos(const std::shared_ptr<TAVOPromotionViewController>& controller) {
-  std::lock_guard lock(currentPromosMutex_);
+  platform::MutexLock lock(currentPromosMutex_);
   std::erase(currentPromos_, controller);
 }
 
 void TAVOCampaignController::onPresented() {
   if (!startView_) return;
-  std::lock_guard lock(currentPromosMutex_);
+  platform::MutexLock lock(currentPromosMutex_);
   currentPromos_.push_back(startView_);
 }
 
@@ -262,7 +263,7 @@ bool TAVOCampaignController::isAdBallShowing() const {
 }
 
 std::vector<std::shared_ptr<TAVOPromotionViewController>> TAVOCampaignController::currentPromos() const {
-  std::lock_guard lock(currentPromosMutex_);
+  platform::MutexLock lock(currentPromosMutex_);
   return currentPromos_;
 }
 

@@ -3,11 +3,11 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -82,9 +82,9 @@ class TAVOCampaignController : public std::enable_shared_from_this<TAVOCampaignC
 
   std::atomic<bool> blockPromotions_{false};
   // The show limit's check and count are one step: two answers of one campaign may arrive at once.
-  std::mutex timesShownMutex_;
-  mutable std::mutex currentPromosMutex_;  // guards currentPromos_
-  std::vector<std::shared_ptr<TAVOPromotionViewController>> currentPromos_;
+  platform::Mutex timesShownMutex_;
+  mutable platform::Mutex currentPromosMutex_;
+  std::vector<std::shared_ptr<TAVOPromotionViewController>> currentPromos_ GUARDED_BY(currentPromosMutex_);
 
   // Main thread only.
   std::shared_ptr<TAVOPromotionViewController> adBallViewController_;

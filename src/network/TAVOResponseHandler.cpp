@@ -11,6 +11,7 @@
 #include "platform/Platform.h"
 #include "tavo/TAVOCampaign.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
 
@@ -22,6 +23,14 @@ using platform::Value;
 namespace {
 
 std::optional<TAVOError> error(std::int32_t code) { return TAVOError::errorWithCode(code); }
+
+// How an answer that must be an object with an accepted status fails: error 2 when it is no object, error 3
+// when its status is missing or refused; nothing when it is fine.
+std::optional<TAVOError> objectAnswerFailure(const Value& answer) {
+  if (!answer.isDictionary()) return error(TAVOError::UnexpectedError);
+  if (!TAVOResponseHandler::statusIsOk(answer.get("status"))) return error(TAVOError::StatusError);
+  return std::nullopt;
+}
 
 }  // namespace
 
@@ -115,6 +124,7 @@ void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOpera
     case TAVOResponseBanner: processCampaignResponse(answer, TAVOCampaign::Banner, operation, responseBlock); break;
     case TAVOResponseTextBanner: processCampaignResponse(answer, TAVOCampaign::Strip, operation, responseBlock); break;
     case TAVOResponseTabBar: processCampaignResponse(answer, TAVOCampaign::DynamicTab, operation, responseBlock); break;
+    case TAVOResponseRule: processRuleResponse(answer, operation, responseBlock); break;
     case TAVOResponseInstallAttribution: processInstallAtrributionInfo(answer, responseBlock); break;
     case TAVOResponseShortTrackingUrl: processShortTrackingUrl(answer, responseBlock); break;
     default:
@@ -154,12 +164,8 @@ void TAVOResponseHandler::processJSONResponse(const Value& json, const ResponseB
 }
 
 void TAVOResponseHandler::processConfigResponse(const Value& answer, const ResponseBlock& responseBlock) const {
-  if (!answer.isDictionary()) {
-    responseBlock(error(TAVOError::UnexpectedError));
-    return;
-  }
-  if (!statusIsOk(answer.get("status"))) {
-    responseBlock(error(TAVOError::StatusError));
+  if (const auto failure = objectAnswerFailure(answer)) {
+    responseBlock(failure);
     return;
   }
   const Value* config = answer.get("config");
@@ -192,6 +198,19 @@ void TAVOResponseHandler::processCampaignResponse(const Value& answer, unsigned 
   responseBlock(std::nullopt);
 }
 
+void TAVOResponseHandler::processRuleResponse(const Value& answer, const std::shared_ptr<TAVOOperation>& operation,
+                                              const ResponseBlock& responseBlock) const {
+  if (const auto failure = objectAnswerFailure(answer)) {
+    responseBlock(failure);
+    return;
+  }
+  const auto rule = TAVORulesController::parseRuleFromResponse(answer);
+  if (rule)
+    if (auto rules = TAVOController::sharedInstance().rulesController()) rules->processRule(rule);
+  onSuccessRequestOperation(operation, rule != nullptr);
+  responseBlock(std::nullopt);
+}
+
 void TAVOResponseHandler::processInstallAtrributionInfo(const Value& answer, const ResponseBlock& responseBlock) const {
   TAVOLogger::log("Install Attribution Response: %@", answer);
   if (answer.isNull()) {
@@ -214,10 +233,7 @@ void TAVOResponseHandler::processInstallAtrributionInfo(const Value& answer, con
 
 void TAVOResponseHandler::processShortTrackingUrl(const Value& answer, const ResponseBlock& responseBlock) const {
   TAVOLogger::log("STU Response: %@", answer);
-  if (answer.isNull()) {
-    responseBlock(std::nullopt);
-    return;
-  }
+  // No answer at all has no status either: refused.
   if (!statusIsOk(answer.get("status"))) {
     responseBlock(error(TAVOError::StatusError));
     return;

@@ -38,6 +38,10 @@ class TAVOResponseHandler {
   void processCampaignResponse(const platform::Value& answer, unsigned long type,
                                const std::shared_ptr<TAVOOperation>& operation,
                                const ResponseBlock& responseBlock) const;
+  // A rule check: the rule in the answer, if any, goes to the rules controller; the host hears of success,
+  // with data only when a rule came.
+  void processRuleResponse(const platform::Value& answer, const std::shared_ptr<TAVOOperation>& operation,
+                           const ResponseBlock& responseBlock) const;
   // "data" -> "attributionInfo" to the user controller, shown to the host's delegate on the main thread.
   void processInstallAtrributionInfo(const platform::Value& answer, const ResponseBlock& responseBlock) const;
   // "data" -> "url" handed to the host's continue-user-activity handler on the main thread.

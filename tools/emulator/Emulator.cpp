@@ -12,6 +12,7 @@
 #include "emulator/SqliteDatabase.h"
 #include "emulator/UserRegistry.h"
 #include "emulator/WebServiceResponder.h"
+#include "platform/MutexLock.h"
 
 namespace tavo::emulator {
 
@@ -65,10 +66,10 @@ Emulator::~Emulator() { stop(); }
 void Emulator::stop() {
   if (!server_) return;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     stopping_ = true;
   }
-  stopped_.notify_all();
+  stopped_.notifyAll();
   server_->stop();
   // The listen loop joins its workers before it returns, so no handler runs after this.
   listenThread_.join();
@@ -130,7 +131,7 @@ void Emulator::serveWebService(const httplib::Request& in, httplib::Response& ou
 
   std::function<void(const RecordedRequest&)> observer;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     observer = observer_;
   }
   if (observer) observer(request);
@@ -184,8 +185,9 @@ void Emulator::serveControl(const std::string& command, const httplib::Request& 
 }
 
 void Emulator::waitOutDelay(int milliseconds) {
-  std::unique_lock lock(mutex_);
-  stopped_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return stopping_; });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  platform::MutexLock lock(mutex_);
+  while (!stopping_ && std::chrono::steady_clock::now() < deadline) stopped_.waitUntil(mutex_, deadline);
 }
 
 std::vector<RecordedRequest> Emulator::requests() const { return recorder_->requests(); }
@@ -204,7 +206,7 @@ void Emulator::clear() {
 std::vector<InAppLedger::Entry> Emulator::inAppEntries() const { return inApp_.entries(); }
 
 void Emulator::setRequestObserver(std::function<void(const RecordedRequest&)> observer) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   observer_ = std::move(observer);
 }
 

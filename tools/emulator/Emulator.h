@@ -1,10 +1,8 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -14,6 +12,8 @@
 #include "emulator/FailureSwitches.h"
 #include "emulator/InAppLedger.h"
 #include "emulator/RecordedRequest.h"
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace httplib {
 struct Request;
@@ -99,10 +99,10 @@ class Emulator {
   std::unique_ptr<EmulatorHttpServer> server_;
   std::thread listenThread_;
 
-  mutable std::mutex mutex_;  // guards the two below
-  std::condition_variable stopped_;
-  bool stopping_ = false;
-  std::function<void(const RecordedRequest&)> observer_;
+  mutable platform::Mutex mutex_;
+  platform::ConditionVariable stopped_;
+  bool stopping_ GUARDED_BY(mutex_) = false;
+  std::function<void(const RecordedRequest&)> observer_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::emulator

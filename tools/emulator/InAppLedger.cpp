@@ -3,6 +3,8 @@
 #include <array>
 #include <string_view>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::emulator {
 
 namespace {
@@ -60,7 +62,7 @@ std::vector<InAppLedger::CheckOutcome> InAppLedger::checkOutcomes(const Recorded
 
 void InAppLedger::record(const RecordedRequest& request) {
   const auto outcomes = checkOutcomes(request);
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   for (const auto& outcome : outcomes) ++entry(campaignTypeOfCheck(outcome.checkType), outcome.campaignId).checks;
   if (request.kind != RecordedRequest::kBatch) return;
   for (std::size_t i = 0; i < request.operations.size(); ++i) {
@@ -82,7 +84,7 @@ void InAppLedger::record(const RecordedRequest& request) {
 }
 
 void InAppLedger::clear() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   entries_.clear();
 }
 
@@ -94,7 +96,7 @@ InAppLedger::Entry& InAppLedger::entry(int campaignType, const std::string& camp
 }
 
 std::vector<InAppLedger::Entry> InAppLedger::entries() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   std::vector<Entry> list;
   list.reserve(entries_.size());
   for (const auto& [key, tally] : entries_) list.push_back(tally);

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "emulator/RecordedRequest.h"
+#include "platform/Mutex.h"
 
 namespace tavo::emulator {
 
@@ -45,10 +45,10 @@ class InAppLedger {
   nlohmann::ordered_json toJSON() const;
 
  private:
-  Entry& entry(int campaignType, const std::string& campaignId);
+  Entry& entry(int campaignType, const std::string& campaignId) REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;  // guards entries_
-  std::map<std::pair<int, std::string>, Entry> entries_;
+  mutable platform::Mutex mutex_;
+  std::map<std::pair<int, std::string>, Entry> entries_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::emulator

@@ -16,7 +16,7 @@ std::optional<platform::Color> color(const Value* text) {
     return TAVOUtils::hexaStrToColor(*text->asString());
   } catch (const Exception& e) {
     // A colour the server got wrong must not take the app down: the strip keeps the overlay's colour.
-    TAVOLogger::logAndType(e.name() + ": " + *text->asString(), TAVOLogger::Error);
+    TAVOLogger::logAndType(e.name() + ": " + *text->asString(), TAVOLogger::Plain);
     return std::nullopt;
   }
 }
