@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "capi/CInterfaceSupport.h"
 #include "core/MainThreadCheck.h"
 #include "core/TAVOLogger.h"
 #include "platform/Application.h"
@@ -34,10 +35,9 @@ namespace {
 
 using tavo::TAVOLegacy;
 
-std::optional<std::string> text(const char* s) {
-  if (!s) return std::nullopt;
-  return std::string(s);
-}
+using tavo::capi::copy;
+using tavo::capi::list;
+using tavo::capi::text;
 
 // A dictionary from JSON object text; NULL is absent, anything but an object is refused with a log line.
 std::optional<tavo::Dictionary> dictionary(const char* json, const char* what) {
@@ -46,12 +46,6 @@ std::optional<tavo::Dictionary> dictionary(const char* json, const char* what) {
   if (value && value->isDictionary()) return *value->asDictionary();
   tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Plain);
   return std::nullopt;
-}
-
-char* copy(const std::string& s) {
-  char* out = static_cast<char*>(std::malloc(s.size() + 1));
-  if (out) std::memcpy(out, s.c_str(), s.size() + 1);
-  return out;
 }
 
 // The install attribution as the C API hands it over: every key present, null for what is absent.
@@ -83,14 +77,6 @@ tavo::Value attributionValue(const std::shared_ptr<const tavo::TAVOInstallAttrib
                           {"source", campaign->source ? Value(std::move(source)) : Value()},
                       });
   return Value(std::move(out));
-}
-
-std::vector<std::string> list(const char* const* items, size_t count) {
-  std::vector<std::string> out;
-  if (!items) return out;
-  for (size_t i = 0; i < count; ++i)
-    if (items[i]) out.emplace_back(items[i]);
-  return out;
 }
 
 // A call on a handle that is not there changes nothing, and says so.
@@ -295,16 +281,7 @@ void tavo_event_request_set_delegate(tavo_event_request* request, const tavo_req
     request->request.requestDelegate.reset();
     return;
   }
-  const tavo_request_delegate callbacks = *delegate;
-  auto wrapper = std::make_shared<tavo::TAVORequestDelegate>();
-  if (callbacks.on_started)
-    wrapper->onStarted = [callbacks](const std::string& id) { callbacks.on_started(id.c_str(), callbacks.user_data); };
-  if (callbacks.on_success)
-    wrapper->onSuccess = [callbacks](const std::string& id, bool containsData) {
-      callbacks.on_success(id.c_str(), containsData, callbacks.user_data);
-    };
-  if (callbacks.on_failed)
-    wrapper->onFailed = [callbacks](const std::string& id) { callbacks.on_failed(id.c_str(), callbacks.user_data); };
+  const auto wrapper = tavo::capi::requestDelegateFor(*delegate);
   request->delegate = wrapper;
   request->request.requestDelegate = wrapper;
 }

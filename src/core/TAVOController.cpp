@@ -13,12 +13,21 @@
 #include "core/TAVODeviceController.h"
 #include "core/TAVOLogger.h"
 #include "core/TAVOSessionController.h"
+#include "inapp/TAVOCampaignController.h"
+#include "inapp/TAVOCheckAdBall.h"
+#include "inapp/TAVOCheckBanner.h"
+#include "inapp/TAVOCheckCoupon.h"
+#include "inapp/TAVOCheckNativeAd.h"
+#include "inapp/TAVOCheckStartView.h"
+#include "inapp/TAVOCheckTabBar.h"
+#include "inapp/TAVOCheckTextBanner.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInAppRequest.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVORulesController.h"
 #include "tracking/TAVOShoppingCartController.h"
@@ -30,6 +39,13 @@ namespace tavo {
 namespace {
 
 constexpr std::size_t kApiKeyLength = 9;
+
+template <class Check, class Request>
+std::shared_ptr<Check> checkWithRequest(const Request& request) {
+  auto check = std::make_shared<Check>();
+  check->initWithRequest(request);
+  return check;
+}
 
 }  // namespace
 
@@ -64,6 +80,7 @@ void TAVOController::initTAVO() {
   fresh.device = std::make_shared<TAVODeviceController>();
   fresh.session = std::make_shared<TAVOSessionController>();
   fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
+  fresh.promotion = std::make_shared<TAVOCampaignController>();
   fresh.webSDK = std::make_shared<TAVOWebSDKController>();
   fresh.security = std::make_shared<SecurityController>();
   fresh.rules = std::make_shared<TAVORulesController>();
@@ -176,6 +193,120 @@ void TAVOController::sendClick(unsigned long communicationType, const std::strin
             false);
 }
 
+void TAVOController::inAppMessage(const TAVOInAppRequest& request) {
+  const bool hasMessageId = request.inAppMessageId.has_value();
+  switch (request.type) {
+    case TAVOInAppRequest::StartView: checkStartViewWithRequest(request); break;
+    case TAVOInAppRequest::AdBall: checkAdBallWithRequest(request); break;
+    case TAVOInAppRequest::Strip: checkStripWithRequest(request); break;
+    case TAVOInAppRequest::Banner: checkBannerWithRequest(request); break;
+    case TAVOInAppRequest::TabBar: checkTabWithRequest(request); break;
+    case TAVOInAppRequest::CheckCoupon:
+      if (hasMessageId) {
+        checkCouponWithRequest(request);
+      } else {
+        checkCouponsWithRequest(request);
+      }
+      break;
+    case TAVOInAppRequest::RedeemCoupon:
+      if (hasMessageId) {
+        redeemCouponWithRequest(request);
+      } else {
+        TAVOLogger::log("RedeemCoupon: coupon id is mandatory");
+      }
+      break;
+    case TAVOInAppRequest::CancelCouponRedeem:
+      if (hasMessageId) {
+        cancelCouponRedeemWithRequest(request);
+      } else {
+        TAVOLogger::log("CancelCoupon: coupon id is mandatory");
+      }
+      break;
+    case TAVOInAppRequest::CouponValidRedeems:
+      if (hasMessageId) {
+        getCouponValidRedeemsWithRequest(request);
+      } else {
+        TAVOLogger::log("CouponValidRedeems: coupon id is mandatory");
+      }
+      break;
+    case TAVOInAppRequest::NativeAd: {
+      const auto* nativeAd = dynamic_cast<const TAVONativeAdRequest*>(&request);
+      if (!nativeAd) {
+        TAVOLogger::log("Native Ad: request must be TAVONativeAdRequest class");
+      } else if (!nativeAd->templateId) {
+        TAVOLogger::log("Native Ad: parameter template Id is mandatory");
+      } else {
+        checkNativeAdWithRequest(*nativeAd);
+      }
+      break;
+    }
+    default: break;
+  }
+}
+
+void TAVOController::queueInAppCheck(std::shared_ptr<TAVOTransmitObject> check) {
+  requestController()->addOperationToQueue(TAVOOperation::operationWithTransmitObject(std::move(check)));
+}
+
+void TAVOController::checkStartViewWithRequest(const TAVOInAppRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckStartView>(request));
+}
+
+void TAVOController::checkAdBallWithRequest(const TAVOInAppRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckAdBall>(request));
+}
+
+void TAVOController::checkStripWithRequest(const TAVOInAppRequest& request) {
+  // The web service knows the strip as a text banner.
+  queueInAppCheck(checkWithRequest<TAVOCheckTextBanner>(request));
+}
+
+void TAVOController::checkBannerWithRequest(const TAVOInAppRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckBanner>(request));
+}
+
+void TAVOController::checkTabWithRequest(const TAVOInAppRequest& request) {
+  if (!hasHostTabBarController()) {
+    TAVOLogger::log("There's not TabBarController defined for Dynamic Tab. Check tAVo Documentation");
+    return;
+  }
+  queueInAppCheck(checkWithRequest<TAVOCheckTabBar>(request));
+}
+
+void TAVOController::queueCouponCheck(const TAVOInAppRequest& request, std::int32_t couponType) {
+  auto check = checkWithRequest<TAVOCheckCoupon>(request);
+  check->type = couponType;
+  queueInAppCheck(std::move(check));
+}
+
+void TAVOController::checkCouponsWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::CheckCoupons);
+}
+
+void TAVOController::checkCouponWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::CheckCoupon);
+}
+
+void TAVOController::getCouponValidRedeemsWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::ValidRedeems);
+}
+
+void TAVOController::redeemCouponWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::Redeem);
+}
+
+void TAVOController::cancelCouponRedeemWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::Cancel);
+}
+
+void TAVOController::checkNativeAdWithRequest(const TAVONativeAdRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckNativeAd>(request));
+}
+
+void TAVOController::processPromotionResponseDictionary(const platform::Value& response, unsigned long type) {
+  if (auto promotions = promotionViewController()) promotions->processPromotionResponseDictionary(response, type);
+}
+
 platform::Dictionary TAVOController::prepareUserInfo() const { return userController()->prepareUserInfo(); }
 
 void TAVOController::handleLink(const std::optional<std::string>& url) {
@@ -263,6 +394,11 @@ std::shared_ptr<TAVOSessionController> TAVOController::sessionController() const
 std::shared_ptr<TAVOShoppingCartController> TAVOController::shoppingCartController() const {
   platform::MutexLock lock(mutex_);
   return subControllers_.shoppingCart;
+}
+
+std::shared_ptr<TAVOCampaignController> TAVOController::promotionViewController() const {
+  platform::MutexLock lock(mutex_);
+  return subControllers_.promotion;
 }
 
 std::shared_ptr<SecurityController> TAVOController::securityController() const {

@@ -2,6 +2,7 @@
 #include "attribution/TAVOShortUrlController.h"
 #include "attribution/TAVOWebSDKController.h"
 #include "core/MainThreadCheck.h"
+#include "core/SecurityController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVODeviceController.h"
@@ -241,6 +242,75 @@ void TAVOLegacy::setWebSDKDomain(const std::optional<std::string>& domain) {
 void TAVOLegacy::syncWithWebSDK() {
   assertMainThread();
   controller().webSDKController()->sync();
+}
+
+void TAVOLegacy::inAppMessage(const TAVOInAppRequest* request) {
+  assertMainThread();
+  if (!request) {
+    TAVOLogger::log("Inapp message request can not be nil.");
+    return;
+  }
+  const auto* nativeAd = dynamic_cast<const TAVONativeAdRequest*>(request);
+  if (nativeAd && !nativeAd->templateId) {
+    TAVOLogger::log("Native ad request has mandatory field template id. It cannot be nil.");
+    return;
+  }
+  controller().inAppMessage(*request);
+}
+
+void TAVOLegacy::inAppMessage(const TAVOInAppRequest* request,
+                              const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
+  if (!request) {
+    TAVOLogger::log("Inapp message request can not be nil.");
+    return;
+  }
+  // Native ads arrive only through a delegate, so it must be there and hear the request's mode.
+  if (const auto* nativeAd = dynamic_cast<const TAVONativeAdRequest*>(request)) {
+    if (!delegate) {
+      TAVOLogger::log("Inapp message native ad delegate cannot be nil.");
+      return;
+    }
+    if (!nativeAd->isBatch && !delegate->onReceived) {
+      TAVOLogger::log("Inapp message native ad must be implement onReceive:");
+      return;
+    }
+    if (nativeAd->isBatch && !delegate->onBatchNativeAdReceived) {
+      TAVOLogger::log("Inapp message native ad must be implement onBatchNativeAdReceived: in batch mode.");
+      return;
+    }
+  }
+  addInAppDelegate(delegate);
+  inAppMessage(request);
+}
+
+void TAVOLegacy::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
+  assertMainThread();
+  controller().addInAppDelegate(delegate);
+}
+
+void TAVOLegacy::removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
+  assertMainThread();
+  controller().removeInAppDelegate(delegate);
+}
+
+void TAVOLegacy::sendImpression(unsigned long campaignType, const std::string& campaignId) {
+  assertMainThread();
+  controller().sendImpression(campaignType, campaignId);
+}
+
+void TAVOLegacy::sendClick(unsigned long campaignType, const std::string& campaignId) {
+  assertMainThread();
+  controller().sendClick(campaignType, campaignId);
+}
+
+void TAVOLegacy::setWhitelist(const std::optional<std::vector<std::string>>& prefixes) {
+  assertMainThread();
+  controller().securityController()->setWhitelist(prefixes);
+}
+
+std::optional<std::vector<std::string>> TAVOLegacy::whitelist() {
+  assertMainThread();
+  return controller().securityController()->whitelist();
 }
 
 void TAVOLegacy::setDebuggerOutput(bool enabled) {

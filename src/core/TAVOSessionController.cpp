@@ -7,6 +7,7 @@
 
 #include "core/TAVOController.h"
 #include "core/TAVOUtils.h"
+#include "inapp/TAVOCampaignController.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/MutexLock.h"
@@ -134,6 +135,8 @@ void TAVOSessionController::wakeUp() { startSession(); }
 void TAVOSessionController::toSleep() {
   endSession();
   if (auto requests = TAVOController::sharedInstance().requestController()) requests->sendOperations();
+  // In-app communications do not outlive the app's time in front.
+  if (auto promotions = TAVOController::sharedInstance().promotionViewController()) promotions->cleanAllPromos();
 }
 
 double TAVOSessionController::getCurrentSessionTime() const {

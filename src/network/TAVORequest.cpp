@@ -100,6 +100,10 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithTrackOrder(const std::share
   return requestWithObject(order, "addpurchase");
 }
 
+std::shared_ptr<TAVORequest> TAVORequest::requestWithInteract(const std::shared_ptr<TAVOTransmitObject>& interact) {
+  return requestWithObject(interact, "setcommunicationinteract");
+}
+
 std::shared_ptr<TAVORequest> TAVORequest::requestWithObject(const std::shared_ptr<TAVOTransmitObject>& payload,
                                                             const std::string& endPoint) {
   auto request = std::make_shared<TAVORequest>();

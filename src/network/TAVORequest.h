@@ -31,6 +31,9 @@ class TAVORequest : public platform::Codable {
   static std::shared_ptr<TAVORequest> requestWithUpdateUser(const std::shared_ptr<TAVOUpdateUser>& update);
   // A purchase or its cancellation: the order's payload to "addpurchase".
   static std::shared_ptr<TAVORequest> requestWithTrackOrder(const std::shared_ptr<TAVOTrackOrder>& order);
+  // A receipt of the user's interaction with an in-app campaign (a TAVOComunicationInteract) to
+  // "setcommunicationinteract".
+  static std::shared_ptr<TAVORequest> requestWithInteract(const std::shared_ptr<TAVOTransmitObject>& interact);
   // One payload to an action, as a form body of the credentials and the payload's JSON under "json".
   static std::shared_ptr<TAVORequest> requestWithObject(const std::shared_ptr<TAVOTransmitObject>& payload,
                                                         const std::string& endPoint);

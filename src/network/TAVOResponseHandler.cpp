@@ -1,6 +1,5 @@
 #include "network/TAVOResponseHandler.h"
 
-#include "core/Exception.h"
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
@@ -10,6 +9,7 @@
 #include "persistence/TAVOObservableTransmitObject.h"
 #include "platform/JSONSerialization.h"
 #include "platform/Platform.h"
+#include "tavo/TAVOCampaign.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVORulesController.h"
 #include "tracking/TAVOUser.h"
@@ -117,6 +117,13 @@ void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOpera
       break;
     }
     case TAVOResponseStartSessionConfig: processConfigResponse(answer, responseBlock); break;
+    case TAVOResponseStartView:
+      processCampaignResponse(answer, TAVOCampaign::StartView, operation, responseBlock);
+      break;
+    case TAVOResponseAdBall: processCampaignResponse(answer, TAVOCampaign::AdBall, operation, responseBlock); break;
+    case TAVOResponseBanner: processCampaignResponse(answer, TAVOCampaign::Banner, operation, responseBlock); break;
+    case TAVOResponseTextBanner: processCampaignResponse(answer, TAVOCampaign::Strip, operation, responseBlock); break;
+    case TAVOResponseTabBar: processCampaignResponse(answer, TAVOCampaign::DynamicTab, operation, responseBlock); break;
     case TAVOResponseRule: processRuleResponse(answer, operation, responseBlock); break;
     case TAVOResponseInstallAttribution: processInstallAtrributionInfo(answer, responseBlock); break;
     case TAVOResponseShortTrackingUrl: processShortTrackingUrl(answer, responseBlock); break;
@@ -170,19 +177,34 @@ void TAVOResponseHandler::processConfigResponse(const Value& answer, const Respo
   responseBlock(std::nullopt);
 }
 
+void TAVOResponseHandler::processCampaignResponse(const Value& answer, unsigned long type,
+                                                  const std::shared_ptr<TAVOOperation>& operation,
+                                                  const ResponseBlock& responseBlock) const {
+  TAVOLogger::log("Campaign Response: %@", answer);
+  // A bare number is no campaign answer at all.
+  if (answer.isNumber() || !statusIsOk(answer.get("status"))) {
+    responseBlock(error(TAVOError::StatusError));
+    return;
+  }
+  const Value* response = answer.get("response");
+  if (response && *response == Value("0")) {
+    // No campaign for this user now.
+    onSuccessRequestOperation(operation, false);
+    responseBlock(std::nullopt);
+    return;
+  }
+  onSuccessRequestOperation(operation, true);
+  TAVOController::sharedInstance().processPromotionResponseDictionary(response ? *response : Value(), type);
+  responseBlock(std::nullopt);
+}
+
 void TAVOResponseHandler::processRuleResponse(const Value& answer, const std::shared_ptr<TAVOOperation>& operation,
                                               const ResponseBlock& responseBlock) const {
   if (const auto failure = objectAnswerFailure(answer)) {
     responseBlock(failure);
     return;
   }
-  std::shared_ptr<const TAVORule> rule;
-  try {
-    rule = TAVORulesController::parseRuleFromResponse(answer);
-  } catch (const Exception& e) {
-    // A colour the server got wrong must not take the SDK down: that rule is ignored.
-    TAVOLogger::log("Rule ignored: %@", e.reason());
-  }
+  const auto rule = TAVORulesController::parseRuleFromResponse(answer);
   if (rule)
     if (auto rules = TAVOController::sharedInstance().rulesController()) rules->processRule(rule);
   onSuccessRequestOperation(operation, rule != nullptr);

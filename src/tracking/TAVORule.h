@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "inapp/TAVOCampaign.h"
+#include "tavo/TAVOCampaign.h"
 
 namespace tavo {
 

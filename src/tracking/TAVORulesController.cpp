@@ -17,7 +17,7 @@ std::shared_ptr<const TAVORule> TAVORulesController::parseRuleFromResponse(const
     const Value* value = info->get(key);
     return value && value->isString() ? std::optional<std::string>(*value->asString()) : std::nullopt;
   };
-  auto campaign = std::make_shared<TAVOCampaign>(TAVOCampaign::typeFromString(text("type").value_or("")));
+  auto campaign = std::make_shared<TAVOCampaign>(TAVOCampaign::typeFromString(text("type")));
   campaign->promoURL = text("URL");
   const Value* id = info->get("id");
   campaign->idPromo = id ? id->integerValue() : 0;
@@ -36,7 +36,7 @@ std::shared_ptr<const TAVORule> TAVORulesController::parseRuleFromResponse(const
     case TAVOCampaign::Strip: shown = campaign->toStrip(); break;
     default: shown = std::move(campaign); break;
   }
-  shown->parseResponseInfo(*info);  // a format reads its own fields from the same dictionary
+  shown->parseResponseInfo(*info->asDictionary());  // a format reads its own fields from the same dictionary
   auto rule = std::make_shared<TAVORule>();
   rule->campaign = std::move(shown);
   return rule;

@@ -15,8 +15,7 @@ class TAVORulesController {
  public:
   // The rule in the answer's "rule" dictionary, or nullptr when there is none or it is empty. Its campaign
   // takes "type", "URL", "id", "times", "canClose" (true unless present and not exactly 1), "IMAGE_URL" and
-  // "params"; a banner, AdBall or strip then reads its own fields from the same dictionary. A bad colour of a
-  // strip raises "Invalid color value".
+  // "params"; a banner, AdBall or strip then reads its own fields from the same dictionary.
   static std::shared_ptr<const TAVORule> parseRuleFromResponse(const platform::Value& response);
 
   // Makes the rule the active one.

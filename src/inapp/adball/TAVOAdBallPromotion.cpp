@@ -2,15 +2,11 @@
 
 namespace tavo {
 
-using platform::Value;
-
-void TAVOAdBallPromotion::parseResponseInfo(const Value& info) {
-  const auto location = [&](const char* key) {
-    const Value* value = info.get(key);
-    return value ? static_cast<std::int32_t>(value->integerValue()) : 0;
-  };
-  horizontalLocation = location("horizontal_location");
-  verticalLocation = location("vertical_location");
+void TAVOAdBallPromotion::parseResponseInfo(const platform::Dictionary& info) {
+  const platform::Value* horizontal = info.find("horizontal_location");
+  horizontalLocation = horizontal ? static_cast<std::int32_t>(horizontal->integerValue()) : 0;
+  const platform::Value* vertical = info.find("vertical_location");
+  verticalLocation = vertical ? static_cast<std::int32_t>(vertical->integerValue()) : 0;
 }
 
 }  // namespace tavo

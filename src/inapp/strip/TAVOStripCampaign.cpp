@@ -1,22 +1,34 @@
 #include "inapp/strip/TAVOStripCampaign.h"
 
+#include "core/Exception.h"
+#include "core/TAVOLogger.h"
 #include "core/TAVOUtils.h"
 
 namespace tavo {
 
 using platform::Value;
 
-void TAVOStripCampaign::parseResponseInfo(const Value& info) {
-  const Value* text = info.get("tavo_message");
+namespace {
+
+std::optional<platform::Color> color(const Value* text) {
+  if (!text || !text->isString()) return std::nullopt;
+  try {
+    return TAVOUtils::hexaStrToColor(*text->asString());
+  } catch (const Exception& e) {
+    // A colour the server got wrong must not take the app down: the strip keeps the overlay's colour.
+    TAVOLogger::logAndType(e.name() + ": " + *text->asString(), TAVOLogger::Plain);
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+void TAVOStripCampaign::parseResponseInfo(const platform::Dictionary& info) {
+  const Value* text = info.find("tavo_message");
   message = text && !text->isNull() ? text->stringValue() : "tAVo";
-  const auto color = [&](const char* key) -> std::optional<platform::Color> {
-    const Value* value = info.get(key);
-    if (!value || value->isNull()) return std::nullopt;
-    return TAVOUtils::hexaStrToColor(value->stringValue());
-  };
-  textColor = color("tavo_text_color");
-  backgroundColor = color("tavo_background_color");
-  const Value* seconds = info.get("tavo_shown_time");
+  textColor = color(info.find("tavo_text_color"));
+  backgroundColor = color(info.find("tavo_background_color"));
+  const Value* seconds = info.find("tavo_shown_time");
   shownTime = seconds ? static_cast<std::int32_t>(seconds->integerValue()) : 10;
 }
 

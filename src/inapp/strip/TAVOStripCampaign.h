@@ -4,24 +4,25 @@
 #include <optional>
 #include <string>
 
-#include "inapp/TAVOCampaign.h"
 #include "platform/Color.h"
+#include "tavo/TAVOCampaign.h"
 
 namespace tavo {
 
-// A strip campaign: a short text over the status bar for a few seconds.
+// A strip campaign: a short text shown over the status bar for a few seconds.
 class TAVOStripCampaign : public TAVOCampaign {
  public:
   TAVOStripCampaign() : TAVOCampaign(Strip) {}
 
-  // "tavo_message" ("tAVo" when missing or null), the two hexadecimal colours (a bad one raises "Invalid
-  // color value"; a missing or null one stays unset) and "tavo_shown_time" (10 when missing).
-  void parseResponseInfo(const platform::Value& info) override;
+  // "tavo_message" (default "tAVo"), "tavo_text_color", "tavo_background_color" and "tavo_shown_time"
+  // (default 10) of the answer. A colour that is not hex colour text is left unset, with a log line.
+  void parseResponseInfo(const platform::Dictionary& info) override;
 
   std::string message;
   std::optional<platform::Color> textColor;
   std::optional<platform::Color> backgroundColor;
-  std::int32_t shownTime = 10;  // seconds on screen
+  // Seconds the message stays on screen.
+  std::int32_t shownTime = 0;
 };
 
 }  // namespace tavo
