@@ -9,8 +9,8 @@
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequestController.h"
+#include "platform/InMemoryUserDefaults.h"
 #include "platform/KeyedArchiver.h"
-#include "platform/UserDefaults.h"
 
 namespace tavo::fuzzing {
 
@@ -53,7 +53,7 @@ FuzzEnvironment::FuzzEnvironment() {
 }
 
 void FuzzEnvironment::beginInput() {
-  platform().userDefaults = std::make_shared<platform::UserDefaults>(":memory:");
+  platform().userDefaults = std::make_shared<platform::InMemoryUserDefaults>();
   http().clear();
   http().setResponder(acceptEverything);
   environment_.clearLog();

@@ -1,5 +1,6 @@
 // The C interface: a thin skin over the C++ facade. Every entry point copies what it is given, turns NULL
-// into "absent", and refuses JSON text that is not an object with a log line instead of failing.
+// into "absent", and refuses JSON text that is not an object with a log line instead of failing. Calls that
+// reach the SDK check the main thread in debug builds, here or in the facade.
 
 #include "tavo/tavo.h"
 
@@ -11,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "capi/CInterfaceSupport.h"
+#include "core/MainThreadCheck.h"
 #include "core/TAVOLogger.h"
 #include "platform/Application.h"
 #include "platform/CookieStorage.h"
@@ -32,24 +35,17 @@ namespace {
 
 using tavo::TAVOLegacy;
 
-std::optional<std::string> text(const char* s) {
-  if (!s) return std::nullopt;
-  return std::string(s);
-}
+using tavo::capi::copy;
+using tavo::capi::list;
+using tavo::capi::text;
 
 // A dictionary from JSON object text; NULL is absent, anything but an object is refused with a log line.
 std::optional<tavo::Dictionary> dictionary(const char* json, const char* what) {
   if (!json) return std::nullopt;
   const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json);
   if (value && value->isDictionary()) return *value->asDictionary();
-  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Error);
+  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Plain);
   return std::nullopt;
-}
-
-char* copy(const std::string& s) {
-  char* out = static_cast<char*>(std::malloc(s.size() + 1));
-  if (out) std::memcpy(out, s.c_str(), s.size() + 1);
-  return out;
 }
 
 // The install attribution as the C API hands it over: every key present, null for what is absent.
@@ -83,22 +79,14 @@ tavo::Value attributionValue(const std::shared_ptr<const tavo::TAVOInstallAttrib
   return Value(std::move(out));
 }
 
-std::vector<std::string> list(const char* const* items, size_t count) {
-  std::vector<std::string> out;
-  if (!items) return out;
-  for (size_t i = 0; i < count; ++i)
-    if (items[i]) out.emplace_back(items[i]);
-  return out;
-}
-
 // A call on a handle that is not there changes nothing, and says so.
 bool present(const tavo_configuration* configuration) {
-  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Error);
+  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Plain);
   return configuration != nullptr;
 }
 
 bool present(const tavo_event_request* request) {
-  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Error);
+  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Plain);
   return request != nullptr;
 }
 
@@ -122,6 +110,7 @@ void tavo_platform_set_data_directory(const char* path) {
 }
 
 void tavo_platform_set_bundle_info(const char* short_version, const char* bundle_version, const char* display_name) {
+  tavo::assertMainThread();
   auto& bundle = *tavo::platform::Platform::shared().bundle;
   if (short_version) bundle.setInfoValue("CFBundleShortVersionString", short_version);
   if (bundle_version) bundle.setInfoValue("CFBundleVersion", bundle_version);
@@ -132,8 +121,9 @@ void tavo_platform_set_bundle_info(const char* short_version, const char* bundle
 }
 
 void tavo_platform_set_application_state(int state) {
+  tavo::assertMainThread();
   if (state < 0 || state > 2) {
-    tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Plain);
     return;
   }
   tavo::platform::Platform::shared().application->setApplicationState(
@@ -141,6 +131,7 @@ void tavo_platform_set_application_state(int state) {
 }
 
 void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_data), void* user_data) {
+  tavo::assertMainThread();
   auto& log = *tavo::platform::Platform::shared().systemLog;
   if (!handler) {
     log.setHandler(nullptr);
@@ -150,15 +141,18 @@ void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_
 }
 
 void tavo_platform_set_open_url_handler(void (*handler)(const char* url, void* user_data), void* user_data) {
+  tavo::assertMainThread();
   tavo::platform::Platform::shared().application->setOpenURLHandler(urlHandler(handler, user_data));
 }
 
 void tavo_platform_set_continue_user_activity_handler(void (*handler)(const char* webpage_url, void* user_data),
                                                       void* user_data) {
+  tavo::assertMainThread();
   tavo::platform::Platform::shared().application->setContinueUserActivityHandler(urlHandler(handler, user_data));
 }
 
 char* tavo_platform_copy_cookies_json(void) {
+  tavo::assertMainThread();
   using tavo::Value;
   tavo::platform::Array list;
   for (const auto& cookie : tavo::platform::Platform::shared().cookieStorage->cookies()) {
@@ -174,9 +168,15 @@ char* tavo_platform_copy_cookies_json(void) {
   return copy(tavo::platform::JSONSerialization::dataWithJSONObject(Value(std::move(list))).value_or("[]"));
 }
 
-void tavo_main_loop_run_for(double seconds) { tavo::platform::Platform::shared().mainLoop->runFor(seconds); }
+void tavo_main_loop_run_for(double seconds) {
+  tavo::assertMainThread();
+  tavo::platform::Platform::shared().mainLoop->runFor(seconds);
+}
 
-void tavo_main_loop_run_pending(void) { tavo::platform::Platform::shared().mainLoop->runPending(); }
+void tavo_main_loop_run_pending(void) {
+  tavo::assertMainThread();
+  tavo::platform::Platform::shared().mainLoop->runPending();
+}
 
 void tavo_free(void* pointer) { std::free(pointer); }
 
@@ -227,7 +227,7 @@ int tavo_get_sdk_build_version(void) { return TAVOLegacy::getSDKBuildVersion(); 
 
 void tavo_start_session_with_configuration(const tavo_configuration* configuration) {
   if (!configuration) {
-    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::startSessionWithConfiguration(configuration->configuration);
@@ -235,7 +235,7 @@ void tavo_start_session_with_configuration(const tavo_configuration* configurati
 
 void tavo_start_session_background(const tavo_configuration* configuration) {
   if (!configuration) {
-    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::startSessionBackground(configuration->configuration);
@@ -263,7 +263,7 @@ bool tavo_event_request_set_attributes_json(tavo_event_request* request, const c
   if (!present(request) || !json_object) return false;
   const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json_object);
   if (!value || !value->isDictionary()) {
-    tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Plain);
     return false;
   }
   request->request.attributes = *value->asDictionary();
@@ -281,16 +281,7 @@ void tavo_event_request_set_delegate(tavo_event_request* request, const tavo_req
     request->request.requestDelegate.reset();
     return;
   }
-  const tavo_request_delegate callbacks = *delegate;
-  auto wrapper = std::make_shared<tavo::TAVORequestDelegate>();
-  if (callbacks.on_started)
-    wrapper->onStarted = [callbacks](const std::string& id) { callbacks.on_started(id.c_str(), callbacks.user_data); };
-  if (callbacks.on_success)
-    wrapper->onSuccess = [callbacks](const std::string& id, bool containsData) {
-      callbacks.on_success(id.c_str(), containsData, callbacks.user_data);
-    };
-  if (callbacks.on_failed)
-    wrapper->onFailed = [callbacks](const std::string& id) { callbacks.on_failed(id.c_str(), callbacks.user_data); };
+  const auto wrapper = tavo::capi::requestDelegateFor(*delegate);
   request->delegate = wrapper;
   request->request.requestDelegate = wrapper;
 }
@@ -299,7 +290,7 @@ void tavo_event_request_free(tavo_event_request* request) { delete request; }
 
 void tavo_track_event(const tavo_event_request* request) {
   if (!request) {
-    tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::trackEvent(request->request);
@@ -345,7 +336,7 @@ bool tavo_is_user_tracking_enabled(void) { return TAVOLegacy::isUserTrackingEnab
 
 void tavo_register_token(const uint8_t* bytes, size_t length) {
   if (!bytes && length > 0) {
-    tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::registerToken(std::vector<uint8_t>(bytes, bytes + length));
@@ -354,7 +345,7 @@ void tavo_register_token(const uint8_t* bytes, size_t length) {
 void tavo_start_order(const char* order_id, float total_price, const char* currency_code, const char* coupon,
                       const char* extras_json) {
   if (!order_id) {
-    tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::startOrder(order_id, total_price, text(currency_code), text(coupon),
@@ -372,7 +363,7 @@ void tavo_track_order(void) { TAVOLegacy::trackOrder(); }
 
 void tavo_cancel_order(const char* order_id) {
   if (!order_id) {
-    tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::cancelOrder(order_id);
@@ -380,7 +371,7 @@ void tavo_cancel_order(const char* order_id) {
 
 void tavo_handle_link(const char* url) {
   if (!url) {
-    tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Error);
+    tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Plain);
     return;
   }
   TAVOLegacy::handleLink(std::string(url));

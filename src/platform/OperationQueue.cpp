@@ -4,6 +4,8 @@
 #include <iostream>
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -21,10 +23,10 @@ OperationQueue::OperationQueue(int maxConcurrentOperationCount) {
 
 OperationQueue::~OperationQueue() {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     stopping_ = true;
   }
-  available_.notify_all();
+  available_.notifyAll();
   for (auto& worker : workers_) worker.join();
 }
 
@@ -32,37 +34,37 @@ void OperationQueue::addOperation(std::function<void()> operation) {
   std::function<void(std::size_t)> observer;
   std::size_t count;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     pending_.push_back(std::move(operation));
     observer = countObserver_;
     count = pending_.size() + running_;
   }
-  available_.notify_one();
+  available_.notifyOne();
   if (observer) observer(count);
 }
 
 std::size_t OperationQueue::operationCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return pending_.size() + running_;
 }
 
 void OperationQueue::setOperationCountObserver(std::function<void(std::size_t)> observer) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   countObserver_ = std::move(observer);
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, [this] { return pending_.empty() && running_ == 0; });
+  MutexLock lock(mutex_);
+  while (!pending_.empty() || running_ > 0) idle_.wait(mutex_);
 }
 
 bool OperationQueue::isCurrentQueue() const { return currentQueue == this; }
 
 void OperationQueue::work() {
   currentQueue = this;
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   for (;;) {
-    available_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+    while (!stopping_ && pending_.empty()) available_.wait(mutex_);
     // Stopping still drains: the destructor promises that what was queued gets run.
     if (pending_.empty()) break;
     std::function<void()> operation = std::move(pending_.front());
@@ -87,7 +89,7 @@ void OperationQueue::work() {
       observer(count);
       lock.lock();
     }
-    if (pending_.empty() && running_ == 0) idle_.notify_all();
+    if (pending_.empty() && running_ == 0) idle_.notifyAll();
   }
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -32,13 +33,13 @@ class OperationQueue {
  private:
   void work();
 
-  mutable std::mutex mutex_;
-  std::condition_variable available_;
-  std::condition_variable idle_;
-  std::deque<std::function<void()>> pending_;
-  std::size_t running_ = 0;
-  std::function<void(std::size_t)> countObserver_;
-  bool stopping_ = false;
+  mutable Mutex mutex_;
+  ConditionVariable available_;
+  ConditionVariable idle_;
+  std::deque<std::function<void()>> pending_ GUARDED_BY(mutex_);
+  std::size_t running_ GUARDED_BY(mutex_) = 0;
+  std::function<void(std::size_t)> countObserver_ GUARDED_BY(mutex_);
+  bool stopping_ GUARDED_BY(mutex_) = false;
   std::vector<std::thread> workers_;
 };
 
