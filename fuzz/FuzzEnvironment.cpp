@@ -11,8 +11,8 @@
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequestController.h"
+#include "platform/InMemoryUserDefaults.h"
 #include "platform/KeyedArchiver.h"
-#include "platform/UserDefaults.h"
 
 namespace tavo::fuzzing {
 
@@ -55,7 +55,7 @@ FuzzEnvironment::FuzzEnvironment() {
 }
 
 void FuzzEnvironment::beginInput() {
-  platform().userDefaults = std::make_shared<platform::UserDefaults>(":memory:");
+  platform().userDefaults = std::make_shared<platform::InMemoryUserDefaults>();
   std::error_code ignored;
   std::filesystem::remove(platform().cookieStorage->path(), ignored);
   platform().cookieStorage = std::make_shared<platform::CookieStorage>(

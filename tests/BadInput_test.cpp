@@ -33,8 +33,8 @@ using testing::WireFormat;
 constexpr const char* kKey = "APPUSER0001KEY123456";
 constexpr const char* kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 constexpr const char* kNotUTF8 =
-    "TAVOLogger: 16 - Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes";
-constexpr const char* kLeftOut = "TAVOLogger: 16 - Operation left out of the batch: its data cannot be written as JSON";
+    "TAVOLogger: 4 - Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes";
+constexpr const char* kLeftOut = "TAVOLogger: 4 - Operation left out of the batch: its data cannot be written as JSON";
 
 // The web service: every operation accepted (the start-session answer configures no screen event, so plain
 // events wait for the timed flush); a retrieving user update names the user; the rest gets the bare status.
@@ -182,8 +182,8 @@ TEST_F(BadInputTest, JSONTextThatIsNotUTF8IsRefusedWithALogLine) {
   tavo_login_user("u-1", "u1@example.com", "{\"color\":\"r\xC3\"}");
   flush();
 
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Event attributes ignored: not a JSON object"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Login extras ignored: not a JSON object"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Event attributes ignored: not a JSON object"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Login extras ignored: not a JSON object"));
   const auto events = eventsNamed("with-attributes");
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].get("attributes"), nullptr);
@@ -239,7 +239,7 @@ TEST_F(BadInputTest, JSONThatIsNotAnObjectIsRefusedByEveryDictionaryArgumentOfTh
     tavo_add_product("p-1", "P", 1.0f, 1.0f, json);
     for (const char* what : {"Event attributes", "Login extras", "Registration extras", "Extra user info",
                              "Order extras", "Product extras"})
-      EXPECT_TRUE(env_.logged(std::string("TAVOLogger: 16 - ") + what + " ignored: not a JSON object")) << what;
+      EXPECT_TRUE(env_.logged(std::string("TAVOLogger: 4 - ") + what + " ignored: not a JSON object")) << what;
   }
   env_.drainQueues();
   // The calls went on without the refused value.
@@ -257,7 +257,7 @@ TEST_F(BadInputTest, JSONNestedDeeperThanTheLimitIsRefusedWithoutExhaustingTheSt
   tavo_event_request_free(request);
   tavo_track_extra_user_info(deep.c_str());
   flush();
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Extra user info ignored: not a JSON object"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Extra user info ignored: not a JSON object"));
   EXPECT_EQ(eventsNamed("deep").size(), 1u);
 }
 
@@ -266,8 +266,14 @@ TEST_F(BadInputTest, JSONNestedDeeperThanTheLimitIsRefusedWithoutExhaustingTheSt
 TEST_F(BadInputTest, AnEventWhoseDataCannotBeWrittenAsJSONIsLeftOutAndTheRestOfItsBatchArrives) {
   start();
   TAVOLegacy::trackEvent(TAVOEventRequest("before"));
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onStarted = [&](const std::string& id) { heard.push_back("started " + id); };
+  delegate->onFailed = [&](const std::string& id) { heard.push_back("failed " + id); };
   TAVOEventRequest dated("dated");
   dated.attributes = Dictionary{{"when", Value(platform::Date(1.0e9))}};
+  dated.customId = "dated-id";
+  dated.requestDelegate = delegate;
   TAVOLegacy::trackEvent(dated);
   TAVOEventRequest bytes("bytes");
   bytes.attributes = Dictionary{{"raw", Value(platform::Data{1, 2, 3})}};
@@ -294,6 +300,7 @@ TEST_F(BadInputTest, AnEventWhoseDataCannotBeWrittenAsJSONIsLeftOutAndTheRestOfI
   EXPECT_EQ(eventsNamed("after").size(), 1u);
   for (const char* token : {"dated", "bytes", "nan", "nested"}) EXPECT_TRUE(eventsNamed(token).empty()) << token;
   EXPECT_EQ(env_.countLogged(kLeftOut), 4u);
+  EXPECT_EQ(heard, std::vector<std::string>{"failed dated-id"});  // never sent, so never started
   const auto refused = eventsNamed("out-of-range");
   ASSERT_EQ(refused.size(), 1u);
   EXPECT_EQ(refused[0].get("attributes"), nullptr);
@@ -306,7 +313,7 @@ TEST_F(BadInputTest, AUserUpdateWhoseExtrasCannotBeWrittenAsJSONGoesWithoutItsPa
   start();
   TAVOLegacy::trackExtraUserInfo(Dictionary{{"since", Value(platform::Date(1.0e9))}});
   env_.drainQueues();
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Request payload cannot be written as JSON: sent without it"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Request payload cannot be written as JSON: sent without it"));
   const auto requests = env_.http().requests();
   ASSERT_FALSE(requests.empty());
   EXPECT_TRUE(requests.back().url.ends_with("/updateuser"));
@@ -326,7 +333,7 @@ TEST_F(BadInputTest, AWebSdkDomainThatIsNotUTF8IsRefusedAndTheCookieFileStaysJSO
   tavo_set_web_sdk_domain("\xFF.example.com");
   tavo_sync_with_web_sdk();
 
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Web SDK domain ignored: not UTF-8 text"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Web SDK domain ignored: not UTF-8 text"));
   const auto cookies = env_.platform().cookieStorage->cookies();
   ASSERT_FALSE(cookies.empty());
   for (const auto& cookie : cookies) EXPECT_EQ(cookie.domain, "shop.example.com");
@@ -349,8 +356,8 @@ TEST_F(BadInputTest, NoExceptionLeavesACEntryPoint) {
   tavo_platform_set_log_handler(throwingHandler, nullptr);
   tavo_handle_link(nullptr);
   tavo_platform_set_log_handler(nullptr, nullptr);
-  EXPECT_EQ(linesSeen, (std::vector<std::string>{"TAVOLogger: 16 - Link ignored: no URL",
-                                                 "TAVOLogger: 16 - tavo_handle_link failed: host handler threw"}));
+  EXPECT_EQ(linesSeen, (std::vector<std::string>{"TAVOLogger: 4 - Link ignored: no URL",
+                                                 "TAVOLogger: 4 - tavo_handle_link failed: host handler threw"}));
 }
 
 TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
@@ -365,8 +372,8 @@ TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
   tavo_configuration_set_short_quorvel_domains(noConfiguration, nullptr, 3);
   tavo_start_session_with_configuration(noConfiguration);
   tavo_start_session_background(noConfiguration);
-  EXPECT_EQ(env_.countLogged("TAVOLogger: 16 - Configuration ignored: no configuration"), 7u);
-  EXPECT_EQ(env_.countLogged("TAVOLogger: 16 - Start ignored: no configuration"), 2u);
+  EXPECT_EQ(env_.countLogged("TAVOLogger: 4 - Configuration ignored: no configuration"), 7u);
+  EXPECT_EQ(env_.countLogged("TAVOLogger: 4 - Start ignored: no configuration"), 2u);
 
   // A configuration without a key starts nothing: no credentials, no request.
   tavo_configuration* keyless = tavo_configuration_new(nullptr);
@@ -388,17 +395,17 @@ TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
   tavo_event_request_set_delegate(noRequest, &delegate);
   tavo_track_event(noRequest);
   tavo_event_request_free(noRequest);
-  EXPECT_EQ(env_.countLogged("TAVOLogger: 16 - Event request ignored: no request"), 3u);
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Event ignored: no request"));
+  EXPECT_EQ(env_.countLogged("TAVOLogger: 4 - Event request ignored: no request"), 3u);
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Event ignored: no request"));
 
   tavo_handle_link(nullptr);
   tavo_start_order(nullptr, 1.0f, nullptr, nullptr, nullptr);
   tavo_cancel_order(nullptr);
   tavo_register_token(nullptr, 4);
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Link ignored: no URL"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Order ignored: no order id"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Cancel ignored: no order id"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Push token ignored: no bytes"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Link ignored: no URL"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Order ignored: no order id"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Cancel ignored: no order id"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Push token ignored: no bytes"));
 
   // Absent values the SDK's own rules accept: nothing breaks, and nil is ignored where the facade says so.
   tavo_set_web_service_url(nullptr);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/FakeHttpClient.h"
+#include "platform/ManualClock.h"
 #include "platform/Platform.h"
 
 namespace tavo::testing {

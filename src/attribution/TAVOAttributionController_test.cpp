@@ -278,7 +278,7 @@ TEST_F(AttributionBurstTest, AWindowClosesForTheFirstEventOfTheSecondAfterItsEnd
 
 // ---- what carries the campaigns ----
 
-TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsAndOrdersButNotPlainUpdates) {
+TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsRegistrationsAndOrdersButNotPlainUpdates) {
   link("myapp://open?rt=true&aw=24&ecid=abc");
   const std::optional<Value> expected(
       Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}});
@@ -288,6 +288,8 @@ TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsAndOrdersButNotPlainUpdat
 
   TAVOLegacy::loginUser(std::string("c-1"), std::string("a@b.example"));
   EXPECT_EQ(campaignsOn(lastPayloadTo("firstlogin")), expected);
+  TAVOLegacy::registerUser(std::string("c-2"), std::string("c@d.example"));
+  EXPECT_EQ(campaignsOn(lastPayloadTo("newregister")), expected);
   TAVOLegacy::trackExtraUserInfo(Dictionary{{"level", "3"}});
   EXPECT_FALSE(campaignsOn(lastPayloadTo("updateuser")));
 

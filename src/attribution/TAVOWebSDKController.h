@@ -1,8 +1,9 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
+
+#include "platform/Mutex.h"
 
 namespace tavo {
 
@@ -30,8 +31,8 @@ class TAVOWebSDKController {
  private:
   void writeCookie(const std::string& domain, const std::string& name, const std::string& value) const;
 
-  mutable std::mutex mutex_;  // guards webSDKDomain_
-  std::optional<std::string> webSDKDomain_;
+  mutable platform::Mutex mutex_;
+  std::optional<std::string> webSDKDomain_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

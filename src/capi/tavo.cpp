@@ -1,6 +1,7 @@
 // The C interface: a thin skin over the C++ facade. Every entry point copies what it is given, turns NULL
 // into "absent", refuses JSON text that is not an object with a log line instead of failing, and lets no
-// exception out: a C host cannot catch one, so it would abort the process.
+// exception out: a C host cannot catch one, so it would abort the process. Calls that reach the SDK check the
+// main thread in debug builds, here or in the facade.
 
 #include "tavo/tavo.h"
 
@@ -14,6 +15,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "capi/CInterfaceSupport.h"
+#include "core/MainThreadCheck.h"
 #include "core/TAVOLogger.h"
 #include "platform/Application.h"
 #include "platform/CookieStorage.h"
@@ -35,45 +38,18 @@ namespace {
 
 using tavo::TAVOLegacy;
 
-void failed(const char* entryPoint, const char* what) noexcept {
-  try {
-    tavo::TAVOLogger::logAndType(std::string(entryPoint) + " failed: " + what, tavo::TAVOLogger::Error);
-  } catch (...) {  // even the log line could not be made: the host still must not see the exception
-  }
-}
-
-// The last catch of every entry point: what the SDK or a library under it throws ends here with a log line, and
-// the call returns its empty result (nothing, NULL, false or 0) after whatever it did before the throw.
-template <class Body>
-std::invoke_result_t<Body> guarded(const char* entryPoint, Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    failed(entryPoint, e.what());
-  } catch (...) {
-    failed(entryPoint, "an exception of unknown type");
-  }
-  if constexpr (!std::is_void_v<std::invoke_result_t<Body>>) return {};
-}
-
-std::optional<std::string> text(const char* s) {
-  if (!s) return std::nullopt;
-  return std::string(s);
-}
+using tavo::capi::copy;
+using tavo::capi::guarded;
+using tavo::capi::list;
+using tavo::capi::text;
 
 // A dictionary from JSON object text; NULL is absent, anything but an object is refused with a log line.
 std::optional<tavo::Dictionary> dictionary(const char* json, const char* what) {
   if (!json) return std::nullopt;
   const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json);
   if (value && value->isDictionary()) return *value->asDictionary();
-  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Error);
+  tavo::TAVOLogger::logAndType(std::string(what) + " ignored: not a JSON object", tavo::TAVOLogger::Plain);
   return std::nullopt;
-}
-
-char* copy(const std::string& s) {
-  char* out = static_cast<char*>(std::malloc(s.size() + 1));
-  if (out) std::memcpy(out, s.c_str(), s.size() + 1);
-  return out;
 }
 
 // The install attribution as the C API hands it over: every key present, null for what is absent.
@@ -107,22 +83,14 @@ tavo::Value attributionValue(const std::shared_ptr<const tavo::TAVOInstallAttrib
   return Value(std::move(out));
 }
 
-std::vector<std::string> list(const char* const* items, size_t count) {
-  std::vector<std::string> out;
-  if (!items) return out;
-  for (size_t i = 0; i < count; ++i)
-    if (items[i]) out.emplace_back(items[i]);
-  return out;
-}
-
 // A call on a handle that is not there changes nothing, and says so.
 bool present(const tavo_configuration* configuration) {
-  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Error);
+  if (!configuration) tavo::TAVOLogger::logAndType("Configuration ignored: no configuration", tavo::TAVOLogger::Plain);
   return configuration != nullptr;
 }
 
 bool present(const tavo_event_request* request) {
-  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Error);
+  if (!request) tavo::TAVOLogger::logAndType("Event request ignored: no request", tavo::TAVOLogger::Plain);
   return request != nullptr;
 }
 
@@ -148,6 +116,7 @@ void tavo_platform_set_data_directory(const char* path) {
 }
 
 void tavo_platform_set_bundle_info(const char* short_version, const char* bundle_version, const char* display_name) {
+  tavo::assertMainThread();
   guarded(__func__, [&] {
     auto& bundle = *tavo::platform::Platform::shared().bundle;
     if (short_version) bundle.setInfoValue("CFBundleShortVersionString", short_version);
@@ -160,9 +129,10 @@ void tavo_platform_set_bundle_info(const char* short_version, const char* bundle
 }
 
 void tavo_platform_set_application_state(int state) {
+  tavo::assertMainThread();
   guarded(__func__, [&] {
     if (state < 0 || state > 2) {
-      tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Application state ignored: expected 0, 1 or 2", tavo::TAVOLogger::Plain);
       return;
     }
     tavo::platform::Platform::shared().application->setApplicationState(
@@ -171,6 +141,7 @@ void tavo_platform_set_application_state(int state) {
 }
 
 void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_data), void* user_data) {
+  tavo::assertMainThread();
   guarded(__func__, [&] {
     auto& log = *tavo::platform::Platform::shared().systemLog;
     if (!handler) {
@@ -182,18 +153,21 @@ void tavo_platform_set_log_handler(void (*handler)(const char* line, void* user_
 }
 
 void tavo_platform_set_open_url_handler(void (*handler)(const char* url, void* user_data), void* user_data) {
+  tavo::assertMainThread();
   guarded(__func__,
           [&] { tavo::platform::Platform::shared().application->setOpenURLHandler(urlHandler(handler, user_data)); });
 }
 
 void tavo_platform_set_continue_user_activity_handler(void (*handler)(const char* webpage_url, void* user_data),
                                                       void* user_data) {
+  tavo::assertMainThread();
   guarded(__func__, [&] {
     tavo::platform::Platform::shared().application->setContinueUserActivityHandler(urlHandler(handler, user_data));
   });
 }
 
 char* tavo_platform_copy_cookies_json(void) {
+  tavo::assertMainThread();
   return guarded(__func__, [&] {
     using tavo::Value;
     tavo::platform::Array list;
@@ -212,10 +186,12 @@ char* tavo_platform_copy_cookies_json(void) {
 }
 
 void tavo_main_loop_run_for(double seconds) {
+  tavo::assertMainThread();
   guarded(__func__, [&] { tavo::platform::Platform::shared().mainLoop->runFor(seconds); });
 }
 
 void tavo_main_loop_run_pending(void) {
+  tavo::assertMainThread();
   guarded(__func__, [&] { tavo::platform::Platform::shared().mainLoop->runPending(); });
 }
 
@@ -293,7 +269,7 @@ int tavo_get_sdk_build_version(void) {
 void tavo_start_session_with_configuration(const tavo_configuration* configuration) {
   guarded(__func__, [&] {
     if (!configuration) {
-      tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::startSessionWithConfiguration(configuration->configuration);
@@ -303,7 +279,7 @@ void tavo_start_session_with_configuration(const tavo_configuration* configurati
 void tavo_start_session_background(const tavo_configuration* configuration) {
   guarded(__func__, [&] {
     if (!configuration) {
-      tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Start ignored: no configuration", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::startSessionBackground(configuration->configuration);
@@ -347,7 +323,7 @@ bool tavo_event_request_set_attributes_json(tavo_event_request* request, const c
     if (!present(request) || !json_object) return false;
     const auto value = tavo::platform::JSONSerialization::JSONObjectWithData(json_object);
     if (!value || !value->isDictionary()) {
-      tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Event attributes ignored: not a JSON object", tavo::TAVOLogger::Plain);
       return false;
     }
     request->request.attributes = *value->asDictionary();
@@ -393,7 +369,7 @@ void tavo_event_request_free(tavo_event_request* request) {
 void tavo_track_event(const tavo_event_request* request) {
   guarded(__func__, [&] {
     if (!request) {
-      tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Event ignored: no request", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::trackEvent(request->request);
@@ -456,7 +432,7 @@ bool tavo_is_user_tracking_enabled(void) {
 void tavo_register_token(const uint8_t* bytes, size_t length) {
   guarded(__func__, [&] {
     if (!bytes && length > 0) {
-      tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Push token ignored: no bytes", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::registerToken(std::vector<uint8_t>(bytes, bytes + length));
@@ -467,7 +443,7 @@ void tavo_start_order(const char* order_id, float total_price, const char* curre
                       const char* extras_json) {
   guarded(__func__, [&] {
     if (!order_id) {
-      tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Order ignored: no order id", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::startOrder(order_id, total_price, text(currency_code), text(coupon),
@@ -493,7 +469,7 @@ void tavo_track_order(void) {
 void tavo_cancel_order(const char* order_id) {
   guarded(__func__, [&] {
     if (!order_id) {
-      tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Cancel ignored: no order id", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::cancelOrder(order_id);
@@ -503,7 +479,7 @@ void tavo_cancel_order(const char* order_id) {
 void tavo_handle_link(const char* url) {
   guarded(__func__, [&] {
     if (!url) {
-      tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Error);
+      tavo::TAVOLogger::logAndType("Link ignored: no URL", tavo::TAVOLogger::Plain);
       return;
     }
     TAVOLegacy::handleLink(std::string(url));

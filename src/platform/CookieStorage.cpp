@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/FileSystem.h"
+#include "platform/MutexLock.h"
 #include "platform/URLComponents.h"
 #include "platform/UTF8.h"
 
@@ -98,33 +99,33 @@ std::optional<CookieStorage::Cookie> fromJSON(const json& in) {
 
 CookieStorage::CookieStorage(std::shared_ptr<const FileSystem> fileSystem, std::function<Date()> now)
     : fileSystem_(std::move(fileSystem)), path_(fileSystem_->dataDirectory() + "/" + kFileName), now_(std::move(now)) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   loadLocked();
 }
 
 CookieStorage::AcceptPolicy CookieStorage::cookieAcceptPolicy() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return policy_;
 }
 
-void CookieStorage::setCookieAcceptPolicy(AcceptPolicy policy) {
-  std::lock_guard lock(mutex_);
-  if (policy_ == policy) return;
+bool CookieStorage::setCookieAcceptPolicy(AcceptPolicy policy) {
+  MutexLock lock(mutex_);
+  if (policy_ == policy) return true;
   policy_ = policy;
-  saveLocked();
+  return saveLocked();
 }
 
-void CookieStorage::setCookie(const Cookie& cookie) {
-  std::lock_guard lock(mutex_);
-  if (policy_ == Never) return;
+bool CookieStorage::setCookie(const Cookie& cookie) {
+  MutexLock lock(mutex_);
+  if (policy_ == Never) return true;
   storeLocked(cookie);
-  saveLocked();
+  return saveLocked();
 }
 
-void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::string& url,
+bool CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::string& url,
                                const std::string& mainDocumentURL) {
-  std::lock_guard lock(mutex_);
-  if (policy_ == Never) return;
+  MutexLock lock(mutex_);
+  if (policy_ == Never) return true;
   const auto source = URLComponents::fromString(url);
   const auto sourceHost = source ? source->host() : std::nullopt;
   const auto mainDocument = URLComponents::fromString(mainDocumentURL);
@@ -144,19 +145,19 @@ void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::st
     storeLocked(std::move(cookie));
     changed = true;
   }
-  if (changed) saveLocked();
+  return !changed || saveLocked();
 }
 
-void CookieStorage::deleteCookie(const Cookie& cookie) {
+bool CookieStorage::deleteCookie(const Cookie& cookie) {
   const Cookie stored = storable(cookie);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const auto before = cookies_.size();
   std::erase_if(cookies_, [&](const Cookie& kept) { return sameCookie(kept, stored); });
-  if (cookies_.size() != before) saveLocked();
+  return cookies_.size() == before || saveLocked();
 }
 
 std::vector<CookieStorage::Cookie> CookieStorage::cookies() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   purgeExpiredLocked();
   return cookies_;
 }
@@ -166,7 +167,7 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
   const auto host = components ? components->host() : std::nullopt;
   if (!host) return {};
   const bool secureRequest = components->scheme() && lowercase(*components->scheme()) == "https";
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   purgeExpiredLocked();
   std::vector<Cookie> matching;
   for (const Cookie& cookie : cookies_)
@@ -195,7 +196,8 @@ void CookieStorage::purgeExpiredLocked() {
   const Date now = now_();
   const auto removed =
       std::erase_if(cookies_, [&](const Cookie& cookie) { return cookie.expiresDate && *cookie.expiresDate <= now; });
-  if (removed > 0) saveLocked();
+  // A failed save leaves the expired cookies in the file, where the next load drops them again.
+  if (removed > 0) static_cast<void>(saveLocked());
 }
 
 void CookieStorage::loadLocked() {
@@ -212,14 +214,14 @@ void CookieStorage::loadLocked() {
       if (auto cookie = fromJSON(item)) cookies_.push_back(storable(std::move(*cookie)));
 }
 
-void CookieStorage::saveLocked() const {
+bool CookieStorage::saveLocked() const {
   json stored = json::array();
   // Session cookies end with the process, as on the phone.
   for (const Cookie& cookie : cookies_)
     if (!cookie.isSessionOnly()) stored.push_back(toJSON(cookie));
   const std::string text = json{{"acceptPolicy", static_cast<int>(policy_)}, {"cookies", std::move(stored)}}.dump(2);
   // A failed write keeps the cookies in memory; the next change tries again.
-  fileSystem_->writeAtomically(path_, Data(text.begin(), text.end()));
+  return fileSystem_->writeAtomically(path_, Data(text.begin(), text.end()));
 }
 
 }  // namespace tavo::platform

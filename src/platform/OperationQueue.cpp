@@ -4,6 +4,8 @@
 #include <iostream>
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -20,11 +22,12 @@ OperationQueue::OperationQueue(int maxConcurrentOperationCount) : state_(std::ma
 }
 
 OperationQueue::~OperationQueue() {
+  State& s = *state_;
   {
-    std::lock_guard lock(state_->mutex);
-    state_->stopping = true;
+    MutexLock lock(s.mutex);
+    s.stopping = true;
   }
-  state_->available.notify_all();
+  s.available.notifyAll();
   for (auto& worker : workers_) {
     // A thread cannot join itself: destroyed by its own operation, that worker drains the queue and ends alone.
     if (worker.get_id() == std::this_thread::get_id()) {
@@ -36,45 +39,50 @@ OperationQueue::~OperationQueue() {
 }
 
 void OperationQueue::addOperation(std::function<void()> operation) {
+  State& s = *state_;
   std::function<void(std::size_t)> observer;
   std::size_t count;
   {
-    std::lock_guard lock(state_->mutex);
-    state_->pending.push_back(std::move(operation));
-    observer = state_->countObserver;
-    count = state_->pending.size() + state_->running;
+    MutexLock lock(s.mutex);
+    s.pending.push_back(std::move(operation));
+    observer = s.countObserver;
+    count = s.pending.size() + s.running;
   }
-  state_->available.notify_one();
+  s.available.notifyOne();
   if (observer) observer(count);
 }
 
 std::size_t OperationQueue::operationCount() const {
-  std::lock_guard lock(state_->mutex);
-  return state_->pending.size() + state_->running;
+  State& s = *state_;
+  MutexLock lock(s.mutex);
+  return s.pending.size() + s.running;
 }
 
 void OperationQueue::setOperationCountObserver(std::function<void(std::size_t)> observer) {
-  std::lock_guard lock(state_->mutex);
-  state_->countObserver = std::move(observer);
+  State& s = *state_;
+  MutexLock lock(s.mutex);
+  s.countObserver = std::move(observer);
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
-  std::unique_lock lock(state_->mutex);
-  state_->idle.wait(lock, [this] { return state_->pending.empty() && state_->running == 0; });
+  State& s = *state_;
+  MutexLock lock(s.mutex);
+  while (!s.pending.empty() || s.running > 0) s.idle.wait(s.mutex);
 }
 
 bool OperationQueue::isCurrentQueue() const { return currentQueue == state_.get(); }
 
-void OperationQueue::work(const std::shared_ptr<State>& state) {
-  currentQueue = state.get();
-  std::unique_lock lock(state->mutex);
+void OperationQueue::work(const std::shared_ptr<State>& shared) {
+  currentQueue = shared.get();
+  State& s = *shared;
+  MutexLock lock(s.mutex);
   for (;;) {
-    state->available.wait(lock, [&] { return state->stopping || !state->pending.empty(); });
+    while (!s.stopping && s.pending.empty()) s.available.wait(s.mutex);
     // Stopping still drains: the destructor promises that what was queued gets run.
-    if (state->pending.empty()) break;
-    std::function<void()> operation = std::move(state->pending.front());
-    state->pending.pop_front();
-    ++state->running;
+    if (s.pending.empty()) break;
+    std::function<void()> operation = std::move(s.pending.front());
+    s.pending.pop_front();
+    ++s.running;
     lock.unlock();
     try {
       operation();
@@ -86,15 +94,15 @@ void OperationQueue::work(const std::shared_ptr<State>& state) {
     // Whatever the operation captured is released before anyone is told the queue is idle.
     operation = nullptr;
     lock.lock();
-    --state->running;
-    if (state->countObserver) {
-      auto observer = state->countObserver;
-      const std::size_t count = state->pending.size() + state->running;
+    --s.running;
+    if (s.countObserver) {
+      auto observer = s.countObserver;
+      const std::size_t count = s.pending.size() + s.running;
       lock.unlock();
       observer(count);
       lock.lock();
     }
-    if (state->pending.empty() && state->running == 0) state->idle.notify_all();
+    if (s.pending.empty() && s.running == 0) s.idle.notifyAll();
   }
 }
 

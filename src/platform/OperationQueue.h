@@ -1,19 +1,19 @@
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
 // Worker threads that run operations in the order they were added (serial by default, so completions of
-// one client are handled one after another). The destructor finishes what was queued, then joins; when one of
-// the queue's own operations destroys it (its owner's last reference let go there), that worker finishes what
-// was queued on its own instead of joining itself.
+// one client are handled one after another). The destructor finishes what was queued, then joins; destroyed by
+// one of its own operations, that worker finishes the queue alone (a thread cannot join itself).
 class OperationQueue {
  public:
   explicit OperationQueue(int maxConcurrentOperationCount = 1);
@@ -35,17 +35,17 @@ class OperationQueue {
  private:
   // What the workers share with the queue: it outlives the queue while a worker still runs.
   struct State {
-    mutable std::mutex mutex;
-    std::condition_variable available;
-    std::condition_variable idle;
-    std::deque<std::function<void()>> pending;
-    std::size_t running = 0;
-    std::function<void(std::size_t)> countObserver;
-    bool stopping = false;
+    mutable Mutex mutex;
+    ConditionVariable available;
+    ConditionVariable idle;
+    std::deque<std::function<void()>> pending GUARDED_BY(mutex);
+    std::size_t running GUARDED_BY(mutex) = 0;
+    std::function<void(std::size_t)> countObserver GUARDED_BY(mutex);
+    bool stopping GUARDED_BY(mutex) = false;
   };
-  static void work(const std::shared_ptr<State>& state);
+  static void work(const std::shared_ptr<State>& shared);
 
-  std::shared_ptr<State> state_;
+  const std::shared_ptr<State> state_;
   std::vector<std::thread> workers_;
 };
 

@@ -1,6 +1,7 @@
 #include "tavo/platform/Value.h"
 
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -241,6 +242,20 @@ class Comparison {
 };
 
 }  // namespace
+
+// The double nearest to the float's shortest decimal text reads back as the same float, and is written as
+// that text.
+Value::Value(float f) {
+  if (!std::isfinite(f)) {
+    storage_ = static_cast<double>(f);
+    return;
+  }
+  char text[32];
+  const auto written = std::to_chars(text, text + sizeof text, f);
+  double nearest = static_cast<double>(f);
+  std::from_chars(text, written.ptr, nearest);
+  storage_ = nearest;
+}
 
 Value::Value(unsigned long i)
     : storage_(i > static_cast<unsigned long>(std::numeric_limits<std::int64_t>::max())
