@@ -277,7 +277,7 @@ void TAVORequestController::repeatPendingRequests() {
 }
 
 void TAVORequestController::stopStoringParkedRequests() {
-  std::lock_guard lock(pendingMutex_);
+  platform::MutexLock lock(pendingMutex_);
   storesParkedRequests_ = false;
 }
 
