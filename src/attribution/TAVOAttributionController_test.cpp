@@ -207,7 +207,8 @@ TEST_F(PersistentAttributionTest, CampaignParamsThatShareTheirPartsArePurgedAndA
   const platform::Data archive = platform::KeyedArchiver::archivedDataWithRootObject(
       Value(Dictionary{{"old", campaign("old", "2025-12-30 00:00:00", 1)}, {"open", open}}));
   ASSERT_LT(archive.size(), 2048u);
-  env.platform().userDefaults->setObject(Value(archive), TAVODataStoreController::kAttributionCampaignsKey);
+  ASSERT_TRUE(
+      env.platform().userDefaults->setObject(Value(archive), TAVODataStoreController::kAttributionCampaignsKey));
   env.restart();
   startSession();
 
