@@ -1,10 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "tavo/TAVOInstallAttribution.h"
 #include "tavo/TAVOInstallAttributionDelegate.h"
 #include "tavo/platform/Value.h"
@@ -47,8 +47,8 @@ class TAVOUserController {
   std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate() const;
 
  private:
-  mutable std::mutex attributionDelegateMutex_;
-  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_;
+  mutable platform::Mutex attributionDelegateMutex_;
+  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_ GUARDED_BY(attributionDelegateMutex_);
 };
 
 }  // namespace tavo

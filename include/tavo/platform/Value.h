@@ -42,7 +42,8 @@ class TAVO_EXPORT Value {
   Value(unsigned long i);
   Value(unsigned long long i);
   Value(double d) : storage_(d) {}
-  Value(float f) : storage_(static_cast<double>(f)) {}
+  // A float keeps its own shortest decimal form (1/3f is 0.33333334, not the widened 0.3333333432674408).
+  Value(float f);
   Value(const char* s) : storage_(std::string(s ? s : "")) {}
   Value(std::string s) : storage_(std::move(s)) {}
   Value(std::string_view s) : storage_(std::string(s)) {}
