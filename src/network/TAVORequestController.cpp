@@ -98,7 +98,11 @@ void TAVORequestController::sendOperations() {
   std::vector<std::shared_ptr<TAVOOperation>> batch;
   {
     std::lock_guard lock(mutex_);
-    if (operations_) batch.swap(*operations_);
+    if (operations_) {
+      batch.swap(*operations_);
+      // The next window is likely as busy as this one: gathering it then never moves the list to grow it.
+      operations_->reserve(batch.size());
+    }
   }
   if (batch.empty()) {
     TAVOLogger::logAndType("Operations queue is empty", TAVOLogger::Verbose);

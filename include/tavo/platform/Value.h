@@ -85,6 +85,9 @@ class TAVO_EXPORT Dictionary {
   void addEntriesFromDictionary(const Dictionary& other);
   std::vector<std::string> allKeys() const;
 
+  // Whether both hold the very same entries: one is a copy of the other, and neither changed since.
+  bool sharesEntriesWith(const Dictionary& other) const { return shared_ == other.shared_; }
+
   std::size_t size() const { return shared_ ? shared_->count + (shared_->base ? shared_->base->count : 0) : 0; }
   bool empty() const { return size() == 0; }
   const_iterator begin() const;
