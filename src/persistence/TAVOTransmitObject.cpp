@@ -39,7 +39,7 @@ void TAVOTransmitObject::init() {
   const auto users = controller.userController();
   if (!users) {
     if (impressionDelegate) objectData.set("tavo_impression_delegate", true);
-    appendUserData();
+    appendUserData(controller.currentUser());
     return;
   }
   platform::Dictionary common = users->basicUserInfo();
@@ -61,8 +61,6 @@ void TAVOTransmitObject::init() {
   std::lock_guard lock(cache.mutex);
   cache.byFlag[impressionDelegate] = Seed{std::move(common), user, objectData};
 }
-
-void TAVOTransmitObject::appendUserData() { appendUserData(TAVOController::sharedInstance().currentUser()); }
 
 void TAVOTransmitObject::appendUserData(const std::shared_ptr<const TAVOUser>& user) {
   if (!user) return;
