@@ -54,7 +54,8 @@ void writeRecords(const std::uint8_t* data, std::size_t size, platform::UserDefa
     const std::size_t length = std::min<std::size_t>(data[at + 2] | (data[at + 3] << 8), size - at - 4);
     const platform::Data bytes(data + at + 4, data + at + 4 + length);
     at += 4 + length;
-    if (auto value = storedForm(kind, bytes)) defaults.setObject(*value, key);
+    // A write the store refuses leaves the key as it was: still an input worth reading back.
+    if (auto value = storedForm(kind, bytes)) static_cast<void>(defaults.setObject(*value, key));
   }
 }
 

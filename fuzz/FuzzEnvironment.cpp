@@ -4,13 +4,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
 #include <vector>
 
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequestController.h"
+#include "platform/InMemoryUserDefaults.h"
 #include "platform/KeyedArchiver.h"
-#include "platform/UserDefaults.h"
 
 namespace tavo::fuzzing {
 
@@ -53,7 +55,11 @@ FuzzEnvironment::FuzzEnvironment() {
 }
 
 void FuzzEnvironment::beginInput() {
-  platform().userDefaults = std::make_shared<platform::UserDefaults>(":memory:");
+  platform().userDefaults = std::make_shared<platform::InMemoryUserDefaults>();
+  std::error_code ignored;
+  std::filesystem::remove(platform().cookieStorage->path(), ignored);
+  platform().cookieStorage = std::make_shared<platform::CookieStorage>(
+      platform().fileSystem, [clock = platform().clock] { return clock->now(); });
   http().clear();
   http().setResponder(acceptEverything);
   environment_.clearLog();
@@ -67,6 +73,14 @@ void FuzzEnvironment::finishInput() {
     environment_.drainQueues();
     if (ran == 0) return;
   }
+}
+
+void FuzzEnvironment::expectCookieFileIsJSON() {
+  const auto file = platform().fileSystem->contentsAtPath(platform().cookieStorage->path());
+  if (!file) return;
+  if (nlohmann::json::accept(file->begin(), file->end())) return;
+  std::fprintf(stderr, "the cookie file is not JSON:\n%s\n", std::string(file->begin(), file->end()).c_str());
+  std::abort();
 }
 
 void FuzzEnvironment::restartController() {

@@ -19,8 +19,9 @@ class FuzzEnvironment {
   // data directory is removed when the process exits.
   static FuzzEnvironment& shared();
 
-  // Empties the store, forgets the HTTP requests and log lines of the previous input, answers every request
-  // with `200 {"status":200}` again and rebuilds the controller's life (the credentials stay).
+  // Empties the store and the cookie storage, forgets the HTTP requests and log lines of the previous input,
+  // answers every request with `200 {"status":200}` again and rebuilds the controller's life (the credentials
+  // stay).
   void beginInput();
   // Runs what the input posted to the main loop and waits for both request queues, until nothing is left.
   void finishInput();
@@ -30,8 +31,14 @@ class FuzzEnvironment {
   // was parked before. Aborts (a finding) otherwise.
   void restartKeepingParkedRequests();
 
+  // The cookie file, when there is one, must be JSON: the next start reads it. Aborts (a finding) otherwise.
+  void expectCookieFileIsJSON();
+  // Captures the log lines again after a target replaced the system log's handler.
+  void captureLog() { environment_.captureLog(); }
+
   platform::Platform& platform() { return environment_.platform(); }
   platform::FakeHttpClient& http() { return environment_.http(); }
+  platform::ManualClock& clock() { return environment_.clock(); }
   const std::string& dataDirectory() const { return environment_.dataDirectory(); }
 
   FuzzEnvironment(const FuzzEnvironment&) = delete;

@@ -1,7 +1,8 @@
 // Arbitrary bytes where a keyed archive is expected (what the store or a file may hold after damage or
-// tampering). Whatever the bytes, reading either gives a value or raises the unarchiver's own exception (or a
-// codable's field-type refusal); anything else escaping is a fault. A value that was read must survive being
-// archived and read again: unchanged when its text is UTF-8, else with valid text that stays as it is.
+// tampering, some sharing one part from many places). Whatever the bytes, reading either gives a value or raises
+// the unarchiver's own exception (or a codable's field-type refusal); anything else escaping is a fault. A value that
+// was read must survive being archived and read again: unchanged when its text is UTF-8, else with valid text that
+// stays as it is.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,7 @@
 #include "FuzzEnvironment.h"
 #include "ValueChecks.h"
 #include "platform/Exception.h"
+#include "platform/JSONSerialization.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
 
@@ -20,21 +22,6 @@ namespace {
 
 using tavo::fuzzing::ValueChecks;
 using tavo::platform::Value;
-
-// Whether every string and dictionary key inside value passes test.
-template <class Test>
-bool allText(const Value& value, Test test) {
-  if (const std::string* s = value.asString()) return test(*s);
-  if (const auto* array = value.asArray()) {
-    for (const Value& item : *array)
-      if (!allText(item, test)) return false;
-  }
-  if (const auto* dictionary = value.asDictionary()) {
-    for (const auto& [key, item] : *dictionary)
-      if (!test(key) || !allText(item, test)) return false;
-  }
-  return true;
-}
 
 std::optional<Value> roundTrip(const std::optional<Value>& value) {
   return tavo::platform::KeyedUnarchiver::unarchiveObjectWithData(
@@ -65,16 +52,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     throw;
   }
   if (!value) return 0;
+  // Every walk of what was read stays in the archive's size, however much of it is shared.
   (void)value->description();
+  (void)tavo::platform::JSONSerialization::dataWithJSONObject(*value);
 
   const std::optional<Value> reread = roundTrip(value);
+  if (reread) (void)(*value == *reread);
   if (ValueChecks::keepsExactly(*value)) {
     if (!reread || !ValueChecks::sameContent(*value, *reread)) changed(*value, reread);
     return 0;
   }
-  // A NUL cuts a string short; a byte that is not UTF-8 is repaired. Either way, what came back once is valid
-  // and comes back the same.
-  if (!reread || !allText(*reread, ValueChecks::isUtf8)) changed(*value, reread);
+  // A byte that is not UTF-8 comes back as U+FFFD, not cut.
+  const bool hasNul =
+      !ValueChecks::allText(*value, [](const std::string& s) { return s.find('\0') == std::string::npos; });
+  if (!hasNul) {
+    if (!reread || !ValueChecks::sameContent(ValueChecks::withRepairedText(*value), *reread)) changed(*value, reread);
+    return 0;
+  }
+  // A NUL cuts a string short (libplist takes C strings): what came back once is valid and comes back the same.
+  if (!reread || !ValueChecks::allText(*reread, ValueChecks::isUtf8)) changed(*value, reread);
   const std::optional<Value> twice = roundTrip(reread);
   if (!twice || !ValueChecks::sameContent(*reread, *twice)) changed(*reread, twice);
   return 0;

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,8 @@ using testing::WireFormat;
 constexpr const char* kKey = "APPUSER0001KEY123456";
 constexpr const char* kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 constexpr const char* kNotUTF8 =
-    "TAVOLogger: 16 - Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes";
-constexpr const char* kLeftOut = "TAVOLogger: 16 - Operation left out of the batch: its data cannot be written as JSON";
+    "TAVOLogger: 4 - Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes";
+constexpr const char* kLeftOut = "TAVOLogger: 4 - Operation left out of the batch: its data cannot be written as JSON";
 
 // The web service: every operation accepted (the start-session answer configures no screen event, so plain
 // events wait for the timed flush); a retrieving user update names the user; the rest gets the bare status.
@@ -181,8 +182,8 @@ TEST_F(BadInputTest, JSONTextThatIsNotUTF8IsRefusedWithALogLine) {
   tavo_login_user("u-1", "u1@example.com", "{\"color\":\"r\xC3\"}");
   flush();
 
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Event attributes ignored: not a JSON object"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Login extras ignored: not a JSON object"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Event attributes ignored: not a JSON object"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Login extras ignored: not a JSON object"));
   const auto events = eventsNamed("with-attributes");
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].get("attributes"), nullptr);
@@ -238,7 +239,7 @@ TEST_F(BadInputTest, JSONThatIsNotAnObjectIsRefusedByEveryDictionaryArgumentOfTh
     tavo_add_product("p-1", "P", 1.0f, 1.0f, json);
     for (const char* what : {"Event attributes", "Login extras", "Registration extras", "Extra user info",
                              "Order extras", "Product extras"})
-      EXPECT_TRUE(env_.logged(std::string("TAVOLogger: 16 - ") + what + " ignored: not a JSON object")) << what;
+      EXPECT_TRUE(env_.logged(std::string("TAVOLogger: 4 - ") + what + " ignored: not a JSON object")) << what;
   }
   env_.drainQueues();
   // The calls went on without the refused value.
@@ -256,7 +257,7 @@ TEST_F(BadInputTest, JSONNestedDeeperThanTheLimitIsRefusedWithoutExhaustingTheSt
   tavo_event_request_free(request);
   tavo_track_extra_user_info(deep.c_str());
   flush();
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Extra user info ignored: not a JSON object"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Extra user info ignored: not a JSON object"));
   EXPECT_EQ(eventsNamed("deep").size(), 1u);
 }
 
@@ -265,8 +266,14 @@ TEST_F(BadInputTest, JSONNestedDeeperThanTheLimitIsRefusedWithoutExhaustingTheSt
 TEST_F(BadInputTest, AnEventWhoseDataCannotBeWrittenAsJSONIsLeftOutAndTheRestOfItsBatchArrives) {
   start();
   TAVOLegacy::trackEvent(TAVOEventRequest("before"));
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onStarted = [&](const std::string& id) { heard.push_back("started " + id); };
+  delegate->onFailed = [&](const std::string& id) { heard.push_back("failed " + id); };
   TAVOEventRequest dated("dated");
   dated.attributes = Dictionary{{"when", Value(platform::Date(1.0e9))}};
+  dated.customId = "dated-id";
+  dated.requestDelegate = delegate;
   TAVOLegacy::trackEvent(dated);
   TAVOEventRequest bytes("bytes");
   bytes.attributes = Dictionary{{"raw", Value(platform::Data{1, 2, 3})}};
@@ -293,6 +300,7 @@ TEST_F(BadInputTest, AnEventWhoseDataCannotBeWrittenAsJSONIsLeftOutAndTheRestOfI
   EXPECT_EQ(eventsNamed("after").size(), 1u);
   for (const char* token : {"dated", "bytes", "nan", "nested"}) EXPECT_TRUE(eventsNamed(token).empty()) << token;
   EXPECT_EQ(env_.countLogged(kLeftOut), 4u);
+  EXPECT_EQ(heard, std::vector<std::string>{"failed dated-id"});  // never sent, so never started
   const auto refused = eventsNamed("out-of-range");
   ASSERT_EQ(refused.size(), 1u);
   EXPECT_EQ(refused[0].get("attributes"), nullptr);
@@ -305,7 +313,7 @@ TEST_F(BadInputTest, AUserUpdateWhoseExtrasCannotBeWrittenAsJSONGoesWithoutItsPa
   start();
   TAVOLegacy::trackExtraUserInfo(Dictionary{{"since", Value(platform::Date(1.0e9))}});
   env_.drainQueues();
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Request payload cannot be written as JSON: sent without it"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Request payload cannot be written as JSON: sent without it"));
   const auto requests = env_.http().requests();
   ASSERT_FALSE(requests.empty());
   EXPECT_TRUE(requests.back().url.ends_with("/updateuser"));
@@ -315,6 +323,42 @@ TEST_F(BadInputTest, AUserUpdateWhoseExtrasCannotBeWrittenAsJSONGoesWithoutItsPa
 // --- null pointers ---
 
 void onStarted(const char*, void*) {}
+
+// Found by hand: a web-SDK domain that is not UTF-8 made the cookie file's JSON writer throw through
+// tavo_sync_with_web_sdk, and the host aborted. The domain is refused where it enters; the cookies written
+// with the last good one stay in a file that is valid JSON.
+TEST_F(BadInputTest, AWebSdkDomainThatIsNotUTF8IsRefusedAndTheCookieFileStaysJSON) {
+  start();
+  tavo_set_web_sdk_domain("shop.example.com");
+  tavo_set_web_sdk_domain("\xFF.example.com");
+  tavo_sync_with_web_sdk();
+
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Web SDK domain ignored: not UTF-8 text"));
+  const auto cookies = env_.platform().cookieStorage->cookies();
+  ASSERT_FALSE(cookies.empty());
+  for (const auto& cookie : cookies) EXPECT_EQ(cookie.domain, "shop.example.com");
+  const auto file = env_.platform().fileSystem->contentsAtPath(env_.platform().cookieStorage->path());
+  ASSERT_TRUE(file);
+  const auto json = platform::JSONSerialization::JSONObjectWithData(std::string(file->begin(), file->end()));
+  ASSERT_TRUE(json && json->get("cookies"));
+  EXPECT_EQ(json->get("cookies")->asArray()->size(), cookies.size());
+}
+
+// Whatever throws inside a call (here a C++ host's own log handler) ends at the call's last catch, with a line.
+std::vector<std::string> linesSeen;
+void throwingHandler(const char* line, void*) {
+  linesSeen.emplace_back(line);
+  if (std::string(line).find("Link ignored") != std::string::npos) throw std::runtime_error("host handler threw");
+}
+
+TEST_F(BadInputTest, NoExceptionLeavesACEntryPoint) {
+  linesSeen.clear();
+  tavo_platform_set_log_handler(throwingHandler, nullptr);
+  tavo_handle_link(nullptr);
+  tavo_platform_set_log_handler(nullptr, nullptr);
+  EXPECT_EQ(linesSeen, (std::vector<std::string>{"TAVOLogger: 4 - Link ignored: no URL",
+                                                 "TAVOLogger: 4 - tavo_handle_link failed: host handler threw"}));
+}
 
 TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
   tavo_configuration* noConfiguration = nullptr;
@@ -328,8 +372,8 @@ TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
   tavo_configuration_set_short_quorvel_domains(noConfiguration, nullptr, 3);
   tavo_start_session_with_configuration(noConfiguration);
   tavo_start_session_background(noConfiguration);
-  EXPECT_EQ(env_.countLogged("TAVOLogger: 16 - Configuration ignored: no configuration"), 7u);
-  EXPECT_EQ(env_.countLogged("TAVOLogger: 16 - Start ignored: no configuration"), 2u);
+  EXPECT_EQ(env_.countLogged("TAVOLogger: 4 - Configuration ignored: no configuration"), 7u);
+  EXPECT_EQ(env_.countLogged("TAVOLogger: 4 - Start ignored: no configuration"), 2u);
 
   // A configuration without a key starts nothing: no credentials, no request.
   tavo_configuration* keyless = tavo_configuration_new(nullptr);
@@ -351,17 +395,17 @@ TEST_F(BadInputTest, NullPointersIntoEveryCEntryPointAreRefusedWithALogLine) {
   tavo_event_request_set_delegate(noRequest, &delegate);
   tavo_track_event(noRequest);
   tavo_event_request_free(noRequest);
-  EXPECT_EQ(env_.countLogged("TAVOLogger: 16 - Event request ignored: no request"), 3u);
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Event ignored: no request"));
+  EXPECT_EQ(env_.countLogged("TAVOLogger: 4 - Event request ignored: no request"), 3u);
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Event ignored: no request"));
 
   tavo_handle_link(nullptr);
   tavo_start_order(nullptr, 1.0f, nullptr, nullptr, nullptr);
   tavo_cancel_order(nullptr);
   tavo_register_token(nullptr, 4);
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Link ignored: no URL"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Order ignored: no order id"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Cancel ignored: no order id"));
-  EXPECT_TRUE(env_.logged("TAVOLogger: 16 - Push token ignored: no bytes"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Link ignored: no URL"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Order ignored: no order id"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Cancel ignored: no order id"));
+  EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Push token ignored: no bytes"));
 
   // Absent values the SDK's own rules accept: nothing breaks, and nil is ignored where the facade says so.
   tavo_set_web_service_url(nullptr);

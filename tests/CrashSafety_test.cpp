@@ -45,7 +45,7 @@
 #include "platform/Exception.h"
 #include "platform/JSONSerialization.h"
 #include "platform/KeyedUnarchiver.h"
-#include "platform/UserDefaults.h"
+#include "platform/SqliteUserDefaults.h"
 #include "tavo/TAVO.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
@@ -195,7 +195,7 @@ struct StoreView {
     StoreView view;
     std::shared_ptr<platform::UserDefaults> defaults;
     try {
-      defaults = std::make_shared<platform::UserDefaults>(path);
+      defaults = std::make_shared<platform::SqliteUserDefaults>(path);
     } catch (const std::exception& e) {
       view.problems.push_back(std::string("the store does not open: ") + e.what());
       return view;

@@ -11,6 +11,8 @@
 #include "core/TAVOControllerTestAccess.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequestController.h"
+#include "platform/PlatformForTesting.h"
+#include "platform/SqliteUserDefaults.h"
 
 namespace tavo::testing {
 
@@ -45,9 +47,9 @@ SdkTestEnvironment::~SdkTestEnvironment() {
 }
 
 void SdkTestEnvironment::install() {
-  auto platform = platform::Platform::makeForTesting(directory_);
+  auto platform = platform::PlatformForTesting::make(directory_);
   if (store_ == Store::File)
-    platform->userDefaults = std::make_shared<platform::UserDefaults>(directory_ + "/UserDefaults.sqlite");
+    platform->userDefaults = std::make_shared<platform::SqliteUserDefaults>(directory_ + "/UserDefaults.sqlite");
   // Keep virtual time running across a restart, as wall time would.
   if (clock_) {
     platform->clock = clock_;
@@ -55,14 +57,18 @@ void SdkTestEnvironment::install() {
   } else {
     clock_ = std::dynamic_pointer_cast<platform::ManualClock>(platform->clock);
   }
-  platform->systemLog->setHandler([this](const std::string& line) {
-    std::lock_guard lock(logMutex_);
-    log_.push_back(line);
-  });
   platform_ = std::move(platform);
+  captureLog();
   platform::Platform::install(platform_);
   TAVOControllerTestAccess::replaceSharedInstance();
   TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDefaultMask);
+}
+
+void SdkTestEnvironment::captureLog() {
+  platform_->systemLog->setHandler([this](const std::string& line) {
+    std::lock_guard lock(logMutex_);
+    log_.push_back(line);
+  });
 }
 
 void SdkTestEnvironment::restart() {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/FakeHttpClient.h"
+#include "platform/ManualClock.h"
 #include "platform/Platform.h"
 
 namespace tavo::testing {
@@ -32,6 +33,8 @@ class SdkTestEnvironment {
   platform::ManualClock& clock() { return *clock_; }
   const std::string& dataDirectory() const { return directory_; }
 
+  // Captures every system-log line again, after something replaced the handler.
+  void captureLog();
   std::vector<std::string> logLines() const;
   bool logged(const std::string& line) const;
   std::size_t countLogged(const std::string& line) const;

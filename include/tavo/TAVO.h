@@ -17,8 +17,11 @@
 #include <vector>
 
 #include "tavo/Export.h"
+#include "tavo/TAVOCampaign.h"
 #include "tavo/TAVOConfiguration.h"
 #include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInAppMessageDelegate.h"
+#include "tavo/TAVOInAppRequest.h"
 #include "tavo/TAVOInstallAttribution.h"
 #include "tavo/TAVOInstallAttributionDelegate.h"
 #include "tavo/TAVORequestDelegate.h"
@@ -97,6 +100,23 @@ class TAVO_EXPORT TAVOLegacy {
   // opened push (once) over as cookies on the domain set here; without a domain it does nothing.
   static void setWebSDKDomain(const std::optional<std::string>& domain);
   static void syncWithWebSDK();
+
+  // In-app communications. inAppMessage asks the web service for a campaign of the request's kind; what comes
+  // back is counted, filtered and shown by the SDK, and the in-app delegates hear of it. A null request is
+  // refused, as is a native-ad request without a template (with a delegate: one that lacks the callback of its
+  // mode); refusals are logged and send nothing. The form with a delegate adds it first (a null one is fine
+  // for kinds other than native ads). In-app delegates are held weakly and added once.
+  static void inAppMessage(const TAVOInAppRequest* request);
+  static void inAppMessage(const TAVOInAppRequest* request, const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
+  static void addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
+  static void removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate);
+  // Reports an impression or a click of a campaign (type code of TAVOCampaign::Type, campaign id) as an event.
+  static void sendImpression(unsigned long campaignType, const std::string& campaignId);
+  static void sendClick(unsigned long campaignType, const std::string& campaignId);
+  // The address prefixes in-app content may open (the SDK's own domains always may); without a list, or
+  // after nullopt, every address may.
+  static void setWhitelist(const std::optional<std::vector<std::string>>& prefixes);
+  static std::optional<std::vector<std::string>> whitelist();
 
   // Configuration at run time.
   static void setDebuggerOutput(bool enabled);  // YES turns every log level on; NO changes nothing

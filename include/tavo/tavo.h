@@ -14,7 +14,9 @@
  *   JSON      Dictionaries travel as JSON object text. Text that is not a JSON object is refused with a log
  *             line: setters return false and change nothing; other calls go on without the value.
  *   Errors    Nothing aborts on bad input. Refusals are logged (tavo_set_debugger_output(true) shows every
- *             level; tavo_platform_set_log_handler receives each line) and the call has no effect.
+ *             level; tavo_platform_set_log_handler receives each line) and the call has no effect. No exception
+ *             leaves a call: a failure inside one is logged as "<function> failed: <reason>" and the call
+ *             returns NULL, false or 0.
  *
  * Example
  *   tavo_platform_set_data_directory("/var/lib/myapp/tavo");
@@ -176,6 +178,64 @@ TAVO_C_EXPORT void tavo_set_web_sdk_domain(const char* domain);
 /* Hands the device id, the push token and the last opened push (once) to the web code as cookies on the
  * domain set above; does nothing without one. */
 TAVO_C_EXPORT void tavo_sync_with_web_sdk(void);
+
+/* ---- in-app communications ---- */
+
+/* A campaign travels as JSON: {"type", "id", "url", "image_url", "times", "can_close", "params"}, where type is
+ * the campaign type (2 start view, 3 dynamic tab, 4 AdBall, 5 banner, 6 strip), "times" how often it may be
+ * shown (0: no limit) and absent addresses are null; plus its format's own fields:
+ *   banner     "url_image_sp", "url_image_tb" (phone and tablet images), "position" ("top" or "bottom"),
+ *              "open_outside" (a tap opens the link outside the app), "frequency", "show_time" (seconds),
+ *              "label"
+ *   AdBall     "horizontal_location" (1 right edge, else left), "vertical_location" (1 middle, 2 bottom, else top)
+ *   strip      "message", "text_color", "background_color" ("#AARRGGBB" or null), "shown_time" (seconds)
+ *   dynamic tab "tab_name", "tab_index" (-1: none), "tab_image_url" */
+
+typedef struct tavo_in_app_request tavo_in_app_request;
+
+/* type: 0 start view, 1 AdBall, 2 strip, 3 banner, 4 dynamic tab, 5 coupons (one coupon with a message id),
+ * 6 redeem coupon, 7 cancel coupon redeem, 8 coupon valid redeems (6 to 8 need the coupon id as message id),
+ * 9 native ads. Types above 9 are ignored when the request is sent. */
+TAVO_C_EXPORT tavo_in_app_request* tavo_in_app_request_new(unsigned type);
+/* Picks a campaign slot on the web service. */
+TAVO_C_EXPORT void tavo_in_app_request_set_label(tavo_in_app_request* request, const char* label);
+TAVO_C_EXPORT void tavo_in_app_request_set_custom_id(tavo_in_app_request* request, const char* custom_id);
+TAVO_C_EXPORT void tavo_in_app_request_set_in_app_message_id(tavo_in_app_request* request, const char* message_id);
+/* Told whether the web service had a campaign: on_success's contains_data is false for none. NULL removes it. */
+TAVO_C_EXPORT void tavo_in_app_request_set_delegate(tavo_in_app_request* request,
+                                                    const tavo_request_delegate* delegate);
+TAVO_C_EXPORT void tavo_in_app_request_free(tavo_in_app_request* request);
+
+/* A listener of in-app communications, called on the main thread (native ads: on the request thread). A NULL
+ * member is a callback the delegate does not implement. Two delegates are the same when all their members
+ * are equal: adding the same one twice keeps one, and removing takes away the one equal to it. The JSON text
+ * lives until the callback returns. */
+typedef struct {
+  void (*on_shown)(const char* campaign_json, void* user_data);
+  void (*on_hide)(const char* campaign_json, void* user_data);
+  void (*on_close)(const char* campaign_json, void* user_data);
+  void (*on_received)(const char* native_ad_json, void* user_data);
+  void (*on_batch_native_ad_received)(const char* native_ads_json_array, void* user_data);
+  void* user_data;
+} tavo_in_app_delegate;
+
+/* Asks the web service for a campaign of the request's type; the SDK counts, filters and shows what comes back.
+ * NULL is refused with a log line. */
+TAVO_C_EXPORT void tavo_in_app_message(const tavo_in_app_request* request);
+/* The same, adding the delegate first (NULL: none). A native-ad request needs a delegate with on_received, or
+ * in batch mode on_batch_native_ad_received; without it the request is refused with a log line. */
+TAVO_C_EXPORT void tavo_in_app_message_with_delegate(const tavo_in_app_request* request,
+                                                     const tavo_in_app_delegate* delegate);
+TAVO_C_EXPORT void tavo_add_in_app_delegate(const tavo_in_app_delegate* delegate);
+TAVO_C_EXPORT void tavo_remove_in_app_delegate(const tavo_in_app_delegate* delegate);
+/* Reports an impression or a click of a campaign (its type and id) to the web service, as an event. */
+TAVO_C_EXPORT void tavo_send_impression(unsigned campaign_type, const char* campaign_id);
+TAVO_C_EXPORT void tavo_send_click(unsigned campaign_type, const char* campaign_id);
+/* The address prefixes in-app content may open; the SDK's own domains always may. A NULL list removes the
+ * white list, and with none every address may. NULL entries are skipped. */
+TAVO_C_EXPORT void tavo_set_whitelist(const char* const* prefixes, size_t count);
+/* The white list as a JSON array of strings, or "null" when none is set; free with tavo_free. */
+TAVO_C_EXPORT char* tavo_whitelist_json(void);
 
 #ifdef __cplusplus
 }

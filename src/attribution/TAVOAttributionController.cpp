@@ -12,6 +12,7 @@
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/AdAttributionClient.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "platform/URLComponents.h"
 #include "tavo/TAVOEventRequest.h"
@@ -49,12 +50,12 @@ TAVOAttributionController::TAVOAttributionController()
       reservedUrlParams_{kCampaignId, kBasicId, kRetargeting, kAttributionWindow} {}
 
 std::optional<std::vector<std::string>> TAVOAttributionController::customQuorvelDomains() const {
-  std::lock_guard lock(domainsMutex_);
+  platform::MutexLock lock(domainsMutex_);
   return customQuorvelDomains_;
 }
 
 void TAVOAttributionController::setCustomQuorvelDomains(const std::optional<std::vector<std::string>>& domains) {
-  std::lock_guard lock(domainsMutex_);
+  platform::MutexLock lock(domainsMutex_);
   customQuorvelDomains_ = domains;
 }
 
@@ -181,7 +182,7 @@ std::shared_ptr<TAVOAttributionCampaign> TAVOAttributionController::attributionC
 
 void TAVOAttributionController::createOrUpdateCampaign(const std::shared_ptr<TAVOAttributionCampaign>& campaign) {
   if (!campaign->hashSource) return;
-  std::lock_guard lock(campaignsMutex_);
+  platform::MutexLock lock(campaignsMutex_);
   const Dictionary campaigns = attributionCampaigns();
   const Value* found = campaigns.find(*campaign->hashSource);
   if (auto stored = found ? found->objectAs<TAVOAttributionCampaign>() : nullptr) {
@@ -196,23 +197,23 @@ void TAVOAttributionController::updateCampaign(const std::shared_ptr<TAVOAttribu
   // The new link's window and parameters win; the window still counts from the first click.
   newCampaign->created = stored->created;
   newCampaign->updated = TAVOUtils::newDateWithDefaultTimezone();
-  std::lock_guard lock(campaignsMutex_);
+  platform::MutexLock lock(campaignsMutex_);
   dataStore()->saveAttributionCampaign(newCampaign);
 }
 
 void TAVOAttributionController::addNewCampaign(const std::shared_ptr<TAVOAttributionCampaign>& campaign) {
   campaign->created = TAVOUtils::newDateWithDefaultTimezone();
-  std::lock_guard lock(campaignsMutex_);
+  platform::MutexLock lock(campaignsMutex_);
   dataStore()->saveAttributionCampaign(campaign);
 }
 
 void TAVOAttributionController::removeAttributionCampaign(const std::string& hashSource) {
-  std::lock_guard lock(campaignsMutex_);
+  platform::MutexLock lock(campaignsMutex_);
   dataStore()->removeAttributionCampaigns(hashSource);
 }
 
 void TAVOAttributionController::migrateAttributionCampaignIfNeeded() {
-  std::lock_guard lock(campaignsMutex_);
+  platform::MutexLock lock(campaignsMutex_);
   const auto legacy = attributionCampaign();
   if (!legacy) return;
   dataStore()->removeAttributionCampaign();
@@ -236,7 +237,7 @@ bool TAVOAttributionController::currentHasValidWindow(const std::shared_ptr<TAVO
 void TAVOAttributionController::addAttributionCampaignIfNeeded(TAVOTransmitObject& request) {
   Value open;
   {
-    std::lock_guard lock(campaignsMutex_);
+    platform::MutexLock lock(campaignsMutex_);
     const Dictionary stored = attributionCampaigns();
     if (stored.empty()) return;
     const std::string now = TAVOUtils::newDateWithDefaultTimezone();

@@ -3,11 +3,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
+#include "platform/RecursiveMutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -82,21 +83,21 @@ class TAVOAttributionController {
   const std::vector<std::string> defaultQuorvelDomains_;
   const std::vector<std::string> reservedUrlParams_;
 
-  mutable std::mutex domainsMutex_;
-  std::optional<std::vector<std::string>> customQuorvelDomains_;
+  mutable platform::Mutex domainsMutex_;
+  std::optional<std::vector<std::string>> customQuorvelDomains_ GUARDED_BY(domainsMutex_);
 
   // Serialises the read-change-write of the stored campaigns. Recursive: purging during a pass re-enters.
-  std::recursive_mutex campaignsMutex_;
+  platform::RecursiveMutex campaignsMutex_;
 
   // The answer of the last pass over the stored campaigns that closed none: for the same stored campaigns
   // (the very objects) within the same second (the finest unit of the window check) it is the answer again,
-  // so the events of a burst do not check every window each. Guarded by campaignsMutex_.
+  // so the events of a burst do not check every window each.
   struct OpenCampaigns {
     platform::Dictionary stored;
     std::string now;
     platform::Value open;  // the list of their wire forms
   };
-  std::optional<OpenCampaigns> lastPass_;
+  std::optional<OpenCampaigns> lastPass_ GUARDED_BY(campaignsMutex_);
 };
 
 }  // namespace tavo

@@ -11,6 +11,8 @@
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/AdAttributionClient.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
 #include "tavo/TAVO.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
@@ -187,6 +189,44 @@ TEST_F(PersistentAttributionTest, AWindowCountsFromTheFirstClickAcrossARestartAn
   EXPECT_FALSE(stored("abc"));
 }
 
+// A hostile store: an open campaign whose params hold arrays that each refer to one child twice, 40 levels deep
+// (2^40 nodes as a tree, under 2 KB as an archive), beside an expired one. The first event after the start
+// purges the expired one, which archives the open one again: in its own size, its sharing kept.
+TEST_F(PersistentAttributionTest, CampaignParamsThatShareTheirPartsArePurgedAndArchivedAgainInTheirOwnSize) {
+  Value tree("leaf");
+  for (int level = 0; level < 40; ++level) tree = Value(Array{tree, tree});
+  const auto campaign = [](const char* hash, const char* created, int window) {
+    auto c = std::make_shared<TAVOAttributionCampaign>();
+    c->hashSource = hash;
+    c->created = created;
+    c->attrWindow = window;
+    return Value(std::shared_ptr<platform::Codable>(c));
+  };
+  Value open = campaign("open", "2026-01-01 00:00:00", 24);
+  open.objectAs<TAVOAttributionCampaign>()->params = Dictionary{{"tree", tree}};
+  const platform::Data archive = platform::KeyedArchiver::archivedDataWithRootObject(
+      Value(Dictionary{{"old", campaign("old", "2025-12-30 00:00:00", 1)}, {"open", open}}));
+  ASSERT_LT(archive.size(), 2048u);
+  env.platform().userDefaults->setObject(Value(archive), TAVODataStoreController::kAttributionCampaignsKey);
+  env.restart();
+  startSession();
+
+  event("first");
+  const auto carried = campaignsOn(lastParams());
+  ASSERT_TRUE(carried);
+  EXPECT_EQ(*carried, Value(Array{Dictionary{{"hash", "open"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}}));
+
+  const auto stored = env.platform().userDefaults->objectForKey(TAVODataStoreController::kAttributionCampaignsKey);
+  ASSERT_TRUE(stored && stored->asData());
+  EXPECT_LT(stored->asData()->size(), 2048u);
+  const auto campaigns = platform::KeyedUnarchiver::unarchiveObjectWithData(*stored->asData());
+  ASSERT_TRUE(campaigns && campaigns->asDictionary());
+  EXPECT_EQ(campaigns->asDictionary()->allKeys(), std::vector<std::string>{"open"});
+  const auto kept = campaigns->get("open")->objectAs<TAVOAttributionCampaign>();
+  ASSERT_TRUE(kept && kept->params);
+  EXPECT_EQ(*kept->params, (Dictionary{{"tree", tree}}));
+}
+
 // ---- bursts ----
 
 // The events of a burst share the last pass over the stored campaigns (same campaigns, same second). These
@@ -238,7 +278,7 @@ TEST_F(AttributionBurstTest, AWindowClosesForTheFirstEventOfTheSecondAfterItsEnd
 
 // ---- what carries the campaigns ----
 
-TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsAndOrdersButNotPlainUpdates) {
+TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsRegistrationsAndOrdersButNotPlainUpdates) {
   link("myapp://open?rt=true&aw=24&ecid=abc");
   const std::optional<Value> expected(
       Array{Dictionary{{"hash", "abc"}, {"date", "2026-01-01 00:00:00"}, {"attrw", 24}}});
@@ -248,6 +288,8 @@ TEST_F(AttributionTest, OpenCampaignsRideOnEventsLoginsAndOrdersButNotPlainUpdat
 
   TAVOLegacy::loginUser(std::string("c-1"), std::string("a@b.example"));
   EXPECT_EQ(campaignsOn(lastPayloadTo("firstlogin")), expected);
+  TAVOLegacy::registerUser(std::string("c-2"), std::string("c@d.example"));
+  EXPECT_EQ(campaignsOn(lastPayloadTo("newregister")), expected);
   TAVOLegacy::trackExtraUserInfo(Dictionary{{"level", "3"}});
   EXPECT_FALSE(campaignsOn(lastPayloadTo("updateuser")));
 

@@ -7,6 +7,7 @@
 #include "core/TAVOController.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequestController.h"
+#include "platform/MutexLock.h"
 #include "platform/URLComponents.h"
 
 namespace tavo {
@@ -23,12 +24,12 @@ bool hostContainsAny(const std::string& host, const std::vector<std::string>& do
 TAVOShortUrlController::TAVOShortUrlController() : defaultShortQuorvelDomains_{".tavo.link"} {}
 
 std::optional<std::vector<std::string>> TAVOShortUrlController::customShortQuorvelDomains() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return customShortQuorvelDomains_;
 }
 
 void TAVOShortUrlController::setCustomShortQuorvelDomains(const std::optional<std::vector<std::string>>& domains) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   customShortQuorvelDomains_ = domains;
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/Mutex.h"
 
 namespace tavo {
 
@@ -26,8 +27,8 @@ class TAVOShortUrlController {
 
  private:
   const std::vector<std::string> defaultShortQuorvelDomains_;
-  mutable std::mutex mutex_;
-  std::optional<std::vector<std::string>> customShortQuorvelDomains_;
+  mutable platform::Mutex mutex_;
+  std::optional<std::vector<std::string>> customShortQuorvelDomains_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

@@ -6,7 +6,9 @@
 #include "core/TAVODeviceController.h"
 #include "core/TAVOLogger.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
+#include "platform/UTF8.h"
 
 namespace tavo {
 
@@ -15,10 +17,11 @@ void TAVOWebSDKController::sync() {
   if (!domain) return;
   auto& platform = platform::Platform::shared();
   if (!platform.cookieStorage) {
-    TAVOLogger::logAndType("Web SDK sync skipped: the platform has no cookie storage", TAVOLogger::Error);
+    TAVOLogger::log("Web SDK sync skipped: the platform has no cookie storage");
     return;
   }
-  platform.cookieStorage->setCookieAcceptPolicy(platform::CookieStorage::Always);
+  if (!platform.cookieStorage->setCookieAcceptPolicy(platform::CookieStorage::Always))
+    TAVOLogger::log("Web SDK cookie policy kept for this launch only: the cookie file could not be written");
 
   auto& controller = TAVOController::sharedInstance();
   writeCookie(*domain, kDeviceCookieName, controller.deviceController()->deviceUUID());
@@ -38,12 +41,17 @@ void TAVOWebSDKController::sync() {
 }
 
 std::optional<std::string> TAVOWebSDKController::webSDKDomain() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return webSDKDomain_;
 }
 
 void TAVOWebSDKController::setWebSDKDomain(const std::optional<std::string>& domain) {
-  std::lock_guard lock(mutex_);
+  // A domain is text: bytes that are not UTF-8 could never match a host, and cookies carry only text.
+  if (domain && !platform::UTF8::isValid(*domain)) {
+    TAVOLogger::logAndType("Web SDK domain ignored: not UTF-8 text", TAVOLogger::Plain);
+    return;
+  }
+  platform::MutexLock lock(mutex_);
   webSDKDomain_ = domain;
 }
 
@@ -58,7 +66,8 @@ void TAVOWebSDKController::writeCookie(const std::string& domain, const std::str
   cookie.path = "/";
   cookie.version = "0";
   cookie.expiresDate = platform.clock->now().dateByAddingTimeInterval(kCookieLifetime);
-  platform.cookieStorage->setCookie(cookie);
+  if (!platform.cookieStorage->setCookie(cookie))
+    TAVOLogger::log("Web SDK cookie %@ kept for this launch only: the cookie file could not be written", name);
 }
 
 }  // namespace tavo

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
+
+#include "platform/Mutex.h"
 
 namespace tavo {
 
@@ -22,15 +23,16 @@ class TAVOWebSDKController {
   // stored, which is then removed so it is handed over only once.
   void sync();
 
-  // The cookies' domain and origin URL; nullopt by default.
+  // The cookies' domain and origin URL; nullopt by default. A domain that is not UTF-8 text is refused with a
+  // log line and the previous one stays.
   std::optional<std::string> webSDKDomain() const;
   void setWebSDKDomain(const std::optional<std::string>& domain);
 
  private:
   void writeCookie(const std::string& domain, const std::string& name, const std::string& value) const;
 
-  mutable std::mutex mutex_;  // guards webSDKDomain_
-  std::optional<std::string> webSDKDomain_;
+  mutable platform::Mutex mutex_;
+  std::optional<std::string> webSDKDomain_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

@@ -7,6 +7,7 @@
 
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
+#include "core/TAVOLogger.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/CookieStorage.h"
 
@@ -44,12 +45,18 @@ TEST_F(TAVOWebSDKControllerTest, WithoutADomainNothingIsWrittenNotEvenThePolicy)
   EXPECT_EQ(cookies().cookieAcceptPolicy(), CookieStorage::OnlyFromMainDocumentDomain);
   // The push id waits for a sync that can hand it over.
   EXPECT_TRUE(store()->getObjectFromDataStore(TAVODataStoreController::kLastPushIdKey));
+
+  env.platform().cookieStorage.reset();  // a platform without cookies: skipped, and said at the plain level
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  controller.setWebSDKDomain(kDomain);
+  controller.sync();
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Web SDK sync skipped: the platform has no cookie storage"));
 }
 
 // Values, domain and expiry of the cookies are the C interface tests' business; here the push id's hand-over.
 TEST_F(TAVOWebSDKControllerTest, ThePushIdIsHandedOverOnceAndKeepsItsFirstExpiry) {
   store()->saveObjectToDataStore(platform::Value(4711), TAVODataStoreController::kLastPushIdKey);
-  cookies().setCookieAcceptPolicy(CookieStorage::Never);
+  EXPECT_TRUE(cookies().setCookieAcceptPolicy(CookieStorage::Never));
   TAVOWebSDKController controller;
   controller.setWebSDKDomain(kDomain);
   controller.sync();

@@ -143,8 +143,9 @@ TEST_F(CInterfaceTest, AnApplicationStateOutOfRangeIsRefusedAndTheTokenIsSentAsL
   start();
   settle(2);
   const std::size_t before = server.requestCount();
+  tavo_set_debugger_output(true);
   tavo_platform_set_application_state(7);
-  EXPECT_TRUE(env.logged("TAVOLogger: 16 - Application state ignored: expected 0, 1 or 2"));
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Application state ignored: expected 0, 1 or 2"));
   env.drainQueues();
   EXPECT_EQ(server.requestCount(), before);  // not taken for the background: no session end was sent
 
@@ -176,6 +177,37 @@ TEST(CInterfaceQueueOrder, AFirstForegroundStartQueuesParkedRequestsThenTheUserU
   EXPECT_NE(requests[1].body.find("tavo_retrieve"), std::string::npos);
   EXPECT_NE(requests[2].url.find("/tracker"), std::string::npos);
   EXPECT_NE(requests[2].body.find("tavo_start_session"), std::string::npos);
+}
+
+void heardSuccess(const char* id, bool containsData, void* userData) {
+  static_cast<std::vector<std::string>*>(userData)->push_back(std::string(id) + (containsData ? " +data" : ""));
+}
+
+TEST(CInterfaceRules, TheHostHearsOfARuleChecksSuccessAlsoWhenAResetCameBeforeTheAnswer) {
+  SdkTestEnvironment env;
+  env.http().setResponder([](const platform::HttpRequest& request) {
+    if (!request.url.ends_with("/tracker")) return FakeHttpClient::Answer::status(200, "200");
+    return FakeHttpClient::Answer::status(
+        200, R"({"status":200,"config":{"events":[{"id":1,"category":"screen","active":1,"token":"cart"}]},)"
+             R"("rule":{"type":"startview","id":"9"}})");
+  });
+  tavo_start_session(kKey);
+  env.drainQueues();
+  std::vector<std::string> heard;
+  const tavo_request_delegate delegate{nullptr, heardSuccess, nullptr, &heard};
+  tavo_event_request* request = tavo_event_request_new("cart");  // a screen event: a rule check, sent at once
+  tavo_event_request_set_delegate(request, &delegate);
+  tavo_event_request_set_custom_id(request, "before");
+  tavo_track_event(request);
+  env.drainQueues();
+  env.http().hold();
+  tavo_event_request_set_custom_id(request, "across a reset");
+  tavo_track_event(request);
+  tavo_reset();
+  env.http().release();
+  env.drainQueues();
+  tavo_event_request_free(request);
+  EXPECT_EQ(heard, (std::vector<std::string>{"before +data", "across a reset +data"}));
 }
 
 // ---- links and cookies ----

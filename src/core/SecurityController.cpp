@@ -1,18 +1,22 @@
 #include "core/SecurityController.h"
 
+#include "platform/MutexLock.h"
+
 namespace tavo {
 
 SecurityController::SecurityController()
-    // The vendor's two service domains, then its three short-link domains.
-    : domainsTAVO_{"tavo.example", "quorvel.example", "tav.example", "qrv.example", "qvl.example"} {}
+    // Every domain the SDK itself uses, so that a white list never refuses the SDK's own links: the service
+    // (web service, tracking links and their beta and pre-production sub-domains), the alternative
+    // tracking-link domain and the short-link domain.
+    : domainsTAVO_{"tavo.example", "tvo.example", "tavo.link"} {}
 
 void SecurityController::setWhitelist(const std::optional<std::vector<std::string>>& prefixes) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   whiteList_ = prefixes;
 }
 
 std::optional<std::vector<std::string>> SecurityController::whitelist() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return whiteList_;
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/Mutex.h"
 
 namespace tavo {
 
@@ -23,8 +24,8 @@ class SecurityController {
   const std::vector<std::string>& domainsTAVO() const { return domainsTAVO_; }
 
  private:
-  mutable std::mutex mutex_;
-  std::optional<std::vector<std::string>> whiteList_;
+  mutable platform::Mutex mutex_;
+  std::optional<std::vector<std::string>> whiteList_ GUARDED_BY(mutex_);
   std::vector<std::string> domainsTAVO_;
 };
 

@@ -10,16 +10,26 @@
 #include "core/SecurityController.h"
 #include "core/StringFormat.h"
 #include "core/TAVOAppController.h"
-#include "core/TAVOControllerTestAccess.h"
 #include "core/TAVODeviceController.h"
 #include "core/TAVOLogger.h"
 #include "core/TAVOSessionController.h"
+#include "inapp/TAVOCampaignController.h"
+#include "inapp/TAVOCheckAdBall.h"
+#include "inapp/TAVOCheckBanner.h"
+#include "inapp/TAVOCheckCoupon.h"
+#include "inapp/TAVOCheckNativeAd.h"
+#include "inapp/TAVOCheckStartView.h"
+#include "inapp/TAVOCheckTabBar.h"
+#include "inapp/TAVOCheckTextBanner.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInAppRequest.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOShoppingCartController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
@@ -28,23 +38,30 @@ namespace tavo {
 
 namespace {
 
-std::mutex& creationMutex() {
-  static std::mutex mutex;
-  return mutex;
+constexpr std::size_t kApiKeyLength = 9;
+
+template <class Check, class Request>
+std::shared_ptr<Check> checkWithRequest(const Request& request) {
+  auto check = std::make_shared<Check>();
+  check->initWithRequest(request);
+  return check;
 }
 
-std::atomic<TAVOController*>& instance() {
+}  // namespace
+
+std::atomic<TAVOController*>& TAVOController::instance() {
   static std::atomic<TAVOController*> controller{nullptr};
   return controller;
 }
 
-constexpr std::size_t kApiKeyLength = 9;
-
-}  // namespace
+platform::Mutex& TAVOController::creationMutex() {
+  static platform::Mutex mutex;
+  return mutex;
+}
 
 TAVOController& TAVOController::sharedInstance() {
   if (TAVOController* controller = instance().load(std::memory_order_acquire)) return *controller;
-  std::lock_guard lock(creationMutex());
+  platform::MutexLock lock(creationMutex());
   if (TAVOController* controller = instance().load(std::memory_order_relaxed)) return *controller;
   // Published only once initialised; a sub-controller must not ask for the shared controller while it is
   // being built (that would wait here for ever).
@@ -63,8 +80,10 @@ void TAVOController::initTAVO() {
   fresh.device = std::make_shared<TAVODeviceController>();
   fresh.session = std::make_shared<TAVOSessionController>();
   fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
+  fresh.promotion = std::make_shared<TAVOCampaignController>();
   fresh.webSDK = std::make_shared<TAVOWebSDKController>();
   fresh.security = std::make_shared<SecurityController>();
+  fresh.rules = std::make_shared<TAVORulesController>();
   fresh.event = std::make_shared<TAVOEventController>();
   fresh.attribution = std::make_shared<TAVOAttributionController>();
   fresh.user = std::make_shared<TAVOUserController>();
@@ -73,7 +92,7 @@ void TAVOController::initTAVO() {
   std::shared_ptr<const TAVOUser> user = TAVOUserController::getSavedUser();
   SubControllers previous;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     previous = std::exchange(subControllers_, std::move(fresh));
     appVersion_ = std::move(version);
     currentUser_ = std::move(user);
@@ -81,7 +100,7 @@ void TAVOController::initTAVO() {
   // The previous life ends outside the lock: its observers may be finishing a delivery on another thread.
   previous = SubControllers();
   {
-    std::lock_guard lock(inAppDelegatesMutex_);
+    platform::MutexLock lock(inAppDelegatesMutex_);
     inAppDelegates_.clear();
     couponsDelegates_ = std::make_shared<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>>();
   }
@@ -89,13 +108,16 @@ void TAVOController::initTAVO() {
 
 void TAVOController::generateApiKeyAndApiUserFrom(const std::optional<std::string>& key) {
   if (!key || key->size() < kApiKeyLength + 1) return;
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!apiUser_) apiUser_ = key->substr(0, key->size() - kApiKeyLength);
   if (!apiKey_) apiKey_ = key->substr(key->size() - kApiKeyLength);
 }
 
 void TAVOController::reset() {
-  if (auto requests = requestController()) requests->sendOperations();
+  if (auto requests = requestController()) {
+    requests->sendOperations();
+    requests->stopStoringParkedRequests();
+  }
   dataStoreController()->reset();
   initTAVO();
 }
@@ -174,6 +196,120 @@ void TAVOController::sendClick(unsigned long communicationType, const std::strin
             false);
 }
 
+void TAVOController::inAppMessage(const TAVOInAppRequest& request) {
+  const bool hasMessageId = request.inAppMessageId.has_value();
+  switch (request.type) {
+    case TAVOInAppRequest::StartView: checkStartViewWithRequest(request); break;
+    case TAVOInAppRequest::AdBall: checkAdBallWithRequest(request); break;
+    case TAVOInAppRequest::Strip: checkStripWithRequest(request); break;
+    case TAVOInAppRequest::Banner: checkBannerWithRequest(request); break;
+    case TAVOInAppRequest::TabBar: checkTabWithRequest(request); break;
+    case TAVOInAppRequest::CheckCoupon:
+      if (hasMessageId) {
+        checkCouponWithRequest(request);
+      } else {
+        checkCouponsWithRequest(request);
+      }
+      break;
+    case TAVOInAppRequest::RedeemCoupon:
+      if (hasMessageId) {
+        redeemCouponWithRequest(request);
+      } else {
+        TAVOLogger::log("RedeemCoupon: coupon id is mandatory");
+      }
+      break;
+    case TAVOInAppRequest::CancelCouponRedeem:
+      if (hasMessageId) {
+        cancelCouponRedeemWithRequest(request);
+      } else {
+        TAVOLogger::log("CancelCoupon: coupon id is mandatory");
+      }
+      break;
+    case TAVOInAppRequest::CouponValidRedeems:
+      if (hasMessageId) {
+        getCouponValidRedeemsWithRequest(request);
+      } else {
+        TAVOLogger::log("CouponValidRedeems: coupon id is mandatory");
+      }
+      break;
+    case TAVOInAppRequest::NativeAd: {
+      const auto* nativeAd = dynamic_cast<const TAVONativeAdRequest*>(&request);
+      if (!nativeAd) {
+        TAVOLogger::log("Native Ad: request must be TAVONativeAdRequest class");
+      } else if (!nativeAd->templateId) {
+        TAVOLogger::log("Native Ad: parameter template Id is mandatory");
+      } else {
+        checkNativeAdWithRequest(*nativeAd);
+      }
+      break;
+    }
+    default: break;
+  }
+}
+
+void TAVOController::queueInAppCheck(std::shared_ptr<TAVOTransmitObject> check) {
+  requestController()->addOperationToQueue(TAVOOperation::operationWithTransmitObject(std::move(check)));
+}
+
+void TAVOController::checkStartViewWithRequest(const TAVOInAppRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckStartView>(request));
+}
+
+void TAVOController::checkAdBallWithRequest(const TAVOInAppRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckAdBall>(request));
+}
+
+void TAVOController::checkStripWithRequest(const TAVOInAppRequest& request) {
+  // The web service knows the strip as a text banner.
+  queueInAppCheck(checkWithRequest<TAVOCheckTextBanner>(request));
+}
+
+void TAVOController::checkBannerWithRequest(const TAVOInAppRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckBanner>(request));
+}
+
+void TAVOController::checkTabWithRequest(const TAVOInAppRequest& request) {
+  if (!hasHostTabBarController()) {
+    TAVOLogger::log("There's not TabBarController defined for Dynamic Tab. Check tAVo Documentation");
+    return;
+  }
+  queueInAppCheck(checkWithRequest<TAVOCheckTabBar>(request));
+}
+
+void TAVOController::queueCouponCheck(const TAVOInAppRequest& request, std::int32_t couponType) {
+  auto check = checkWithRequest<TAVOCheckCoupon>(request);
+  check->type = couponType;
+  queueInAppCheck(std::move(check));
+}
+
+void TAVOController::checkCouponsWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::CheckCoupons);
+}
+
+void TAVOController::checkCouponWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::CheckCoupon);
+}
+
+void TAVOController::getCouponValidRedeemsWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::ValidRedeems);
+}
+
+void TAVOController::redeemCouponWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::Redeem);
+}
+
+void TAVOController::cancelCouponRedeemWithRequest(const TAVOInAppRequest& request) {
+  queueCouponCheck(request, TAVOCheckCoupon::Cancel);
+}
+
+void TAVOController::checkNativeAdWithRequest(const TAVONativeAdRequest& request) {
+  queueInAppCheck(checkWithRequest<TAVOCheckNativeAd>(request));
+}
+
+void TAVOController::processPromotionResponseDictionary(const platform::Value& response, unsigned long type) {
+  if (auto promotions = promotionViewController()) promotions->processPromotionResponseDictionary(response, type);
+}
+
 platform::Dictionary TAVOController::prepareUserInfo() const { return userController()->prepareUserInfo(); }
 
 void TAVOController::handleLink(const std::optional<std::string>& url) {
@@ -186,42 +322,42 @@ void TAVOController::handleLink(const std::optional<std::string>& url) {
 }
 
 std::optional<std::string> TAVOController::apiUser() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return apiUser_;
 }
 
 std::optional<std::string> TAVOController::apiKey() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return apiKey_;
 }
 
 std::optional<std::string> TAVOController::sessionKey() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return sessionKey_;
 }
 
 void TAVOController::setSessionKey(const std::optional<std::string>& key) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   sessionKey_ = key;
 }
 
 std::string TAVOController::appVersion() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return appVersion_;
 }
 
 std::shared_ptr<const TAVOUser> TAVOController::currentUser() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return currentUser_;
 }
 
 void TAVOController::setCurrentUser(std::shared_ptr<const TAVOUser> user) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   currentUser_ = std::move(user);
 }
 
 std::shared_ptr<const TAVOUser> TAVOController::updateCurrentUser(const std::function<void(TAVOUser&)>& change) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   auto next = currentUser_ ? std::make_shared<TAVOUser>(*currentUser_) : std::make_shared<TAVOUser>();
   change(*next);
   currentUser_ = next;
@@ -229,68 +365,78 @@ std::shared_ptr<const TAVOUser> TAVOController::updateCurrentUser(const std::fun
 }
 
 void TAVOController::persistCurrentUser() {
-  std::lock_guard lock(persistMutex_);
+  platform::MutexLock lock(persistMutex_);
   TAVOUserController::saveUser(currentUser());
 }
 
 std::shared_ptr<TAVODataStoreController> TAVOController::dataStoreController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.dataStore;
 }
 
 std::shared_ptr<TAVORequestController> TAVOController::requestController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.request;
 }
 
 std::shared_ptr<TAVOEventController> TAVOController::eventController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.event;
 }
 
 std::shared_ptr<TAVODeviceController> TAVOController::deviceController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.device;
 }
 
 std::shared_ptr<TAVOSessionController> TAVOController::sessionController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.session;
 }
 
 std::shared_ptr<TAVOShoppingCartController> TAVOController::shoppingCartController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.shoppingCart;
 }
 
+std::shared_ptr<TAVOCampaignController> TAVOController::promotionViewController() const {
+  platform::MutexLock lock(mutex_);
+  return subControllers_.promotion;
+}
+
 std::shared_ptr<SecurityController> TAVOController::securityController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.security;
 }
 
+std::shared_ptr<TAVORulesController> TAVOController::rulesController() const {
+  platform::MutexLock lock(mutex_);
+  return subControllers_.rules;
+}
+
 std::shared_ptr<TAVOUserController> TAVOController::userController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.user;
 }
 
 std::shared_ptr<TAVOAttributionController> TAVOController::attributionController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.attribution;
 }
 
 std::shared_ptr<TAVOShortUrlController> TAVOController::shortUrlController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.shortUrl;
 }
 
 std::shared_ptr<TAVOWebSDKController> TAVOController::webSDKController() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return subControllers_.webSDK;
 }
 
 void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
   if (!delegate) return;
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   for (const auto& entry : inAppDelegates_)
     if (entry.lock() == delegate) return;
   inAppDelegates_.push_back(delegate);
@@ -298,7 +444,7 @@ void TAVOController::addInAppDelegate(const std::shared_ptr<TAVOInAppMessageDele
 
 void TAVOController::removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageDelegate>& delegate) {
   if (!delegate) return;
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   // Entries whose host object is gone are dropped on the way.
   std::erase_if(inAppDelegates_, [&](const auto& entry) {
     const auto live = entry.lock();
@@ -307,14 +453,14 @@ void TAVOController::removeInAppDelegate(const std::shared_ptr<TAVOInAppMessageD
 }
 
 void TAVOController::addCouponsDelegate(const std::shared_ptr<TAVOCouponsDelegate>& delegate) {
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   auto next = std::make_shared<std::vector<std::weak_ptr<TAVOCouponsDelegate>>>(*couponsDelegates_);
   next->push_back(delegate);
   couponsDelegates_ = std::move(next);
 }
 
 std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> TAVOController::liveInAppDelegates() const {
-  std::lock_guard lock(inAppDelegatesMutex_);
+  platform::MutexLock lock(inAppDelegatesMutex_);
   std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> snapshot;
   snapshot.reserve(inAppDelegates_.size());
   for (const auto& entry : inAppDelegates_)
@@ -356,7 +502,7 @@ void TAVOController::invokeOnBatchNativeAdReceivedDelegate(
 void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TAVOCoupon>>& coupons, bool failed) {
   std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> delegates;
   {
-    std::lock_guard lock(inAppDelegatesMutex_);
+    platform::MutexLock lock(inAppDelegatesMutex_);
     delegates = couponsDelegates_;
   }
   for (const auto& entry : *delegates) {
@@ -368,15 +514,6 @@ void TAVOController::invokeCouponsDelegates(const std::vector<std::shared_ptr<TA
       delegate->onCouponsReceived(coupons);
     }
   }
-}
-
-TAVOController* TAVOControllerTestAccess::existingInstance() { return instance().load(std::memory_order_acquire); }
-
-void TAVOControllerTestAccess::replaceSharedInstance() {
-  std::lock_guard lock(creationMutex());
-  // The old controller is kept, not deleted: a stray task of the previous test may still hold a reference.
-  static std::vector<std::unique_ptr<TAVOController>> retired;
-  if (TAVOController* old = instance().exchange(nullptr)) retired.emplace_back(old);
 }
 
 }  // namespace tavo

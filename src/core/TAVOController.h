@@ -4,27 +4,32 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "inapp/TAVOCouponsDelegate.h"
-#include "inapp/TAVOInAppMessageDelegate.h"
+#include "platform/Mutex.h"
+#include "tavo/TAVOInAppMessageDelegate.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
 
 class SecurityController;
 class TAVOAttributionController;
+class TAVOCampaignController;
 class TAVOEventRequest;
+class TAVOInAppRequest;
+class TAVONativeAdRequest;
 class TAVODataStoreController;
 class TAVODeviceController;
 class TAVOEventController;
 class TAVORequestController;
+class TAVORulesController;
 class TAVOSessionController;
 class TAVOShoppingCartController;
 class TAVOShortUrlController;
+class TAVOTransmitObject;
 class TAVOWebSDKController;
 class TAVOUser;
 class TAVOUserController;
@@ -72,6 +77,34 @@ class TAVOController {
   // A link that opened the app: a short link is resolved, anything else is handled as a deep link.
   void handleLink(const std::optional<std::string>& url);
 
+  // The host's in-app request, by its kind: 0 start view, 1 AdBall, 2 strip, 3 banner, 4 dynamic tab, 5 to 8
+  // coupons, 9 native ads. The coupon operations 6 to 8 need the coupon id, native ads a TAVONativeAdRequest
+  // with a template; a refusal is logged and sends nothing. Kinds above 9 are ignored. Main thread.
+  void inAppMessage(const TAVOInAppRequest& request);
+  // Each queues its format's check, sent at once.
+  void checkStartViewWithRequest(const TAVOInAppRequest& request);
+  void checkAdBallWithRequest(const TAVOInAppRequest& request);
+  void checkStripWithRequest(const TAVOInAppRequest& request);
+  void checkBannerWithRequest(const TAVOInAppRequest& request);
+  // Only once the host has given the dynamic tab its tab bar controller; otherwise logged, nothing sent.
+  void checkTabWithRequest(const TAVOInAppRequest& request);
+  void checkCouponsWithRequest(const TAVOInAppRequest& request);
+  void checkCouponWithRequest(const TAVOInAppRequest& request);
+  void getCouponValidRedeemsWithRequest(const TAVOInAppRequest& request);
+  void redeemCouponWithRequest(const TAVOInAppRequest& request);
+  void cancelCouponRedeemWithRequest(const TAVOInAppRequest& request);
+  void checkNativeAdWithRequest(const TAVONativeAdRequest& request);
+  // Hands a campaign answer to promotionViewController; the way in for parts below the in-app part.
+  void processPromotionResponseDictionary(const platform::Value& response, unsigned long type);
+
+  // Facts owned by parts still to come, read by the campaign filters: the location fix's country and city
+  // (unknown without a fix) and whether the user rated the app (not without a rate alert). And whether the
+  // host gave the dynamic tab its tab bar controller (the tab bar part holds it; there is none without it).
+  std::optional<std::string> locationCountry() const { return std::nullopt; }
+  std::optional<std::string> locationCity() const { return std::nullopt; }
+  bool alreadyRated() const { return false; }
+  bool hasHostTabBarController() const { return false; }
+
   std::int32_t connectionStatus() const { return connectionStatus_.load(); }
   void setConnectionStatusTo(std::int32_t status) { connectionStatus_.store(status); }
 
@@ -97,7 +130,9 @@ class TAVOController {
   std::shared_ptr<TAVODeviceController> deviceController() const;
   std::shared_ptr<TAVOSessionController> sessionController() const;
   std::shared_ptr<TAVOShoppingCartController> shoppingCartController() const;
+  std::shared_ptr<TAVOCampaignController> promotionViewController() const;
   std::shared_ptr<SecurityController> securityController() const;
+  std::shared_ptr<TAVORulesController> rulesController() const;
   std::shared_ptr<TAVOEventController> eventController() const;
   std::shared_ptr<TAVOUserController> userController() const;
   std::shared_ptr<TAVOAttributionController> attributionController() const;
@@ -128,6 +163,10 @@ class TAVOController {
   friend struct TAVOControllerTestAccess;
   TAVOController() = default;
 
+  // The shared controller once published, and the lock that makes its creation happen once.
+  static std::atomic<TAVOController*>& instance();
+  static platform::Mutex& creationMutex();
+
   // Everything initTAVO rebuilds, swapped in as one piece so a reader on another thread sees one life.
   struct SubControllers {
     std::shared_ptr<TAVODataStoreController> dataStore;
@@ -135,8 +174,10 @@ class TAVOController {
     std::shared_ptr<TAVODeviceController> device;
     std::shared_ptr<TAVOSessionController> session;
     std::shared_ptr<TAVOShoppingCartController> shoppingCart;
+    std::shared_ptr<TAVOCampaignController> promotion;
     std::shared_ptr<TAVOWebSDKController> webSDK;
     std::shared_ptr<SecurityController> security;
+    std::shared_ptr<TAVORulesController> rules;
     std::shared_ptr<TAVOEventController> event;
     std::shared_ptr<TAVOAttributionController> attribution;
     std::shared_ptr<TAVOUserController> user;
@@ -144,28 +185,31 @@ class TAVOController {
   };
 
   std::vector<std::shared_ptr<TAVOInAppMessageDelegate>> liveInAppDelegates() const;
+  void queueInAppCheck(std::shared_ptr<TAVOTransmitObject> check);
+  void queueCouponCheck(const TAVOInAppRequest& request, std::int32_t couponType);
   template <class Callback, class Arg>
   void invokeInApp(Callback TAVOInAppMessageDelegate::*callback, const Arg& argument);
 
   std::atomic<std::int32_t> connectionStatus_{NotStarted};
   std::atomic<std::uint64_t> logLevel_{0};
 
-  mutable std::mutex mutex_;  // guards the members below
-  SubControllers subControllers_;
-  std::optional<std::string> apiUser_;
-  std::optional<std::string> apiKey_;
-  std::optional<std::string> sessionKey_;
-  std::string appVersion_;
-  std::shared_ptr<const TAVOUser> currentUser_;
+  mutable platform::Mutex mutex_;
+  SubControllers subControllers_ GUARDED_BY(mutex_);
+  std::optional<std::string> apiUser_ GUARDED_BY(mutex_);
+  std::optional<std::string> apiKey_ GUARDED_BY(mutex_);
+  std::optional<std::string> sessionKey_ GUARDED_BY(mutex_);
+  std::string appVersion_ GUARDED_BY(mutex_);
+  std::shared_ptr<const TAVOUser> currentUser_ GUARDED_BY(mutex_);
 
   // Saves of the current user one at a time, each of the user as it is when its turn comes: the main thread
   // and the request queue both save it, and an older user must never be written over a newer one.
-  std::mutex persistMutex_;
+  platform::Mutex persistMutex_ ACQUIRED_BEFORE(mutex_);
 
-  mutable std::mutex inAppDelegatesMutex_;
-  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_;
+  mutable platform::Mutex inAppDelegatesMutex_;
+  std::vector<std::weak_ptr<TAVOInAppMessageDelegate>> inAppDelegates_ GUARDED_BY(inAppDelegatesMutex_);
   // Replaced, never changed in place: a fan-out walks the list it started with.
-  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_;
+  std::shared_ptr<const std::vector<std::weak_ptr<TAVOCouponsDelegate>>> couponsDelegates_
+      GUARDED_BY(inAppDelegatesMutex_);
 };
 
 }  // namespace tavo

@@ -2,7 +2,7 @@
 
 namespace tavo {
 
-// Test-only access to the shared controller; not part of the public headers.
+// Test-only access to the shared controller (library tavo_testing, never libtavo).
 struct TAVOControllerTestAccess {
   // The next sharedInstance() builds a fresh controller (on the platform installed at that moment).
   static void replaceSharedInstance();

@@ -2,10 +2,9 @@
 
 #include "core/StringFormat.h"
 #include "core/TAVOController.h"
-#include "core/TAVOLogger.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
-#include "platform/UUID.h"
 
 namespace tavo {
 
@@ -16,7 +15,7 @@ platform::Device& device() { return *platform::Platform::shared().device; }
 }  // namespace
 
 std::string TAVODeviceController::deviceUUID() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (deviceUUID_) return *deviceUUID_;
   auto store = TAVOController::sharedInstance().dataStoreController();
   const auto stored = store->getObjectFromDataStore(TAVODataStoreController::kDeviceUUIDKey);
@@ -24,13 +23,8 @@ std::string TAVODeviceController::deviceUUID() {
     deviceUUID_ = *stored->asString();
     return *deviceUUID_;
   }
-  std::optional<std::string> vendor = vendorId();
-  if (!vendor) {
-    // Without a vendor identifier every such device would share "V-(null)": make this installation's own.
-    vendor = platform::UUID::randomUUIDString();
-    TAVOLogger::log("No identifier for vendor; using a random installation identifier");
-  }
-  deviceUUID_ = StringFormat::format("V-%@", *vendor);
+  // The platform always offers a vendor id on Linux (it keeps one when the machine has none).
+  deviceUUID_ = StringFormat::format("V-%@", vendorId());
   store->saveObjectToDataStore(platform::Value(*deviceUUID_), TAVODataStoreController::kDeviceUUIDKey);
   return *deviceUUID_;
 }
@@ -41,7 +35,7 @@ std::optional<std::string> TAVODeviceController::idfa() {
   // The device reports a tracking manager only on systems that have the consent service.
   if (!device().hasTrackingManager()) return std::nullopt;
   if (device().trackingAuthorizationStatus() != platform::Device::Authorized) return std::nullopt;
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!idfa_) idfa_ = device().advertisingIdentifier();
   return idfa_;
 }
@@ -52,7 +46,7 @@ void TAVODeviceController::requestTrackingWithIdfa() {
   device().requestTrackingAuthorization([weak = weak_from_this()](platform::Device::TrackingStatus status) {
     auto self = weak.lock();
     if (!self || status != platform::Device::Authorized) return;
-    std::lock_guard lock(self->mutex_);
+    platform::MutexLock lock(self->mutex_);
     self->idfa_ = device().advertisingIdentifier();
   });
 }

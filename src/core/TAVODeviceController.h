@@ -1,10 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -32,9 +32,9 @@ class TAVODeviceController : public std::enable_shared_from_this<TAVODeviceContr
   void addDeviceIdsToDict(platform::Dictionary& dict);
 
  private:
-  std::mutex mutex_;
-  std::optional<std::string> idfa_;
-  std::optional<std::string> deviceUUID_;  // cached: only this process writes it
+  platform::Mutex mutex_;
+  std::optional<std::string> idfa_ GUARDED_BY(mutex_);
+  std::optional<std::string> deviceUUID_ GUARDED_BY(mutex_);  // cached: only this process writes it
 };
 
 }  // namespace tavo

@@ -7,8 +7,10 @@
 
 #include "core/TAVOController.h"
 #include "core/TAVOUtils.h"
+#include "inapp/TAVOCampaignController.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVOEventController.h"
@@ -45,16 +47,16 @@ struct TAVOSessionController::ObserverGate {
   // Recursive: a handler may post another lifecycle notification on its own thread.
   template <class Action>
   void run(Action action) {
-    std::lock_guard lock(mutex);
+    platform::MutexLock lock(mutex);
     if (owner) action(*owner);
   }
   void close() {
-    std::lock_guard lock(mutex);
+    platform::MutexLock lock(mutex);
     owner = nullptr;
   }
 
-  std::recursive_mutex mutex;
-  TAVOSessionController* owner;
+  platform::RecursiveMutex mutex;
+  TAVOSessionController* owner GUARDED_BY(mutex);
 };
 
 TAVOSessionController::TAVOSessionController() : gate_(std::make_shared<ObserverGate>(this)) {
@@ -69,7 +71,7 @@ TAVOSessionController::~TAVOSessionController() {
   std::vector<platform::NotificationCenter::ObserverId> observers;
   std::shared_ptr<platform::NotificationCenter> center;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     observers.swap(observers_);
     center = observedCenter_.lock();
   }
@@ -83,7 +85,7 @@ void TAVOSessionController::initSessionLogic() {
   startSession();
   auto center = platform::Platform::shared().notificationCenter;
   if (!center) return;
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!observers_.empty()) return;
   std::weak_ptr<ObserverGate> gate = gate_;
   observers_.push_back(
@@ -99,7 +101,7 @@ void TAVOSessionController::initSessionLogic() {
 
 void TAVOSessionController::startSession() {
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (isStarted_) return;
     isStarted_ = true;
     startSessionTime_ = now();
@@ -110,7 +112,7 @@ void TAVOSessionController::startSession() {
 void TAVOSessionController::endSession() {
   const double average = getAverageSessionTime();
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     auto next = std::make_shared<TAVOSessionData>(*sessionData_);
     next->sessionTime = average;
     next->sessionNumber = static_cast<double>(int32Value(next->sessionNumber.value_or(0.0))) + 1.0;
@@ -124,7 +126,7 @@ void TAVOSessionController::endSession() {
     request.attributes = platform::Dictionary{{"e_session_time", Value(seconds)}};
   if (auto events = TAVOController::sharedInstance().eventController()) events->sendEvent(request, false);
 
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   isStarted_ = false;
 }
 
@@ -133,10 +135,12 @@ void TAVOSessionController::wakeUp() { startSession(); }
 void TAVOSessionController::toSleep() {
   endSession();
   if (auto requests = TAVOController::sharedInstance().requestController()) requests->sendOperations();
+  // In-app communications do not outlive the app's time in front.
+  if (auto promotions = TAVOController::sharedInstance().promotionViewController()) promotions->cleanAllPromos();
 }
 
 double TAVOSessionController::getCurrentSessionTime() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!startSessionTime_) return 0.0;
   return now().timeIntervalSinceDate(*startSessionTime_);
 }
@@ -144,7 +148,7 @@ double TAVOSessionController::getCurrentSessionTime() const {
 double TAVOSessionController::getAverageSessionTime() {
   if (!isStarted()) startSession();
   const double current = getCurrentSessionTime();
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   const double count = sessionData_->sessionNumber.value_or(0.0);
   const double average = sessionData_->sessionTime.value_or(0.0);
   return (count * average + current) / static_cast<double>(int32Value(count) + std::int64_t{1});
@@ -154,7 +158,7 @@ void TAVOSessionController::saveSessionData() {
   auto store = TAVOController::sharedInstance().dataStoreController();
   if (!store) return;
   // Held over the write so the store never ends up with an older state than memory.
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   store->saveObjectToDataStore(Value(std::shared_ptr<platform::Codable>(sessionData_)),
                                TAVODataStoreController::kSessionDataKey);
 }
@@ -181,12 +185,12 @@ void TAVOSessionController::sendInstallEvent() {
 }
 
 std::shared_ptr<TAVOSessionData> TAVOSessionController::sessionData() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return sessionData_;
 }
 
 bool TAVOSessionController::isStarted() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return isStarted_;
 }
 

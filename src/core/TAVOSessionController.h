@@ -1,11 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
 #include "core/TAVOSessionData.h"
+#include "platform/Mutex.h"
 #include "platform/NotificationCenter.h"
 #include "tavo/platform/Date.h"
 
@@ -44,12 +44,12 @@ class TAVOSessionController {
   struct ObserverGate;
 
   std::shared_ptr<ObserverGate> gate_;
-  mutable std::mutex mutex_;
-  std::shared_ptr<TAVOSessionData> sessionData_;
-  std::optional<platform::Date> startSessionTime_;
-  bool isStarted_ = false;
-  std::vector<platform::NotificationCenter::ObserverId> observers_;
-  std::weak_ptr<platform::NotificationCenter> observedCenter_;
+  mutable platform::Mutex mutex_;
+  std::shared_ptr<TAVOSessionData> sessionData_ GUARDED_BY(mutex_);
+  std::optional<platform::Date> startSessionTime_ GUARDED_BY(mutex_);
+  bool isStarted_ GUARDED_BY(mutex_) = false;
+  std::vector<platform::NotificationCenter::ObserverId> observers_ GUARDED_BY(mutex_);
+  std::weak_ptr<platform::NotificationCenter> observedCenter_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

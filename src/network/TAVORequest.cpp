@@ -14,6 +14,7 @@
 #include "platform/JSONSerialization.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
+#include "platform/MutexLock.h"
 #include "tracking/TAVOTrackOrder.h"
 
 namespace tavo {
@@ -35,8 +36,7 @@ std::optional<std::string> writeJSON(const Value& value) {
   bool repaired = false;
   auto text = platform::JSONSerialization::dataWithJSONObjectPretty(value, repaired);
   if (repaired) {
-    TAVOLogger::logAndType("Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes",
-                           TAVOLogger::Error);
+    TAVOLogger::log("Text that is not valid UTF-8 is sent with U+FFFD in place of the bad bytes");
   }
   return text;
 }
@@ -53,7 +53,7 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
     const std::vector<std::shared_ptr<TAVOOperation>>& operations) {
   auto request = std::make_shared<TAVORequest>();
   request->URL = baseURL() + "tracker";
-  request->operations_ = operations;
+  request->setOperations(operations);
   request->addValue("application/json", "Accept");
   request->addValue("application/json", "Content-Type");
   auto& controller = TAVOController::sharedInstance();
@@ -76,11 +76,11 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
         writable.push_back(operation);
         kept.emplace_back(operation->wireForm());
       } else {
-        TAVOLogger::logAndType("Operation left out of the batch: its data cannot be written as JSON",
-                               TAVOLogger::Error);
+        TAVOLogger::log("Operation left out of the batch: its data cannot be written as JSON");
+        request->unwritableOperations.push_back(operation);
       }
     }
-    request->operations_ = std::move(writable);
+    request->setOperations(std::move(writable));
     body = platform::Dictionary{{"operations", Value(std::move(kept))}};
     request->HTTPBody = encodeParametersWithArray(body);
   }
@@ -100,17 +100,24 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithTrackOrder(const std::share
   return requestWithObject(order, "addpurchase");
 }
 
+std::shared_ptr<TAVORequest> TAVORequest::requestWithInteract(const std::shared_ptr<TAVOTransmitObject>& interact) {
+  return requestWithObject(interact, "setcommunicationinteract");
+}
+
 std::shared_ptr<TAVORequest> TAVORequest::requestWithObject(const std::shared_ptr<TAVOTransmitObject>& payload,
                                                             const std::string& endPoint) {
   auto request = std::make_shared<TAVORequest>();
   request->URL = baseURL() + endPoint;
-  request->transmittedObject_ = payload;
+  {
+    platform::MutexLock lock(request->mutex_);
+    request->transmittedObject_ = payload;
+  }
   platform::Dictionary parameters = request->getParametersDictionary();
   const auto json = writeJSON(Value(payload->objectData));  // the payload's serializeToJSONString, told of repairs
   if (json) {
     parameters.set("json", *json);
   } else {
-    TAVOLogger::logAndType("Request payload cannot be written as JSON: sent without it", TAVOLogger::Error);
+    TAVOLogger::log("Request payload cannot be written as JSON: sent without it");
   }
   request->HTTPBody = encodeParameters(parameters);
   if (TAVOLogger::sharedLogger().isEnabled(TAVOLogger::Verbose)) request->logRequest(Value(std::move(parameters)));
@@ -121,9 +128,12 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithRequest(const TAVORequest& 
   auto request = std::make_shared<TAVORequest>();
   request->URL = earlier.URL;
   {
-    std::lock_guard lock(earlier.mutex_);
+    platform::MutexLock lock(earlier.mutex_);
+    platform::MutexLock copy(request->mutex_);  // a new request: nobody else can hold its lock
     request->operations_ = earlier.operations_;
     request->transmittedObject_ = earlier.transmittedObject_;
+    request->firstParked_ = earlier.firstParked_;
+    request->refusedLaunches_ = earlier.refusedLaunches_;
   }
   platform::Dictionary parameters = request->getParametersDictionary();
   parameters.addEntriesFromDictionary(earlier.getParametersDictionary());
@@ -212,28 +222,50 @@ platform::HttpRequest TAVORequest::httpRequest() const {
 }
 
 std::uint32_t TAVORequest::retriedTimes() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return retriedTimes_;
 }
 
 void TAVORequest::setRetriedTimes(std::uint32_t times) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   retriedTimes_ = times;
 }
 
 std::vector<std::shared_ptr<TAVOOperation>> TAVORequest::operations() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return operations_.value_or(std::vector<std::shared_ptr<TAVOOperation>>());
 }
 
 void TAVORequest::setOperations(std::vector<std::shared_ptr<TAVOOperation>> operations) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   operations_ = std::move(operations);
   containsStartSessionEvent_.reset();
 }
 
+std::optional<platform::Date> TAVORequest::firstParked() const {
+  platform::MutexLock lock(mutex_);
+  return firstParked_;
+}
+
+void TAVORequest::setFirstParkedIfUnset(platform::Date date) {
+  platform::MutexLock lock(mutex_);
+  if (!firstParked_) firstParked_ = date;
+}
+
+std::uint32_t TAVORequest::refusedLaunches() const {
+  platform::MutexLock lock(mutex_);
+  return refusedLaunches_;
+}
+
+void TAVORequest::markRefused() {
+  platform::MutexLock lock(mutex_);
+  if (refused_) return;
+  refused_ = true;
+  ++refusedLaunches_;
+}
+
 bool TAVORequest::containsStartSessionEvent() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!containsStartSessionEvent_) {
     const auto startsSession = [](const std::shared_ptr<TAVOOperation>& operation) {
       return operation->operationResponseType() == TAVOResponseStartSessionConfig;
@@ -244,12 +276,12 @@ bool TAVORequest::containsStartSessionEvent() const {
 }
 
 bool TAVORequest::isBatch() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return operations_.has_value();
 }
 
 std::shared_ptr<TAVOTransmitObject> TAVORequest::transmittedObject() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return transmittedObject_;
 }
 
@@ -261,7 +293,7 @@ void TAVORequest::logRequest(const Value& parameters) const {
 void TAVORequest::encodeWithCoder(platform::KeyedArchiver& coder) const {
   coder.encodeObject(Value(URL), "URL");
   coder.encodeObject(Value(HTTPMethod), "HTTPMethod");
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   coder.encodeObject(Value(retriedTimes_), "retriedTimes");
   if (operations_) {
     platform::Array list;
@@ -272,12 +304,14 @@ void TAVORequest::encodeWithCoder(platform::KeyedArchiver& coder) const {
     std::shared_ptr<platform::Codable> snapshot = TAVOArchivedTransmitObject::snapshotOf(*transmittedObject_);
     coder.encodeObject(Value(snapshot), "transmittedObject");
   }
+  if (firstParked_) coder.encodeObject(Value(*firstParked_), "tavoFirstParked");
+  if (refusedLaunches_ > 0) coder.encodeObject(Value(refusedLaunches_), "tavoRefusedLaunches");
 }
 
 void TAVORequest::initWithCoder(platform::KeyedUnarchiver& coder) {
   if (auto v = coder.decodeObjectOfClass("NSString", "URL"); v && v->isString()) URL = *v->asString();
   if (auto v = coder.decodeObjectOfClass("NSString", "HTTPMethod"); v && v->isString()) HTTPMethod = *v->asString();
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (auto v = coder.decodeObjectOfClass("NSNumber", "retriedTimes"))
     retriedTimes_ = static_cast<std::uint32_t>(v->integerValue());
   if (auto v = coder.decodeObjectOfClass("NSArray", "operations"); v && v->asArray()) {
@@ -288,6 +322,9 @@ void TAVORequest::initWithCoder(platform::KeyedUnarchiver& coder) {
   }
   if (auto v = coder.decodeObjectOfClass("TAVOArchivedTransmitObject", "transmittedObject"))
     transmittedObject_ = v->objectAs<TAVOArchivedTransmitObject>();
+  if (auto v = coder.decodeObjectOfClass("NSDate", "tavoFirstParked"); v && v->asDate()) firstParked_ = *v->asDate();
+  if (auto v = coder.decodeObjectOfClass("NSNumber", "tavoRefusedLaunches"))
+    refusedLaunches_ = static_cast<std::uint32_t>(v->integerValue());
 }
 
 }  // namespace tavo

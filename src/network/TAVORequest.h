@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +10,7 @@
 #include "network/TAVOOperation.h"
 #include "platform/Codable.h"
 #include "platform/HttpClient.h"
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -31,6 +31,9 @@ class TAVORequest : public platform::Codable {
   static std::shared_ptr<TAVORequest> requestWithUpdateUser(const std::shared_ptr<TAVOUpdateUser>& update);
   // A purchase or its cancellation: the order's payload to "addpurchase".
   static std::shared_ptr<TAVORequest> requestWithTrackOrder(const std::shared_ptr<TAVOTrackOrder>& order);
+  // A receipt of the user's interaction with an in-app campaign (a TAVOComunicationInteract) to
+  // "setcommunicationinteract".
+  static std::shared_ptr<TAVORequest> requestWithInteract(const std::shared_ptr<TAVOTransmitObject>& interact);
   // One payload to an action, as a form body of the credentials and the payload's JSON under "json".
   static std::shared_ptr<TAVORequest> requestWithObject(const std::shared_ptr<TAVOTransmitObject>& payload,
                                                         const std::string& endPoint);
@@ -60,6 +63,9 @@ class TAVORequest : public platform::Codable {
   void setValue(const std::string& value, const std::string& field);
   std::optional<std::string> valueForHTTPHeaderField(const std::string& field) const;
   platform::HttpRequest httpRequest() const;
+  // The operations given to requestWithOperations that JSON cannot carry: left out of the batch, so that the
+  // others still go.
+  std::vector<std::shared_ptr<TAVOOperation>> unwritableOperations;
 
   std::uint32_t retriedTimes() const;
   void setRetriedTimes(std::uint32_t times);
@@ -68,6 +74,15 @@ class TAVORequest : public platform::Codable {
   void setOperations(std::vector<std::shared_ptr<TAVOOperation>> operations);
   bool isBatch() const;
   std::shared_ptr<TAVOTransmitObject> transmittedObject() const;
+  // When this request, or the earlier one it sends again, was first parked; at how many launches the server
+  // refused it. Both ride along with a resend and in the stored form (older stored forms have neither).
+  std::optional<platform::Date> firstParked() const;
+  void setFirstParkedIfUnset(platform::Date date);
+  std::uint32_t refusedLaunches() const;
+  // The server refused this request: one more launch refused it (counted once, however many of its
+  // operations the answer refused).
+  void markRefused();
+
   // Whether one of the batch's payloads is answered with the start-session configuration. Asked after every
   // answered operation of a batch: found once per list of operations, not once per asking.
   bool containsStartSessionEvent() const;
@@ -79,11 +94,15 @@ class TAVORequest : public platform::Codable {
  private:
   void logRequest(const platform::Value& parameters) const;
 
-  mutable std::mutex mutex_;
-  std::uint32_t retriedTimes_ = 0;
-  std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_;
-  std::shared_ptr<TAVOTransmitObject> transmittedObject_;
-  mutable std::optional<bool> containsStartSessionEvent_;  // for operations_ as they are; reset when set
+  mutable platform::Mutex mutex_;
+  std::uint32_t retriedTimes_ GUARDED_BY(mutex_) = 0;
+  std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_ GUARDED_BY(mutex_);
+  std::shared_ptr<TAVOTransmitObject> transmittedObject_ GUARDED_BY(mutex_);
+  // For operations_ as they are; reset when they are set.
+  mutable std::optional<bool> containsStartSessionEvent_ GUARDED_BY(mutex_);
+  std::optional<platform::Date> firstParked_ GUARDED_BY(mutex_);
+  std::uint32_t refusedLaunches_ GUARDED_BY(mutex_) = 0;
+  bool refused_ GUARDED_BY(mutex_) = false;  // refusedLaunches_ counts this launch already
 };
 
 }  // namespace tavo

@@ -8,6 +8,7 @@
 #include "network/TAVOResponseType.h"
 #include "persistence/TAVODataStoreController.h"
 #include "persistence/TAVOObservableTransmitObject.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 #include "tavo/TAVOConfiguration.h"
 #include "tracking/TAVOUserController.h"
@@ -33,6 +34,32 @@ std::string delegateId(const TAVOObservableTransmitObject& payload, const TAVOOp
   return payload.customId.value_or(operation.operationId);
 }
 
+// Parked requests are kept across launches, but not for ever.
+constexpr std::uint32_t kMaxRefusedLaunches = 3;
+constexpr double kMaxParkedSeconds = 7 * 24 * 3600.0;
+
+// Whether a parked request may stay parked; when not, says why.
+bool mayStayParked(const TAVORequest& request, platform::Date now) {
+  if (request.refusedLaunches() >= kMaxRefusedLaunches) {
+    TAVOLogger::log("Parked request dropped: refused at %u launches in a row", request.refusedLaunches());
+    return false;
+  }
+  const auto firstParked = request.firstParked();
+  if (firstParked && now.timeIntervalSinceDate(*firstParked) > kMaxParkedSeconds) {
+    TAVOLogger::log("Parked request dropped: first parked more than 7 days ago");
+    return false;
+  }
+  return true;
+}
+
+platform::Date now() { return platform::Platform::shared().clock->now(); }
+
+// The request controller of the SDK's current life. A reset replaces the one that sent a request; the
+// answer is still handled like any answer (retries, parking, the host's notices), by the one that is current.
+std::shared_ptr<TAVORequestController> currentController() {
+  return TAVOController::sharedInstance().requestController();
+}
+
 std::string describe(const TAVOError& error) {
   return StringFormat::format("Error Domain=%@ Code=%d \"%@\"", error.domain(), error.code(),
                               error.localizedDescription());
@@ -55,9 +82,14 @@ TAVORequestController::TAVORequestController()
   if (!dataStoreController_->containsObjectInDataStore(TAVODataStoreController::kPendingRequestsKey)) return;
   try {
     const auto stored = dataStoreController_->getObjectFromDataStore(TAVODataStoreController::kPendingRequestsKey);
+    const platform::Date readAt = now();
     if (stored && stored->asArray())
-      for (const auto& element : *stored->asArray())
-        if (auto request = element.objectAs<TAVORequest>()) pendingRequests_.push_back(std::move(request));
+      for (const auto& element : *stored->asArray()) {
+        auto request = element.objectAs<TAVORequest>();
+        if (!request) continue;
+        request->setFirstParkedIfUnset(readAt);  // stored by an earlier version: its seven days start now
+        if (mayStayParked(*request, readAt)) pendingRequests_.push_back(std::move(request));
+      }
   } catch (const std::exception& e) {
     TAVOLogger::log("Pending requests could not be read: %@", e.what());
   }
@@ -71,12 +103,17 @@ std::shared_ptr<TAVORequestController> TAVORequestController::make() {
 }
 
 TAVORequestController::~TAVORequestController() {
-  std::lock_guard lock(mutex_);
-  if (operationTimer_) mainLoop_->cancel(*operationTimer_);
+  {
+    platform::MutexLock lock(mutex_);
+    if (operationTimer_) mainLoop_->cancel(*operationTimer_);
+  }
+  // The last owner may be an answer handled on this controller's own queue while a reset replaced it: a
+  // queue cannot join its own thread, so the main loop lets it go once this answer is done.
+  if (queue_->isCurrentQueue()) mainLoop_->post([queue = std::move(queue_)] {});
 }
 
 void TAVORequestController::scheduleTimer(double seconds) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (operationTimer_) mainLoop_->cancel(*operationTimer_);
   operationTimer_ = mainLoop_->scheduleRepeating(seconds, [weak = weak_from_this()] {
     if (auto self = weak.lock()) self->sendOperations();
@@ -87,7 +124,7 @@ void TAVORequestController::setQueueTime(std::int32_t seconds) { scheduleTimer(s
 
 void TAVORequestController::addOperationToQueue(const std::shared_ptr<TAVOOperation>& operation) {
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (!operations_) operations_.emplace();
     operations_->push_back(operation);
   }
@@ -97,7 +134,7 @@ void TAVORequestController::addOperationToQueue(const std::shared_ptr<TAVOOperat
 void TAVORequestController::sendOperations() {
   std::vector<std::shared_ptr<TAVOOperation>> batch;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (operations_) {
       batch.swap(*operations_);
       // The next window is likely as busy as this one: gathering it then never moves the list to grow it.
@@ -109,6 +146,8 @@ void TAVORequestController::sendOperations() {
     return;
   }
   auto request = TAVORequest::requestWithOperations(batch);
+  // An operation that cannot be written never leaves: its host hears that it failed.
+  for (const auto& operation : request->unwritableOperations) onFailedRequestOperation(operation);
   // "Started" is told before admission: a request dropped there was still started for the host.
   onStartedRequest(request);
   addRequestToQueue(request);
@@ -135,14 +174,17 @@ void TAVORequestController::addRequestToQueue(const std::shared_ptr<TAVORequest>
 void TAVORequestController::send(const std::shared_ptr<TAVORequest>& request) {
   auto client = platform::Platform::shared().httpClient;
   client->send(request->httpRequest(),
-               [weak = weak_from_this(), request](std::optional<platform::HttpResponse> response,
-                                                  std::optional<platform::HttpError> error) {
-                 auto self = weak.lock();
-                 if (!self) return;  // the controller was replaced by a reset: nobody waits for this answer
-                 // Completions are handled on this controller's own queue, one after another.
-                 self->queue_->addOperation([weak, request, response = std::move(response), error = std::move(error)] {
-                   if (auto owner = weak.lock()) owner->processRequestResponse(response, request, error);
-                 });
+               [request](std::optional<platform::HttpResponse> response, std::optional<platform::HttpError> error) {
+                 const auto owner = currentController();
+                 if (!owner) return;
+                 // Completions are handled on the controller's own queue, one after another.
+                 owner->queue_->addOperation(
+                     [weak = std::weak_ptr(owner), request, response = std::move(response), error = std::move(error)] {
+                       // Replaced while the answer waited in the queue: the controller now current takes it.
+                       auto handler = weak.lock();
+                       if (!handler) handler = currentController();
+                       if (handler) handler->processRequestResponse(response, request, error);
+                     });
                });
 }
 
@@ -173,12 +215,13 @@ void TAVORequestController::processRequestResponse(const std::optional<platform:
 }
 
 void TAVORequestController::retryRequestIfNeeded(const std::shared_ptr<TAVORequest>& request, bool connectionError) {
+  if (!connectionError) request->markRefused();
   const std::size_t operationsBefore = request->operations().size();
   const bool nothingLeft = removeRequestOnError(request);
   // One answer refuses the operations of a batch one by one: a batch parked by the first refusal may lose
   // more operations to the next ones, and the store keeps it as memory does.
   if (request->operations().size() != operationsBefore) {
-    std::lock_guard lock(pendingMutex_);
+    platform::MutexLock lock(pendingMutex_);
     if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end())
       persistPendingRequests();
   }
@@ -206,30 +249,44 @@ bool TAVORequestController::removeRequestOnError(const std::shared_ptr<TAVOReque
 }
 
 void TAVORequestController::setRequestAsFailed(const std::shared_ptr<TAVORequest>& request) {
-  std::lock_guard lock(pendingMutex_);
+  // A controller that a reset replaced while it handled an answer parks for the next start of the new life.
+  if (const auto current = currentController(); current && current.get() != this) {
+    current->setRequestAsFailed(request);
+    return;
+  }
+  const platform::Date parkedAt = now();
+  request->setFirstParkedIfUnset(parkedAt);
+  platform::MutexLock lock(pendingMutex_);
   if (std::find(pendingRequests_.begin(), pendingRequests_.end(), request) != pendingRequests_.end()) return;
+  if (!mayStayParked(*request, parkedAt)) return;
   pendingRequests_.push_back(request);
   persistPendingRequests();
 }
 
 void TAVORequestController::repeatPendingRequests() {
   // One resend at a time: a second caller sees only what the first left behind.
-  std::lock_guard resend(resendMutex_);
+  platform::MutexLock resend(resendMutex_);
   std::vector<std::shared_ptr<TAVORequest>> parked;
   {
-    std::lock_guard lock(pendingMutex_);
+    platform::MutexLock lock(pendingMutex_);
     if (pendingRequests_.empty()) return;
     parked = pendingRequests_;
   }
   for (const auto& request : parked) addRequestToQueue(TAVORequest::requestWithRequest(*request));
-  std::lock_guard lock(pendingMutex_);
+  platform::MutexLock lock(pendingMutex_);
   // Only what was resent leaves the list: a request parked meanwhile waits for the next start.
   std::erase_if(pendingRequests_,
                 [&](const auto& request) { return std::find(parked.begin(), parked.end(), request) != parked.end(); });
   persistPendingRequests();
 }
 
+void TAVORequestController::stopStoringParkedRequests() {
+  platform::MutexLock lock(pendingMutex_);
+  storesParkedRequests_ = false;
+}
+
 void TAVORequestController::persistPendingRequests() {
+  if (!storesParkedRequests_) return;
   if (pendingRequests_.empty()) {
     dataStoreController_->removeObjectFromDataStoreWithKey(TAVODataStoreController::kPendingRequestsKey);
     return;
@@ -270,22 +327,22 @@ void TAVORequestController::onFailedRequestOperation(const std::shared_ptr<TAVOO
 }
 
 std::string TAVORequestController::webservicesURL() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return webservicesURL_;
 }
 
 void TAVORequestController::setWebservicesURL(const std::string& url) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   webservicesURL_ = url;
 }
 
 std::vector<std::shared_ptr<TAVORequest>> TAVORequestController::pendingRequests() const {
-  std::lock_guard lock(pendingMutex_);
+  platform::MutexLock lock(pendingMutex_);
   return pendingRequests_;
 }
 
 std::size_t TAVORequestController::gatheredOperationCount() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return operations_ ? operations_->size() : 0;
 }
 

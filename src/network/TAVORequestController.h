@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "network/TAVOResponseHandler.h"
 #include "platform/HttpClient.h"
 #include "platform/MainLoop.h"
+#include "platform/Mutex.h"
 #include "platform/OperationQueue.h"
 
 namespace tavo {
@@ -43,6 +43,9 @@ class TAVORequestController : public std::enable_shared_from_this<TAVORequestCon
   void setQueueTime(std::int32_t seconds);
   // Sends every parked request again, as a fresh request with a body of today's credentials.
   void repeatPendingRequests();
+  // A reset replaces this controller while answers may still come to it: what it parks from now on stays in its
+  // memory, out of the store the next life starts from. When this returns, no write of it is under way.
+  void stopStoringParkedRequests();
 
   void processRequestResponse(const std::optional<platform::HttpResponse>& response,
                               const std::shared_ptr<TAVORequest>& request,
@@ -73,23 +76,25 @@ class TAVORequestController : public std::enable_shared_from_this<TAVORequestCon
   TAVORequestController();
   void scheduleTimer(double seconds);
   void send(const std::shared_ptr<TAVORequest>& request);
-  // Writes the parked list to the store (or removes the key when it is empty). Caller holds pendingMutex_.
-  void persistPendingRequests();
+  // Writes the parked list to the store (or removes the key when it is empty).
+  void persistPendingRequests() REQUIRES(pendingMutex_);
 
   std::shared_ptr<platform::OperationQueue> queue_;
   TAVOResponseHandler responseHandler_;
   std::shared_ptr<TAVODataStoreController> dataStoreController_;
 
-  mutable std::mutex pendingMutex_;
-  std::vector<std::shared_ptr<TAVORequest>> pendingRequests_;
+  mutable platform::Mutex pendingMutex_;
+  std::vector<std::shared_ptr<TAVORequest>> pendingRequests_ GUARDED_BY(pendingMutex_);
+  bool storesParkedRequests_ GUARDED_BY(pendingMutex_) = true;
 
-  mutable std::mutex mutex_;  // the batch, the base URL and the timer
-  std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_;
-  std::string webservicesURL_;
-  std::shared_ptr<platform::MainLoop> mainLoop_;
-  std::optional<platform::MainLoop::TimerId> operationTimer_;
+  mutable platform::Mutex mutex_;
+  std::optional<std::vector<std::shared_ptr<TAVOOperation>>> operations_ GUARDED_BY(mutex_);
+  std::string webservicesURL_ GUARDED_BY(mutex_);
+  std::shared_ptr<platform::MainLoop> mainLoop_ GUARDED_BY(mutex_);
+  std::optional<platform::MainLoop::TimerId> operationTimer_ GUARDED_BY(mutex_);
 
-  std::mutex resendMutex_;
+  // One resend of the parked list at a time.
+  platform::Mutex resendMutex_ ACQUIRED_BEFORE(pendingMutex_);
 };
 
 }  // namespace tavo

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
@@ -150,6 +152,22 @@ TEST_F(RequestControllerTest, TheStartSessionEventConnectsOnlyWhenDelivered) {
   EXPECT_EQ(controller.connectionStatus(), TAVOController::SessionStarted);
 }
 
+TEST_F(RequestControllerTest, AnswersThatComeAfterAResetAreHandledAsAnyAnswer) {
+  answerEvery(FakeHttpClient::Answer::status(200, R"({"status":500})"));
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onFailed = [&](const std::string& id) { heard.push_back(id); };
+  env.http().hold();
+  sendAlone(event("in flight", delegate, std::string("sent")));
+  requests()->addOperationToQueue(event("gathered", delegate, std::string("flushed")));
+  TAVOController::sharedInstance().reset();  // flushes what was gathered, then a new life begins
+  env.http().release();
+  env.drainQueues();
+  std::sort(heard.begin(), heard.end());
+  EXPECT_EQ(heard, (std::vector<std::string>{"flushed", "sent"}));
+  EXPECT_EQ(requests()->pendingRequests().size(), 2u);  // parked for the new life's next start
+}
+
 class PersistentRequestControllerTest : public RequestControllerTest {
  protected:
   PersistentRequestControllerTest() : RequestControllerTest(testing::SdkTestEnvironment::Store::File) {}
@@ -194,6 +212,83 @@ TEST_F(PersistentRequestControllerTest, ARequestTrimmedAfterItWasParkedIsStoredA
   EXPECT_EQ(idsOf(restored[0]), std::vector<std::string>{first->operationId});
   EXPECT_TRUE(restored[1]->isBatch());
   EXPECT_TRUE(restored[1]->operations().empty());
+}
+
+// Found by fuzzing the C interface: a batch of the life before a reset, refused after it, was parked by the old
+// controller into the store the reset had cleared, over what the new life had parked there. Now the new life
+// parks it beside its own.
+TEST_F(PersistentRequestControllerTest, ARequestOfTheLifeBeforeAResetIsNotParkedInTheStoreOfTheNext) {
+  answerEvery(FakeHttpClient::Answer::status(500, "refused"));
+  auto& controller = TAVOController::sharedInstance();
+  requests()->addOperationToQueue(event("before reset"));
+  env.http().hold();
+  const auto old = requests();  // as its queue does while the answer is handled
+  controller.reset();           // flushes the batch: on the wire
+  env.drainQueues();
+  startSession();
+  const auto parkedAfter = TAVORequest::requestWithOperations({event("after reset")});
+  requests()->setRequestAsFailed(parkedAfter);
+  env.http().release();
+  env.drainQueues();
+  old->queue()->waitUntilAllOperationsAreFinished();
+  EXPECT_TRUE(old->pendingRequests().empty());  // the refused batch went to the new life's parked list
+
+  env.restart();
+  startSession();
+  std::vector<std::string> restored;
+  for (const auto& request : requests()->pendingRequests()) restored.push_back(request->operations()[0]->operationId);
+  EXPECT_EQ(restored.size(), 2u);
+  EXPECT_NE(std::find(restored.begin(), restored.end(), parkedAfter->operations()[0]->operationId), restored.end());
+}
+
+// Parked requests are kept, across restarts, but not for ever: one the server refused at three launches, or
+// one first parked more than seven days ago, is dropped with a line in the log.
+TEST_F(PersistentRequestControllerTest, AParkedRequestIsDroppedAfterThreeRefusedLaunchesOrSevenDays) {
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  FakeHttpClient::Answer answer = FakeHttpClient::Answer::status(200, R"({"status":500})");
+  const auto nextLaunch = [&] {
+    env.restart();
+    TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+    answerEvery(answer);
+    startSession();
+    const std::size_t read = requests()->pendingRequests().size();
+    requests()->repeatPendingRequests();
+    env.drainQueues();
+    return read;
+  };
+  answerEvery(answer);
+  sendAlone(event("refused"));  // refused at the first launch
+  EXPECT_EQ(nextLaunch(), 1u);  // and at the second
+  EXPECT_EQ(nextLaunch(), 1u);  // and at the third: dropped
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Parked request dropped: refused at 3 launches in a row"));
+  EXPECT_EQ(nextLaunch(), 0u);
+
+  answer = FakeHttpClient::Answer::transportError();  // not a refusal: only its age counts
+  answerEvery(answer);
+  sendAlone(event("offline"));
+  for (int day = 1; day <= 6; ++day) {
+    env.clock().advance(24 * 3600);
+    EXPECT_EQ(nextLaunch(), 1u) << day;
+  }
+  env.clock().advance(24 * 3600 + 1);
+  EXPECT_EQ(nextLaunch(), 0u);
+  EXPECT_TRUE(env.logged("TAVOLogger: 4 - Parked request dropped: first parked more than 7 days ago"));
+}
+
+// What an earlier version stored has no park record: it is read, and its seven days start now.
+TEST_F(PersistentRequestControllerTest, AParkedRequestStoredByAnEarlierVersionIsReadAndResent) {
+  auto stored = TAVORequest::requestWithOperations({event("old")});
+  stored->setRetriedTimes(TAVORequestController::kMaxSends);
+  TAVOController::sharedInstance().dataStoreController()->saveObjectToDataStore(
+      Value(platform::Array{Value(std::shared_ptr<platform::Codable>(stored))}),
+      TAVODataStoreController::kPendingRequestsKey);
+  env.restart();
+  startSession();
+  ASSERT_EQ(requests()->pendingRequests().size(), 1u);
+  env.clock().advance(6 * 24 * 3600);
+  requests()->repeatPendingRequests();
+  env.drainQueues();
+  EXPECT_EQ(env.http().requestCount(), 1u);
 }
 
 }  // namespace

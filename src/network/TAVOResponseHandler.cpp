@@ -9,7 +9,9 @@
 #include "persistence/TAVOObservableTransmitObject.h"
 #include "platform/JSONSerialization.h"
 #include "platform/Platform.h"
+#include "tavo/TAVOCampaign.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
 
@@ -21,6 +23,14 @@ using platform::Value;
 namespace {
 
 std::optional<TAVOError> error(std::int32_t code) { return TAVOError::errorWithCode(code); }
+
+// How an answer that must be an object with an accepted status fails: error 2 when it is no object, error 3
+// when its status is missing or refused; nothing when it is fine.
+std::optional<TAVOError> objectAnswerFailure(const Value& answer) {
+  if (!answer.isDictionary()) return error(TAVOError::UnexpectedError);
+  if (!TAVOResponseHandler::statusIsOk(answer.get("status"))) return error(TAVOError::StatusError);
+  return std::nullopt;
+}
 
 }  // namespace
 
@@ -107,6 +117,14 @@ void TAVOResponseHandler::processOperationAnswer(const std::shared_ptr<TAVOOpera
       break;
     }
     case TAVOResponseStartSessionConfig: processConfigResponse(answer, responseBlock); break;
+    case TAVOResponseStartView:
+      processCampaignResponse(answer, TAVOCampaign::StartView, operation, responseBlock);
+      break;
+    case TAVOResponseAdBall: processCampaignResponse(answer, TAVOCampaign::AdBall, operation, responseBlock); break;
+    case TAVOResponseBanner: processCampaignResponse(answer, TAVOCampaign::Banner, operation, responseBlock); break;
+    case TAVOResponseTextBanner: processCampaignResponse(answer, TAVOCampaign::Strip, operation, responseBlock); break;
+    case TAVOResponseTabBar: processCampaignResponse(answer, TAVOCampaign::DynamicTab, operation, responseBlock); break;
+    case TAVOResponseRule: processRuleResponse(answer, operation, responseBlock); break;
     case TAVOResponseInstallAttribution: processInstallAtrributionInfo(answer, responseBlock); break;
     case TAVOResponseShortTrackingUrl: processShortTrackingUrl(answer, responseBlock); break;
     default:
@@ -146,12 +164,8 @@ void TAVOResponseHandler::processJSONResponse(const Value& json, const ResponseB
 }
 
 void TAVOResponseHandler::processConfigResponse(const Value& answer, const ResponseBlock& responseBlock) const {
-  if (!answer.isDictionary()) {
-    responseBlock(error(TAVOError::UnexpectedError));
-    return;
-  }
-  if (!statusIsOk(answer.get("status"))) {
-    responseBlock(error(TAVOError::StatusError));
+  if (const auto failure = objectAnswerFailure(answer)) {
+    responseBlock(failure);
     return;
   }
   const Value* config = answer.get("config");
@@ -160,6 +174,40 @@ void TAVOResponseHandler::processConfigResponse(const Value& answer, const Respo
     eventController->parseScreenEvents(events ? *events : Value());
   // An accepted configuration is reported twice: once here and once on the general success path.
   responseBlock(std::nullopt);
+  responseBlock(std::nullopt);
+}
+
+void TAVOResponseHandler::processCampaignResponse(const Value& answer, unsigned long type,
+                                                  const std::shared_ptr<TAVOOperation>& operation,
+                                                  const ResponseBlock& responseBlock) const {
+  TAVOLogger::log("Campaign Response: %@", answer);
+  // A bare number is no campaign answer at all.
+  if (answer.isNumber() || !statusIsOk(answer.get("status"))) {
+    responseBlock(error(TAVOError::StatusError));
+    return;
+  }
+  const Value* response = answer.get("response");
+  if (response && *response == Value("0")) {
+    // No campaign for this user now.
+    onSuccessRequestOperation(operation, false);
+    responseBlock(std::nullopt);
+    return;
+  }
+  onSuccessRequestOperation(operation, true);
+  TAVOController::sharedInstance().processPromotionResponseDictionary(response ? *response : Value(), type);
+  responseBlock(std::nullopt);
+}
+
+void TAVOResponseHandler::processRuleResponse(const Value& answer, const std::shared_ptr<TAVOOperation>& operation,
+                                              const ResponseBlock& responseBlock) const {
+  if (const auto failure = objectAnswerFailure(answer)) {
+    responseBlock(failure);
+    return;
+  }
+  const auto rule = TAVORulesController::parseRuleFromResponse(answer);
+  if (rule)
+    if (auto rules = TAVOController::sharedInstance().rulesController()) rules->processRule(rule);
+  onSuccessRequestOperation(operation, rule != nullptr);
   responseBlock(std::nullopt);
 }
 
@@ -185,10 +233,7 @@ void TAVOResponseHandler::processInstallAtrributionInfo(const Value& answer, con
 
 void TAVOResponseHandler::processShortTrackingUrl(const Value& answer, const ResponseBlock& responseBlock) const {
   TAVOLogger::log("STU Response: %@", answer);
-  if (answer.isNull()) {
-    responseBlock(std::nullopt);
-    return;
-  }
+  // No answer at all has no status either: refused.
   if (!statusIsOk(answer.get("status"))) {
     responseBlock(error(TAVOError::StatusError));
     return;

@@ -34,6 +34,14 @@ class TAVOResponseHandler {
   void processStatusResponse(const std::optional<platform::Value>& status, const ResponseBlock& responseBlock) const;
   void processJSONResponse(const platform::Value& json, const ResponseBlock& responseBlock) const;
   void processConfigResponse(const platform::Value& answer, const ResponseBlock& responseBlock) const;
+  // An in-app check's answer: "response" is the campaign for the campaign type given, or "0" for none.
+  void processCampaignResponse(const platform::Value& answer, unsigned long type,
+                               const std::shared_ptr<TAVOOperation>& operation,
+                               const ResponseBlock& responseBlock) const;
+  // A rule check: the rule in the answer, if any, goes to the rules controller; the host hears of success,
+  // with data only when a rule came.
+  void processRuleResponse(const platform::Value& answer, const std::shared_ptr<TAVOOperation>& operation,
+                           const ResponseBlock& responseBlock) const;
   // "data" -> "attributionInfo" to the user controller, shown to the host's delegate on the main thread.
   void processInstallAtrributionInfo(const platform::Value& answer, const ResponseBlock& responseBlock) const;
   // "data" -> "url" handed to the host's continue-user-activity handler on the main thread.

@@ -3,14 +3,22 @@
 #include <gtest/gtest.h>
 
 #include "SdkTestEnvironment.h"
+#include "attribution/TAVOInstallAttributionRequest.h"
+#include "attribution/TAVOShortTrackingUrl.h"
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
+#include "inapp/TAVOCheckBanner.h"
+#include "inapp/banner/TAVOBannerPromotion.h"
+#include "inapp/strip/TAVOStripCampaign.h"
 #include "network/TAVORequest.h"
 #include "network/TAVOResetUser.h"
 #include "network/TAVOUpdateUser.h"
+#include "persistence/TAVODataStoreController.h"
 #include "tavo/TAVOEventRequest.h"
+#include "tavo/TAVOInAppRequest.h"
 #include "tracking/TAVOEvent.h"
 #include "tracking/TAVOEventController.h"
+#include "tracking/TAVORulesController.h"
 #include "tracking/TAVOUser.h"
 
 namespace tavo {
@@ -88,6 +96,55 @@ TEST_F(ResponseHandlerTest, AnswersNobodyReadsReportNothing) {
                   .empty());
 }
 
+TEST_F(ResponseHandlerTest, AShortLinkElementWithoutAResponseIsRefusedWhereAnInstallAttributionOneIsNot) {
+  auto resolve = std::make_shared<TAVOShortTrackingUrl>();
+  resolve->initWithId("abc", "s.tavo.link");
+  auto attribution = std::make_shared<TAVOInstallAttributionRequest>();
+  attribution->init();
+  const auto link = TAVOOperation::operationWithTransmitObject(resolve);
+  const auto install = TAVOOperation::operationWithTransmitObject(attribution);
+  const std::string body =
+      R"({"operations":[{"id":")" + link->operationId + R"("},{"id":")" + install->operationId + R"("}]})";
+  EXPECT_EQ(handle(body, TAVORequest::requestWithOperations({link, install})), (std::vector<int>{3, -1}));
+}
+
+TEST_F(ResponseHandlerTest, ARuleAnswerKeepsItsRuleAndTellsTheHostWhetherOneCame) {
+  std::vector<bool> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onSuccess = [&](const std::string&, bool containsData) { heard.push_back(containsData); };
+  const auto request = TAVORequest::requestWithOperations({event("cart", true, delegate)});
+  EXPECT_EQ(handle(R"({"status":200,"rule":{"type":"banner","id":"77","canClose":"2","URL":"https://shop.example/x",)"
+                   R"("times":9,"tavo_banner_max":3,"tavo_url_banner_sp":null,"tavo_position":1,"params":{"k":"v"}}})",
+                   request),
+            (std::vector<int>{-1}));
+  const auto rule = TAVOController::sharedInstance().rulesController()->activeRule();
+  ASSERT_TRUE(rule);
+  const auto banner = std::dynamic_pointer_cast<const TAVOBannerPromotion>(rule->campaign);
+  ASSERT_TRUE(banner);  // converted, then read as a banner
+  EXPECT_EQ(banner->idPromo, 77);
+  EXPECT_FALSE(banner->canClose);  // present and not exactly 1
+  EXPECT_EQ(banner->times, 3);     // the banner's own limit wins
+  EXPECT_TRUE(banner->position);
+  EXPECT_FALSE(banner->urlImageSP);
+  EXPECT_EQ(banner->promoURL, std::optional<std::string>("https://shop.example/x"));
+  EXPECT_EQ(banner->params, (platform::Dictionary{{"k", "v"}}));
+
+  EXPECT_EQ(handle(R"({"status":200,"rule":{}})", request), (std::vector<int>{-1}));
+  // A strip whose colour the server got wrong keeps its rule without that colour, and no crash.
+  EXPECT_EQ(handle(R"({"status":200,"rule":{"type":"strip","tavo_text_color":"#12345"}})", request),
+            (std::vector<int>{-1}));
+  const auto stripRule = TAVOController::sharedInstance().rulesController()->activeRule();
+  ASSERT_TRUE(stripRule);
+  const auto strip = std::dynamic_pointer_cast<const TAVOStripCampaign>(stripRule->campaign);
+  ASSERT_TRUE(strip);
+  EXPECT_FALSE(strip->textColor);
+  EXPECT_EQ(handle(R"({"status":404,"rule":{"type":"strip"}})", request), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"({"rule":{"type":"strip"}})", request), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"([{"status":200}])", request), (std::vector<int>{2}));
+  EXPECT_EQ(heard, (std::vector<bool>{true, false, true}));
+  EXPECT_EQ(TAVOController::sharedInstance().rulesController()->activeRule(), stripRule);
+}
+
 TEST_F(ResponseHandlerTest, AnAcceptedConfigurationReportsSuccessTwiceAndConfiguresScreenEvents) {
   const auto start = event("tavo_start_session", true);
   const auto request = TAVORequest::requestWithOperations({start});
@@ -129,6 +186,30 @@ TEST_F(ResponseHandlerTest, AUserDataOperationInABatchReadsTheWholeAnswerAndEnds
       TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(retrieving), event("after")});
   EXPECT_EQ(handle(R"({"status":200,"response":{"info":{"tier":"gold"}}})", request), (std::vector<int>{-1}));
   EXPECT_EQ(TAVOController::sharedInstance().currentUser()->userInfo, (platform::Dictionary{{"tier", "gold"}}));
+}
+
+TEST_F(ResponseHandlerTest, ACampaignAnswerIsShownNoneIsSuccessWithoutDataAndABareNumberIsRefused) {
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onSuccess = [&](const std::string& id, bool data) { heard.push_back(id + (data ? " data" : " none")); };
+  TAVOInAppRequest request(TAVOInAppRequest::Banner);
+  request.customId = "slot";
+  request.requestDelegate = delegate;
+  auto check = std::make_shared<TAVOCheckBanner>();
+  check->initWithRequest(request);
+  const auto batch = TAVORequest::requestWithOperations({TAVOOperation::operationWithTransmitObject(check)});
+  const auto counted = [] {
+    return TAVOController::sharedInstance().dataStoreController()->campaignTimesShown("TAVO_31_banner");
+  };
+
+  EXPECT_EQ(handle(R"({"status":200,"response":"0"})", batch), (std::vector<int>{-1}));
+  EXPECT_EQ(handle(R"({"status":200,"response":{"id":31,"tavo_banner_time":5}})", batch), (std::vector<int>{-1}));
+  EXPECT_EQ(counted(), 1);
+  EXPECT_EQ(handle(R"({"status":"500","response":{"id":31}})", batch), (std::vector<int>{3}));
+  EXPECT_EQ(handle(R"({"operations":[{"id":")" + batch->operations()[0]->operationId + R"(","response":2.5}]})", batch),
+            (std::vector<int>{3}));
+  EXPECT_EQ(counted(), 1);
+  EXPECT_EQ(heard, (std::vector<std::string>{"slot none", "slot data"}));
 }
 
 }  // namespace

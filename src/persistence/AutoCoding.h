@@ -38,7 +38,7 @@ class AutoCoding : public platform::Codable, public std::enable_shared_from_this
   // A file holding a keyed archive is unarchived; any other property list is returned as it is.
   static std::optional<platform::Value> objectWithContentsOfFile(const std::string& path);
   // The object must be owned by a std::shared_ptr (models always are).
-  bool writeToFile(const std::string& path, bool atomically) const;
+  [[nodiscard]] bool writeToFile(const std::string& path, bool atomically) const;
 
  protected:
   // Property descriptions for the common member types of models.

@@ -115,9 +115,10 @@ TEST(AutoCoding, AValueOfTheWrongClassRaisesAutocodingException) {
 
 TEST(AutoCoding, TheDataStoreTurnsAMismatchIntoNothingWithoutDroppingTheBytes) {
   testing::SdkTestEnvironment env;
-  env.platform().userDefaults->setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(Value(
-                                             std::shared_ptr<platform::Codable>(std::make_shared<MismatchedModel>())))),
-                                         TAVODataStoreController::kUserModelKey);
+  EXPECT_TRUE(env.platform().userDefaults->setObject(
+      Value(platform::KeyedArchiver::archivedDataWithRootObject(
+          Value(std::shared_ptr<platform::Codable>(std::make_shared<MismatchedModel>())))),
+      TAVODataStoreController::kUserModelKey));
   TAVODataStoreController store;
   EXPECT_FALSE(store.getObjectFromDataStore(TAVODataStoreController::kUserModelKey));
   // Not an invalid archive: kept for a version that can read it.

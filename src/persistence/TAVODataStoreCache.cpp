@@ -1,6 +1,7 @@
 #include "persistence/TAVODataStoreCache.h"
 
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 
 namespace tavo {
 
@@ -24,14 +25,14 @@ void TAVODataStoreCache::select(const std::shared_ptr<platform::UserDefaults>& s
 }
 
 TAVODataStoreCache::Ticket TAVODataStoreCache::beginRead(const std::shared_ptr<platform::UserDefaults>& store) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   return writes_;
 }
 
 bool TAVODataStoreCache::recall(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
                                 std::optional<platform::Value>& value) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   const auto found = known_.find(key);
   if (found == known_.end()) return false;
@@ -42,26 +43,26 @@ bool TAVODataStoreCache::recall(const std::shared_ptr<platform::UserDefaults>& s
 void TAVODataStoreCache::remember(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key,
                                   const std::optional<platform::Value>& value, Ticket ticket) {
   if (!isCachedKey(key)) return;
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   if (ticket == writes_) known_.insert_or_assign(key, value);
 }
 
 std::optional<bool> TAVODataStoreCache::userTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   return userTrackingDisabled_;
 }
 
 void TAVODataStoreCache::rememberUserTrackingDisabled(const std::shared_ptr<platform::UserDefaults>& store,
                                                       bool disabled, Ticket ticket) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   if (ticket == writes_) userTrackingDisabled_ = disabled;
 }
 
 void TAVODataStoreCache::forget(const std::shared_ptr<platform::UserDefaults>& store, const std::string& key) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   ++writes_;
   known_.erase(key);
@@ -69,7 +70,7 @@ void TAVODataStoreCache::forget(const std::shared_ptr<platform::UserDefaults>& s
 }
 
 void TAVODataStoreCache::forgetAll(const std::shared_ptr<platform::UserDefaults>& store) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   select(store);
   ++writes_;
   known_.clear();

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -45,13 +45,14 @@ class TAVODataStoreCache {
 
  private:
   // Switches to store when it is not the one known: a new store starts with nothing known.
-  void select(const std::shared_ptr<platform::UserDefaults>& store);
+  void select(const std::shared_ptr<platform::UserDefaults>& store) REQUIRES(mutex_);
 
-  std::mutex mutex_;
-  std::weak_ptr<platform::UserDefaults> store_;  // compared by owner: never confused with a later store
-  Ticket writes_ = 0;
-  std::unordered_map<std::string, std::optional<platform::Value>> known_;
-  std::optional<bool> userTrackingDisabled_;
+  platform::Mutex mutex_;
+  // Compared by owner: never confused with a later store.
+  std::weak_ptr<platform::UserDefaults> store_ GUARDED_BY(mutex_);
+  Ticket writes_ GUARDED_BY(mutex_) = 0;
+  std::unordered_map<std::string, std::optional<platform::Value>> known_ GUARDED_BY(mutex_);
+  std::optional<bool> userTrackingDisabled_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

@@ -8,6 +8,7 @@
 
 #include "SdkTestEnvironment.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/InMemoryUserDefaults.h"
 #include "platform/KeyedArchiver.h"
 
 namespace tavo {
@@ -23,7 +24,8 @@ class DataStoreCacheTest : public ::testing::Test {
   std::shared_ptr<platform::UserDefaults> defaults() { return env.platform().userDefaults; }
   // What the SDK itself never does: a write behind the data store's back, which only a read of the store sees.
   void writeBehindTheCache(const Value& campaigns) {
-    defaults()->setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaigns)), kCampaigns);
+    EXPECT_TRUE(
+        defaults()->setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaigns)), kCampaigns));
   }
 
   testing::SdkTestEnvironment env{testing::SdkTestEnvironment::Store::File};
@@ -66,14 +68,14 @@ TEST_F(DataStoreCacheTest, ANewStoreOnTheSameFileStartsKnowingNothing) {
   EXPECT_TRUE(store.attributionCampaigns().empty());
   env.restart();
   // Another process wrote the file meanwhile; this process reads it again.
-  defaults()->setObject(Value(false), TAVODataStoreController::kUserTrackingKey);
+  EXPECT_TRUE(defaults()->setObject(Value(false), TAVODataStoreController::kUserTrackingKey));
   writeBehindTheCache(Value(Dictionary{{"from before", 1}}));
   EXPECT_FALSE(store.getUserTrackingDisabled());
   EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"from before", 1}}));
 }
 
 TEST(DataStoreCacheTicket, AReadOverlappingAWriteRemembersNothing) {
-  auto first = std::make_shared<platform::UserDefaults>(":memory:");
+  auto first = std::make_shared<platform::InMemoryUserDefaults>();
   TAVODataStoreCache cache;
   const auto ticket = cache.beginRead(first);
   cache.forget(first, TAVODataStoreController::kPushTokenRegisteredKey);  // any write, any key
@@ -95,7 +97,7 @@ TEST(DataStoreCacheTicket, AReadOverlappingAWriteRemembersNothing) {
 
   // A store made after the first is gone may sit at the same address: it is still another store.
   first.reset();
-  auto second = std::make_shared<platform::UserDefaults>(":memory:");
+  auto second = std::make_shared<platform::InMemoryUserDefaults>();
   EXPECT_FALSE(cache.recall(second, kCampaigns, known));
 }
 

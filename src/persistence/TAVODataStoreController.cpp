@@ -25,6 +25,17 @@ platform::UserDefaults& defaults() { return *platform::Platform::shared().userDe
 TAVODataStoreCache& cache() { return TAVODataStoreCache::shared(); }
 const std::shared_ptr<platform::UserDefaults>& store() { return platform::Platform::shared().userDefaults; }
 
+// A write the platform refused (a full disk, a file gone read-only) loses that one value, not the SDK: a line
+// names what was not written, and the caller goes on with what it has in memory.
+void reportWrite(bool succeeded, const std::string& what) {
+  if (!succeeded) TAVOLogger::log("Data store could not write %@", what);
+}
+
+// Stores value under key and flushes.
+void write(const Value& value, const std::string& key) {
+  reportWrite(defaults().setObject(value, key) && defaults().synchronize(), key);
+}
+
 }  // namespace
 
 TAVODataStoreController::TAVODataStoreController() = default;
@@ -64,9 +75,11 @@ std::optional<Value> TAVODataStoreController::getObjectFromDataStore(const std::
       return std::nullopt;
     }
   }
-  // A plain value (written by an earlier version or by the bulk write), or nothing: store it archived.
-  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(raw)), key);
-  defaults().synchronize();
+  // A plain value (written by an earlier version or by the bulk write), or nothing: store it archived,
+  // unless a write came in since the read: what was read back must not undo it. Only a key still as it was
+  // tells of a refused write.
+  const Value archived(platform::KeyedArchiver::archivedDataWithRootObject(raw));
+  if (!defaults().setObjectIfUnchanged(archived, key, raw)) reportWrite(defaults().objectForKey(key) != raw, key);
   if (!raw && cached) {
     cache().remember(store(), key, std::nullopt, ticket);  // its own write of nothing: nothing it must forget
   } else {
@@ -82,15 +95,13 @@ bool TAVODataStoreController::containsObjectInDataStore(const std::string& key) 
 
 void TAVODataStoreController::saveObjectToDataStore(const std::optional<Value>& object, const std::string& key) {
   checkAllowed(key, kSaveReason);
-  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(object)), key);
-  defaults().synchronize();
+  write(Value(platform::KeyedArchiver::archivedDataWithRootObject(object)), key);
   cache().forget(store(), key);
 }
 
 void TAVODataStoreController::removeObjectFromDataStoreWithKey(const std::string& key) {
   checkAllowed(key, kSaveReason);
-  defaults().removeObjectForKey(key);
-  defaults().synchronize();
+  reportWrite(defaults().removeObjectForKey(key) && defaults().synchronize(), key);
   cache().forget(store(), key);
 }
 
@@ -100,14 +111,14 @@ void TAVODataStoreController::saveObjectsToDataStore(const platform::Array& obje
     TAVOLogger::logAndType("KeysObjectsNotTheSame", TAVOLogger::Error);
     return;
   }
-  for (std::size_t i = 0; i < keys.size(); ++i) defaults().setObject(objects[i], keys[i]);
-  defaults().synchronize();
+  for (std::size_t i = 0; i < keys.size(); ++i) reportWrite(defaults().setObject(objects[i], keys[i]), keys[i]);
+  reportWrite(defaults().synchronize(), "the store");
   cache().forgetAll(store());
 }
 
 void TAVODataStoreController::reset() {
-  for (const auto& key : allowedKeys()) defaults().removeObjectForKey(key);
-  defaults().synchronize();
+  for (const auto& key : allowedKeys()) reportWrite(defaults().removeObjectForKey(key), key);
+  reportWrite(defaults().synchronize(), "the store");
   cache().forgetAll(store());
 }
 
@@ -122,12 +133,12 @@ std::optional<platform::Array> TAVODataStoreController::getPushSeenIDS() const {
 }
 
 void TAVODataStoreController::savePushSeenIDS(const platform::Array& ids) const {
-  platform::Platform::shared().fileSystem->writePropertyList(Value(ids), pushIDSeenFilePath());
+  reportWrite(platform::Platform::shared().fileSystem->writePropertyList(Value(ids), pushIDSeenFilePath()),
+              kPushSeenFileName);
 }
 
 void TAVODataStoreController::saveCampaingTimesShown(std::int32_t times, const std::string& key) {
-  defaults().setObject(Value(times), key);
-  defaults().synchronize();
+  write(Value(times), key);
   cache().forget(store(), key);
 }
 
@@ -165,8 +176,7 @@ void TAVODataStoreController::removeAttributionCampaign() {
 }
 
 void TAVODataStoreController::saveUserTracking(bool disabled) {
-  defaults().setObject(Value(disabled), kUserTrackingKey);
-  defaults().synchronize();
+  write(Value(disabled), kUserTrackingKey);
   cache().forget(store(), kUserTrackingKey);
 }
 
@@ -181,20 +191,15 @@ bool TAVODataStoreController::getUserTrackingDisabled() const {
 }
 
 void TAVODataStoreController::saveInstallAttributionCampaign(const std::optional<Value>& campaign) {
-  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaign)),
-                       kInstallAttributionCampaignKey);
-  defaults().synchronize();
+  write(Value(platform::KeyedArchiver::archivedDataWithRootObject(campaign)), kInstallAttributionCampaignKey);
   cache().forget(store(), kInstallAttributionCampaignKey);
 }
 
 std::optional<Value> TAVODataStoreController::installAttributionCampaign() {
   const auto raw = defaults().objectForKey(kInstallAttributionCampaignKey);
   if (!raw || !raw->asData()) return std::nullopt;
-  try {
-    return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
-  } catch (const std::exception&) {
-    return std::nullopt;
-  }
+  // A damaged cache throws to the caller, which says so; the generic read drops damaged values silently.
+  return platform::KeyedUnarchiver::unarchiveObjectWithData(*raw->asData());
 }
 
 std::string TAVODataStoreController::getAppendedKey(const std::string& key) { return key + "-tAVo-Local-Data"; }

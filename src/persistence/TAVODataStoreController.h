@@ -14,7 +14,8 @@ class TAVOAttributionCampaign;
 
 // The SDK's persistent key/value store over the platform's user defaults. Only the allowed keys may be used
 // through the generic operations; each value is kept as a keyed archive and every write is durable when it
-// returns. Cheap to create: every instance sees the same data. Callable from any thread.
+// returns. A write the platform refuses (a full disk) logs one line naming the key and changes nothing; the
+// caller goes on. Cheap to create: every instance sees the same data. Callable from any thread.
 class TAVODataStoreController {
  public:
   static constexpr const char* kUserModelKey = "tAVo-DataStore-UserModel";
@@ -76,6 +77,7 @@ class TAVODataStoreController {
   bool getUserTrackingDisabled() const;
 
   void saveInstallAttributionCampaign(const std::optional<platform::Value>& campaign);
+  // The cached install attribution, nullopt when none; a damaged cache throws the unarchiver's exception.
   std::optional<platform::Value> installAttributionCampaign();
 
   static std::string getAppendedKey(const std::string& key);

@@ -41,7 +41,7 @@ TEST_F(DataStoreTest, AKeyNotAllowedRaisesAndIsNeverWritten) {
 
 TEST_F(DataStoreTest, AReadLeavesAnArchiveOfAnEmptyKeyAndMigratesAPlainValueOfAnEarlierVersion) {
   EXPECT_FALSE(store.getObjectFromDataStore(TAVODataStoreController::kInstallDateKey));
-  defaults().setObject(Value("1.2.0"), TAVODataStoreController::kAppVersionKey);
+  EXPECT_TRUE(defaults().setObject(Value("1.2.0"), TAVODataStoreController::kAppVersionKey));
   EXPECT_EQ(store.getObjectFromDataStore(TAVODataStoreController::kAppVersionKey), Value("1.2.0"));
   for (const char* key : {TAVODataStoreController::kInstallDateKey, TAVODataStoreController::kAppVersionKey}) {
     const auto raw = defaults().objectForKey(key);
@@ -51,8 +51,8 @@ TEST_F(DataStoreTest, AReadLeavesAnArchiveOfAnEmptyKeyAndMigratesAPlainValueOfAn
 }
 
 TEST_F(DataStoreTest, DamagedArchivesAreDroppedAndTheKeyRemoved) {
-  defaults().setObject(Value(platform::Data{'b', 'p', 'l', 'i', 's', 't', '0', '0', 0xff, 0x01}),
-                       TAVODataStoreController::kSessionDataKey);
+  EXPECT_TRUE(defaults().setObject(Value(platform::Data{'b', 'p', 'l', 'i', 's', 't', '0', '0', 0xff, 0x01}),
+                                   TAVODataStoreController::kSessionDataKey));
   EXPECT_FALSE(store.getObjectFromDataStore(TAVODataStoreController::kSessionDataKey));
   EXPECT_FALSE(defaults().objectForKey(TAVODataStoreController::kSessionDataKey));
 
@@ -62,9 +62,9 @@ TEST_F(DataStoreTest, DamagedArchivesAreDroppedAndTheKeyRemoved) {
     void encodeWithCoder(platform::KeyedArchiver& coder) const override { coder.encodeObject(Value(1), "x"); }
     void initWithCoder(platform::KeyedUnarchiver&) override {}
   };
-  defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(
-                           Value(std::shared_ptr<platform::Codable>(std::make_shared<Unknown>())))),
-                       TAVODataStoreController::kUserModelKey);
+  EXPECT_TRUE(defaults().setObject(Value(platform::KeyedArchiver::archivedDataWithRootObject(
+                                       Value(std::shared_ptr<platform::Codable>(std::make_shared<Unknown>())))),
+                                   TAVODataStoreController::kUserModelKey));
   EXPECT_FALSE(store.getObjectFromDataStore(TAVODataStoreController::kUserModelKey));
   EXPECT_FALSE(defaults().objectForKey(TAVODataStoreController::kUserModelKey));
 }

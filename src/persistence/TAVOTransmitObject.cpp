@@ -1,11 +1,12 @@
 #include "persistence/TAVOTransmitObject.h"
 
 #include <algorithm>
-#include <mutex>
+#include <optional>
 
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "platform/JSONSerialization.h"
+#include "platform/MutexLock.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
 
@@ -22,8 +23,8 @@ struct Seed {
 };
 
 struct Seeds {
-  std::mutex mutex;
-  std::optional<Seed> byFlag[2];  // without and with "tavo_impression_delegate"
+  platform::Mutex mutex;
+  std::optional<Seed> byFlag[2] GUARDED_BY(mutex);  // without and with "tavo_impression_delegate"
 };
 
 Seeds& seeds() {
@@ -46,7 +47,7 @@ void TAVOTransmitObject::init() {
   const auto user = controller.currentUser();
   auto& cache = seeds();
   {
-    std::lock_guard lock(cache.mutex);
+    platform::MutexLock lock(cache.mutex);
     const auto& seed = cache.byFlag[impressionDelegate];
     if (seed && seed->common.sharesEntriesWith(common) && seed->user == user) {
       objectData = seed->parameters;
@@ -58,7 +59,7 @@ void TAVOTransmitObject::init() {
   objectData.addEntriesFromDictionary(common);
   if (impressionDelegate) objectData.set("tavo_impression_delegate", true);
   appendUserData(user);
-  std::lock_guard lock(cache.mutex);
+  platform::MutexLock lock(cache.mutex);
   cache.byFlag[impressionDelegate] = Seed{std::move(common), user, objectData};
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/MutexLock.h"
 #include "platform/NotificationCenter.h"
 #include "platform/SystemLog.h"
 
@@ -40,14 +41,14 @@ Application::Application(std::shared_ptr<NotificationCenter> center, State initi
     : center_(std::move(center)), state_(initial) {}
 
 Application::State Application::applicationState() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return state_;
 }
 
 void Application::setApplicationState(State state) {
   State previous;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     previous = state_;
     if (previous == state) return;
     state_ = state;
@@ -63,7 +64,7 @@ bool Application::openURL(const std::string& url) {
   std::string command;
   std::shared_ptr<SystemLog> log;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     handler = openURLHandler_;
     withSystem = openURLWithSystem_;
     command = systemOpenCommand_;
@@ -81,41 +82,41 @@ bool Application::openURL(const std::string& url) {
 }
 
 void Application::setOpenURLHandler(OpenURLHandler handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   openURLHandler_ = std::move(handler);
 }
 
 void Application::setOpenURLWithSystem(bool enabled) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   openURLWithSystem_ = enabled;
 }
 
 void Application::setSystemOpenCommand(std::string command) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   systemOpenCommand_ = std::move(command);
 }
 
 bool Application::respondsToContinueUserActivity() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return static_cast<bool>(continueUserActivityHandler_);
 }
 
 bool Application::continueUserActivity(const std::string& webpageURL) {
   ContinueUserActivityHandler handler;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     handler = continueUserActivityHandler_;
   }
   return handler ? handler(webpageURL) : false;
 }
 
 void Application::setContinueUserActivityHandler(ContinueUserActivityHandler handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   continueUserActivityHandler_ = std::move(handler);
 }
 
 void Application::setSystemLog(std::shared_ptr<SystemLog> log) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   systemLog_ = std::move(log);
 }
 

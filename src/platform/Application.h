@@ -2,8 +2,9 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
+
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -58,13 +59,13 @@ class Application {
   bool openWithSystem(const std::string& command, const std::string& url) const;
 
   std::shared_ptr<NotificationCenter> center_;
-  mutable std::mutex mutex_;  // guards the members below
-  State state_;
-  OpenURLHandler openURLHandler_;
-  ContinueUserActivityHandler continueUserActivityHandler_;
-  bool openURLWithSystem_ = false;
-  std::string systemOpenCommand_ = "xdg-open";
-  std::shared_ptr<SystemLog> systemLog_;
+  mutable Mutex mutex_;
+  State state_ GUARDED_BY(mutex_);
+  OpenURLHandler openURLHandler_ GUARDED_BY(mutex_);
+  ContinueUserActivityHandler continueUserActivityHandler_ GUARDED_BY(mutex_);
+  bool openURLWithSystem_ GUARDED_BY(mutex_) = false;
+  std::string systemOpenCommand_ GUARDED_BY(mutex_) = "xdg-open";
+  std::shared_ptr<SystemLog> systemLog_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -11,25 +13,25 @@ constexpr const char* kDefaultTable = "Localizable";
 Bundle::Bundle(Dictionary infoDictionary) : info_(std::move(infoDictionary)) {}
 
 std::optional<Value> Bundle::objectForInfoDictionaryKey(const std::string& key) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (const Value* value = info_.find(key)) return *value;
   return std::nullopt;
 }
 
 void Bundle::setInfoValue(const std::string& key, Value value) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   info_.set(key, std::move(value));
 }
 
 Dictionary Bundle::infoDictionary() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return info_;
 }
 
 std::string Bundle::localizedStringForKey(const std::string& key, const std::string& value,
                                           const std::string& table) const {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     const Value* strings = tables_.find(table.empty() ? kDefaultTable : table);
     const Value* entry = strings ? strings->get(key) : nullptr;
     // Strings tables hold only strings; anything else is treated as a missing entry.
@@ -39,7 +41,7 @@ std::string Bundle::localizedStringForKey(const std::string& key, const std::str
 }
 
 void Bundle::setLocalizedStrings(const std::string& table, Dictionary strings) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   tables_.set(table.empty() ? kDefaultTable : table, Value(std::move(strings)));
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo::platform {
@@ -27,9 +27,9 @@ class Bundle {
   void setLocalizedStrings(const std::string& table, Dictionary strings);
 
  private:
-  mutable std::mutex mutex_;
-  Dictionary info_;
-  Dictionary tables_;  // table name -> dictionary of strings
+  mutable Mutex mutex_;
+  Dictionary info_ GUARDED_BY(mutex_);
+  Dictionary tables_ GUARDED_BY(mutex_);  // table name -> dictionary of strings
 };
 
 }  // namespace tavo::platform

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 ClassRegistry& ClassRegistry::shared() {
@@ -10,14 +12,14 @@ ClassRegistry& ClassRegistry::shared() {
 }
 
 void ClassRegistry::registerClass(const std::string& name, Factory factory) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   factories_[name] = std::move(factory);
 }
 
 std::shared_ptr<Codable> ClassRegistry::makeInstance(const std::string& name) const {
   Factory factory;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     const auto it = factories_.find(name);
     if (it == factories_.end()) return nullptr;
     factory = it->second;
@@ -27,7 +29,7 @@ std::shared_ptr<Codable> ClassRegistry::makeInstance(const std::string& name) co
 }
 
 bool ClassRegistry::hasClass(const std::string& name) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return factories_.count(name) != 0;
 }
 

@@ -3,10 +3,10 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "platform/Codable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -24,8 +24,8 @@ class ClassRegistry {
   bool hasClass(const std::string& name) const;
 
  private:
-  mutable std::mutex mutex_;
-  std::map<std::string, Factory> factories_;
+  mutable Mutex mutex_;
+  std::map<std::string, Factory> factories_ GUARDED_BY(mutex_);
 };
 
 // Registers T (default-constructible Codable) under its class name at static-initialisation time.

@@ -1,5 +1,6 @@
 #include "platform/Clock.h"
 
+#include <chrono>
 #include <cmath>
 
 namespace tavo::platform {
@@ -21,42 +22,17 @@ double SystemClock::monotonicSeconds() const {
   return std::chrono::duration<double>(sinceStart).count();
 }
 
-void SystemClock::waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double monotonicDeadline) {
+void SystemClock::waitUntil(ConditionVariable& condition, Mutex& mutex, double monotonicDeadline) {
   const double remaining = monotonicDeadline - monotonicSeconds();
   if (std::isnan(remaining) || remaining <= 0) return;
   if (remaining > kLongestTimedWait) {
-    cv.wait(lock);
+    condition.wait(mutex);
     return;
   }
   const auto deadline =
       std::chrono::steady_clock::time_point(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
           std::chrono::duration<double>(monotonicDeadline)));
-  cv.wait_until(lock, deadline);
+  condition.waitUntil(mutex, deadline);
 }
-
-ManualClock::ManualClock(Date start) : wall_(start.timeIntervalSince1970()) {}
-
-Date ManualClock::now() const { return Date(wall_.load()); }
-
-double ManualClock::monotonicSeconds() const { return monotonic_.load(); }
-
-void ManualClock::waitUntil(std::condition_variable&, std::unique_lock<std::mutex>&, double monotonicDeadline) {
-  // Only the winner of the exchange moves wall time, so two racing waits move it once.
-  double current = monotonic_.load();
-  while (current < monotonicDeadline) {
-    if (monotonic_.compare_exchange_weak(current, monotonicDeadline)) {
-      wall_.fetch_add(monotonicDeadline - current);
-      return;
-    }
-  }
-}
-
-void ManualClock::advance(double seconds) {
-  if (!(seconds > 0)) return;  // time never runs backwards (and NaN is no time at all)
-  monotonic_.fetch_add(seconds);
-  wall_.fetch_add(seconds);
-}
-
-void ManualClock::setNow(Date date) { wall_.store(date.timeIntervalSince1970()); }
 
 }  // namespace tavo::platform

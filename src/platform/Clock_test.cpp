@@ -6,6 +6,9 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ManualClock.h"
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 namespace {
 
@@ -16,15 +19,16 @@ TEST(ManualClockTest, TimeMovesOnlyForwardWhileTheWallClockMayBeSetBack) {
   EXPECT_EQ(clock.now(), Date(1002.5));
   EXPECT_EQ(clock.monotonicSeconds(), 2.5);
 
-  std::mutex mutex;
-  std::condition_variable cv;
-  std::unique_lock lock(mutex);
-  clock.waitUntil(cv, lock, 7.0);  // waiting is moving the clock to the deadline
-  EXPECT_EQ(clock.monotonicSeconds(), 7.0);
-  EXPECT_EQ(clock.now(), Date(1007.0));
-  clock.waitUntil(cv, lock, 3.0);
-  EXPECT_EQ(clock.monotonicSeconds(), 7.0);
-  EXPECT_TRUE(lock.owns_lock());
+  Mutex mutex;
+  ConditionVariable cv;
+  {
+    MutexLock lock(mutex);
+    clock.waitUntil(cv, mutex, 7.0);  // waiting is moving the clock to the deadline
+    EXPECT_EQ(clock.monotonicSeconds(), 7.0);
+    EXPECT_EQ(clock.now(), Date(1007.0));
+    clock.waitUntil(cv, mutex, 3.0);
+    EXPECT_EQ(clock.monotonicSeconds(), 7.0);
+  }
 
   clock.setNow(Date(500.0));  // a user setting the device clock back
   EXPECT_EQ(clock.monotonicSeconds(), 7.0);
@@ -47,10 +51,10 @@ TEST(ManualClockTest, ConcurrentAdvancesAndWaitsLoseNoTime) {
   threads.clear();
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&clock] {
-      std::mutex mutex;
-      std::condition_variable cv;
-      std::unique_lock lock(mutex);
-      clock.waitUntil(cv, lock, 2100.0);
+      Mutex mutex;
+      ConditionVariable cv;
+      MutexLock lock(mutex);
+      clock.waitUntil(cv, mutex, 2100.0);
     });
   }
   for (auto& thread : threads) thread.join();
@@ -62,19 +66,20 @@ TEST(SystemClockTest, WaitUntilWakesOnNotify) {
   SystemClock clock;
   // A far deadline and one too far for a steady_clock time point: both must still hear the notify.
   for (double wait : {60.0, std::numeric_limits<double>::infinity()}) {
-    std::mutex mutex;
-    std::condition_variable cv;
+    Mutex mutex;
+    ConditionVariable cv;
     bool woken = false;
     const double start = clock.monotonicSeconds();
     std::thread notifier([&] {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      std::lock_guard lock(mutex);
+      MutexLock lock(mutex);
       woken = true;
-      cv.notify_all();
+      cv.notifyAll();
     });
-    std::unique_lock lock(mutex);
-    while (!woken) clock.waitUntil(cv, lock, start + wait);
-    lock.unlock();
+    {
+      MutexLock lock(mutex);
+      while (!woken) clock.waitUntil(cv, mutex, start + wait);
+    }
     notifier.join();
     EXPECT_LT(clock.monotonicSeconds() - start, 30.0);
   }

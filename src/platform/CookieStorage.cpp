@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 
 #include "platform/FileSystem.h"
+#include "platform/MutexLock.h"
 #include "platform/URLComponents.h"
+#include "platform/UTF8.h"
 
 namespace tavo::platform {
 
@@ -19,6 +23,22 @@ std::string lowercase(std::string_view text) {
   std::string out(text);
   std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
   return out;
+}
+
+// Cookies are kept as their JSON file can hold them, so memory and file agree and the file can always be
+// written: bytes that are not UTF-8 as U+FFFD, as the platform's strings would; a date that never comes as the
+// latest finite one; an expiry that is no number as none (a session cookie).
+CookieStorage::Cookie storable(CookieStorage::Cookie cookie) {
+  for (std::string* text : {&cookie.name, &cookie.value, &cookie.domain, &cookie.path, &cookie.version})
+    if (!UTF8::isValid(*text)) *text = UTF8::repaired(*text);
+  if (cookie.originURL && !UTF8::isValid(*cookie.originURL)) cookie.originURL = UTF8::repaired(*cookie.originURL);
+  if (cookie.expiresDate) {
+    const double seconds = cookie.expiresDate->timeIntervalSince1970();
+    if (std::isnan(seconds)) cookie.expiresDate.reset();
+    if (seconds == std::numeric_limits<double>::infinity())
+      cookie.expiresDate = Date(std::numeric_limits<double>::max());
+  }
+  return cookie;
 }
 
 bool sameCookie(const CookieStorage::Cookie& a, const CookieStorage::Cookie& b) {
@@ -79,33 +99,33 @@ std::optional<CookieStorage::Cookie> fromJSON(const json& in) {
 
 CookieStorage::CookieStorage(std::shared_ptr<const FileSystem> fileSystem, std::function<Date()> now)
     : fileSystem_(std::move(fileSystem)), path_(fileSystem_->dataDirectory() + "/" + kFileName), now_(std::move(now)) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   loadLocked();
 }
 
 CookieStorage::AcceptPolicy CookieStorage::cookieAcceptPolicy() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return policy_;
 }
 
-void CookieStorage::setCookieAcceptPolicy(AcceptPolicy policy) {
-  std::lock_guard lock(mutex_);
-  if (policy_ == policy) return;
+bool CookieStorage::setCookieAcceptPolicy(AcceptPolicy policy) {
+  MutexLock lock(mutex_);
+  if (policy_ == policy) return true;
   policy_ = policy;
-  saveLocked();
+  return saveLocked();
 }
 
-void CookieStorage::setCookie(const Cookie& cookie) {
-  std::lock_guard lock(mutex_);
-  if (policy_ == Never) return;
+bool CookieStorage::setCookie(const Cookie& cookie) {
+  MutexLock lock(mutex_);
+  if (policy_ == Never) return true;
   storeLocked(cookie);
-  saveLocked();
+  return saveLocked();
 }
 
-void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::string& url,
+bool CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::string& url,
                                const std::string& mainDocumentURL) {
-  std::lock_guard lock(mutex_);
-  if (policy_ == Never) return;
+  MutexLock lock(mutex_);
+  if (policy_ == Never) return true;
   const auto source = URLComponents::fromString(url);
   const auto sourceHost = source ? source->host() : std::nullopt;
   const auto mainDocument = URLComponents::fromString(mainDocumentURL);
@@ -122,21 +142,22 @@ void CookieStorage::setCookies(const std::vector<Cookie>& cookies, const std::st
       const std::string bare = cookie.domain.starts_with('.') ? cookie.domain.substr(1) : cookie.domain;
       if (!mainHost || !domainMatches("." + bare, *mainHost)) continue;
     }
-    storeLocked(cookie);
+    storeLocked(std::move(cookie));
     changed = true;
   }
-  if (changed) saveLocked();
+  return !changed || saveLocked();
 }
 
-void CookieStorage::deleteCookie(const Cookie& cookie) {
-  std::lock_guard lock(mutex_);
+bool CookieStorage::deleteCookie(const Cookie& cookie) {
+  const Cookie stored = storable(cookie);
+  MutexLock lock(mutex_);
   const auto before = cookies_.size();
-  std::erase_if(cookies_, [&](const Cookie& stored) { return sameCookie(stored, cookie); });
-  if (cookies_.size() != before) saveLocked();
+  std::erase_if(cookies_, [&](const Cookie& kept) { return sameCookie(kept, stored); });
+  return cookies_.size() == before || saveLocked();
 }
 
 std::vector<CookieStorage::Cookie> CookieStorage::cookies() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   purgeExpiredLocked();
   return cookies_;
 }
@@ -146,7 +167,7 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
   const auto host = components ? components->host() : std::nullopt;
   if (!host) return {};
   const bool secureRequest = components->scheme() && lowercase(*components->scheme()) == "https";
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   purgeExpiredLocked();
   std::vector<Cookie> matching;
   for (const Cookie& cookie : cookies_)
@@ -156,17 +177,18 @@ std::vector<CookieStorage::Cookie> CookieStorage::cookiesForURL(const std::strin
   return matching;
 }
 
-void CookieStorage::storeLocked(const Cookie& cookie) {
+void CookieStorage::storeLocked(Cookie cookie) {
+  cookie = storable(std::move(cookie));
   const auto existing =
       std::find_if(cookies_.begin(), cookies_.end(), [&](const Cookie& stored) { return sameCookie(stored, cookie); });
   // Setting an expired cookie is how a site deletes one.
   const bool expired = cookie.expiresDate && *cookie.expiresDate <= now_();
   if (existing == cookies_.end()) {
-    if (!expired) cookies_.push_back(cookie);
+    if (!expired) cookies_.push_back(std::move(cookie));
   } else if (expired) {
     cookies_.erase(existing);
   } else {
-    *existing = cookie;
+    *existing = std::move(cookie);
   }
 }
 
@@ -174,7 +196,8 @@ void CookieStorage::purgeExpiredLocked() {
   const Date now = now_();
   const auto removed =
       std::erase_if(cookies_, [&](const Cookie& cookie) { return cookie.expiresDate && *cookie.expiresDate <= now; });
-  if (removed > 0) saveLocked();
+  // A failed save leaves the expired cookies in the file, where the next load drops them again.
+  if (removed > 0) static_cast<void>(saveLocked());
 }
 
 void CookieStorage::loadLocked() {
@@ -188,17 +211,17 @@ void CookieStorage::loadLocked() {
   }
   if (const auto stored = root.find("cookies"); stored != root.end() && stored->is_array())
     for (const json& item : *stored)
-      if (auto cookie = fromJSON(item)) cookies_.push_back(std::move(*cookie));
+      if (auto cookie = fromJSON(item)) cookies_.push_back(storable(std::move(*cookie)));
 }
 
-void CookieStorage::saveLocked() const {
+bool CookieStorage::saveLocked() const {
   json stored = json::array();
   // Session cookies end with the process, as on the phone.
   for (const Cookie& cookie : cookies_)
     if (!cookie.isSessionOnly()) stored.push_back(toJSON(cookie));
   const std::string text = json{{"acceptPolicy", static_cast<int>(policy_)}, {"cookies", std::move(stored)}}.dump(2);
   // A failed write keeps the cookies in memory; the next change tries again.
-  fileSystem_->writeAtomically(path_, Data(text.begin(), text.end()));
+  return fileSystem_->writeAtomically(path_, Data(text.begin(), text.end()));
 }
 
 }  // namespace tavo::platform

@@ -2,11 +2,11 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Date.h"
 
 namespace tavo::platform {
@@ -15,7 +15,8 @@ class FileSystem;
 
 // The application's HTTP cookie storage, kept in one JSON file in the app's data directory. Cookies with an
 // expiry survive a restart; cookies without one (session cookies) live in memory only. Every change is
-// written through a temporary file renamed over the old one, so a crash leaves the old or the new file.
+// written through a temporary file renamed over the old one, so a crash leaves the old or the new file. A
+// change that cannot be written (a full disk) returns false and holds in memory; the next change writes it.
 // Thread-safe: every operation may be called from any thread.
 class CookieStorage {
  public:
@@ -45,15 +46,17 @@ class CookieStorage {
   CookieStorage(std::shared_ptr<const FileSystem> fileSystem, std::function<Date()> now);
 
   AcceptPolicy cookieAcceptPolicy() const;
-  void setCookieAcceptPolicy(AcceptPolicy policy);
+  // Each change returns false when it holds in memory only (the file could not be written).
+  [[nodiscard]] bool setCookieAcceptPolicy(AcceptPolicy policy);
 
   // Stores the cookie, replacing one with the same name, domain and path, unless the policy is Never. A
   // cookie already expired removes the one it would replace and is not stored.
-  void setCookie(const Cookie& cookie);
+  [[nodiscard]] bool setCookie(const Cookie& cookie);
   // Cookies a document at url received, under the policy: Never refuses all; OnlyFromMainDocumentDomain
   // accepts only cookies whose domain matches the host of mainDocumentURL.
-  void setCookies(const std::vector<Cookie>& cookies, const std::string& url, const std::string& mainDocumentURL);
-  void deleteCookie(const Cookie& cookie);  // by name, domain and path
+  [[nodiscard]] bool setCookies(const std::vector<Cookie>& cookies, const std::string& url,
+                                const std::string& mainDocumentURL);
+  [[nodiscard]] bool deleteCookie(const Cookie& cookie);  // by name, domain and path
 
   // Every unexpired cookie, in the order they were first stored. Expired ones are purged on the way.
   std::vector<Cookie> cookies();
@@ -64,18 +67,18 @@ class CookieStorage {
   const std::string& path() const { return path_; }
 
  private:
-  void loadLocked();
-  void saveLocked() const;
+  void loadLocked() REQUIRES(mutex_);
+  [[nodiscard]] bool saveLocked() const REQUIRES(mutex_);
   // Drops expired cookies; saves when any went.
-  void purgeExpiredLocked();
-  void storeLocked(const Cookie& cookie);
+  void purgeExpiredLocked() REQUIRES(mutex_);
+  void storeLocked(Cookie cookie) REQUIRES(mutex_);
 
   const std::shared_ptr<const FileSystem> fileSystem_;
   const std::string path_;
   const std::function<Date()> now_;
-  mutable std::mutex mutex_;  // guards the members below and the file
-  AcceptPolicy policy_ = OnlyFromMainDocumentDomain;
-  std::vector<Cookie> cookies_;
+  mutable Mutex mutex_;  // also keeps the file to one writer
+  AcceptPolicy policy_ GUARDED_BY(mutex_) = OnlyFromMainDocumentDomain;
+  std::vector<Cookie> cookies_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

@@ -1,12 +1,17 @@
 #include "platform/Device.h"
 
 #include <sys/utsname.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <charconv>
+#include <cstdio>
 #include <fstream>
 #include <utility>
 
+#include "platform/MutexLock.h"
 #include "platform/UUID.h"
 
 namespace tavo::platform {
@@ -34,8 +39,29 @@ std::string Device::vendorIdentifierForMachine(const std::string& machineId, con
   return UUID::nameBasedUUIDString(kVendorIdentifierNamespace, machineId + vendorName);
 }
 
-std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName) {
+std::optional<std::string> Device::machineIdentifier(const std::string& dataDirectory,
+                                                     const std::vector<std::string>& systemFiles) {
+  for (const auto& path : systemFiles)
+    if (auto id = firstLineOf(path.c_str())) return id;
+  const std::string kept = dataDirectory + "/machine-id";
+  if (auto id = firstLineOf(kept.c_str())) return id;
+  // Written whole to a file of its own, then linked in place only if no other process kept one first.
+  std::string id = UUID::randomUUIDString();
+  std::erase(id, '-');
+  std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return std::tolower(c); });
+  const std::string draft = kept + "." + id;
+  if (std::ofstream file(draft); !(file << id << '\n' && file.flush())) {
+    std::remove(draft.c_str());
+    return std::nullopt;
+  }
+  ::link(draft.c_str(), kept.c_str());
+  std::remove(draft.c_str());
+  return firstLineOf(kept.c_str());
+}
+
+std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName, const std::string& dataDirectory) {
   auto device = std::make_shared<Device>();
+  MutexLock lock(device->mutex_);  // nobody else has the device yet: held for the analysis, never waited for
   utsname names{};
   if (uname(&names) == 0) {
     device->hwMachine_ = names.machine;
@@ -48,14 +74,13 @@ std::shared_ptr<Device> Device::fromThisMachine(const std::string& vendorName) {
   device->systemName_ = "Linux";
   device->model_ = firstLineOf("/sys/devices/virtual/dmi/id/product_name").value_or("Linux");
 
-  auto machineId = firstLineOf("/etc/machine-id");
-  if (!machineId) machineId = firstLineOf("/var/lib/dbus/machine-id");
-  if (machineId) device->identifierForVendor_ = vendorIdentifierForMachine(*machineId, vendorName);
+  if (const auto machineId = machineIdentifier(dataDirectory))
+    device->identifierForVendor_ = vendorIdentifierForMachine(*machineId, vendorName);
   return device;
 }
 
 std::optional<std::string> Device::sysctlByName(const std::string& name) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (name == "hw.machine") return hwMachine_;
   if (name == "kern.osversion") return kernOsVersion_;
   const auto found = otherSysctlValues_.find(name);
@@ -64,7 +89,7 @@ std::optional<std::string> Device::sysctlByName(const std::string& name) const {
 }
 
 void Device::setSysctlValue(const std::string& name, std::optional<std::string> value) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (name == "hw.machine") {
     hwMachine_ = std::move(value);
   } else if (name == "kern.osversion") {
@@ -77,32 +102,32 @@ void Device::setSysctlValue(const std::string& name, std::optional<std::string> 
 }
 
 std::optional<std::string> Device::model() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return model_;
 }
 
 std::string Device::systemName() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return systemName_;
 }
 
 std::string Device::systemVersion() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return systemVersion_;
 }
 
 std::optional<std::string> Device::identifierForVendor() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return identifierForVendor_;
 }
 
 bool Device::hasTrackingManager() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return hasTrackingManager_;
 }
 
 int Device::systemMajorVersion() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   // "6.1.0-18-amd64" -> 6, "14.7" -> 14; no leading number -> 0.
   int major = 0;
   const char* begin = systemVersion_.data();
@@ -111,12 +136,12 @@ int Device::systemMajorVersion() const {
 }
 
 Device::TrackingStatus Device::trackingAuthorizationStatus() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return trackingStatus_;
 }
 
 std::optional<std::string> Device::advertisingIdentifier() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return advertisingIdentifier_;
 }
 
@@ -124,7 +149,7 @@ void Device::requestTrackingAuthorization(std::function<void(TrackingStatus)> co
   std::function<void(std::function<void(TrackingStatus)>)> handler;
   TrackingStatus current;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     handler = trackingRequestHandler_;
     current = trackingStatus_;
   }
@@ -140,7 +165,7 @@ void Device::requestTrackingAuthorization(std::function<void(TrackingStatus)> co
   handler([this, owner, sharedOwned, answered, completion = std::move(completion)](TrackingStatus status) {
     if (answered->exchange(true)) return;
     if (const auto alive = owner.lock(); alive || !sharedOwned) {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       trackingStatus_ = status;
     }
     if (completion) completion(status);
@@ -148,30 +173,30 @@ void Device::requestTrackingAuthorization(std::function<void(TrackingStatus)> co
 }
 
 void Device::setModel(std::optional<std::string> model) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   model_ = std::move(model);
 }
 
 void Device::setSystem(std::string name, std::string version) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   systemName_ = std::move(name);
   systemVersion_ = std::move(version);
 }
 
 void Device::setIdentifierForVendor(std::optional<std::string> id) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   identifierForVendor_ = std::move(id);
 }
 
 void Device::setTracking(bool hasManager, TrackingStatus status, std::optional<std::string> advertisingId) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   hasTrackingManager_ = hasManager;
   trackingStatus_ = status;
   advertisingIdentifier_ = std::move(advertisingId);
 }
 
 void Device::setTrackingRequestHandler(std::function<void(std::function<void(TrackingStatus)>)> handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   trackingRequestHandler_ = std::move(handler);
 }
 

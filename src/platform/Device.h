@@ -3,9 +3,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -20,9 +22,16 @@ class Device : public std::enable_shared_from_this<Device> {
 
   Device() = default;
   // Model and OS from uname; "kern.osversion" from the kernel version; the identifier for vendor derived
-  // from /etc/machine-id (or /var/lib/dbus/machine-id) and vendorName, stable across reinstalls.
-  // No advertising identifier and status NotDetermined until the host grants tracking.
-  static std::shared_ptr<Device> fromThisMachine(const std::string& vendorName);
+  // from the machine id (machineIdentifier, kept in dataDirectory when the system has none) and vendorName,
+  // stable across reinstalls. No advertising identifier and status NotDetermined until the host grants
+  // tracking.
+  static std::shared_ptr<Device> fromThisMachine(const std::string& vendorName, const std::string& dataDirectory);
+  // The system's machine id, the first of systemFiles that holds one. A system without one gets an id made
+  // once and kept in dataDirectory's "machine-id" file, beside the SDK's store but not in it, so that neither
+  // a reset of the SDK nor a restart changes it. nullopt only when none can be read or kept.
+  static std::optional<std::string> machineIdentifier(const std::string& dataDirectory,
+                                                      const std::vector<std::string>& systemFiles = {
+                                                          "/etc/machine-id", "/var/lib/dbus/machine-id"});
   // The identifier for vendor fromThisMachine derives from a machine id: a name-based UUID of the id and the
   // vendor, so the same machine and vendor always give the same text and another vendor gets another.
   static std::string vendorIdentifierForMachine(const std::string& machineId, const std::string& vendorName);
@@ -55,18 +64,19 @@ class Device : public std::enable_shared_from_this<Device> {
   void setTrackingRequestHandler(std::function<void(std::function<void(TrackingStatus)>)> handler);
 
  private:
-  mutable std::mutex mutex_;
-  std::optional<std::string> hwMachine_;
-  std::optional<std::string> kernOsVersion_;
-  std::map<std::string, std::string> otherSysctlValues_;  // names a host or test sets beyond the two above
-  std::optional<std::string> model_;
-  std::string systemName_;
-  std::string systemVersion_;
-  std::optional<std::string> identifierForVendor_;
-  bool hasTrackingManager_ = false;
-  TrackingStatus trackingStatus_ = NotDetermined;
-  std::optional<std::string> advertisingIdentifier_;
-  std::function<void(std::function<void(TrackingStatus)>)> trackingRequestHandler_;
+  mutable Mutex mutex_;
+  std::optional<std::string> hwMachine_ GUARDED_BY(mutex_);
+  std::optional<std::string> kernOsVersion_ GUARDED_BY(mutex_);
+  // Names a host or test sets beyond the two above.
+  std::map<std::string, std::string> otherSysctlValues_ GUARDED_BY(mutex_);
+  std::optional<std::string> model_ GUARDED_BY(mutex_);
+  std::string systemName_ GUARDED_BY(mutex_);
+  std::string systemVersion_ GUARDED_BY(mutex_);
+  std::optional<std::string> identifierForVendor_ GUARDED_BY(mutex_);
+  bool hasTrackingManager_ GUARDED_BY(mutex_) = false;
+  TrackingStatus trackingStatus_ GUARDED_BY(mutex_) = NotDetermined;
+  std::optional<std::string> advertisingIdentifier_ GUARDED_BY(mutex_);
+  std::function<void(std::function<void(TrackingStatus)>)> trackingRequestHandler_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

@@ -8,6 +8,7 @@
 #include <optional>
 #include <thread>
 
+#include "SdkTestEnvironment.h"
 #include "platform/Locale.h"
 
 namespace tavo::platform {
@@ -25,12 +26,27 @@ TEST(DeviceVendorIdentifier, IsANameBasedUUIDOfMachineAndVendorOnly) {
   for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"})
     if (std::ifstream file(path); machineId.empty() && file) std::getline(file, machineId);
   if (machineId.empty()) GTEST_SKIP() << "this machine has no machine id";
-  EXPECT_EQ(Device::fromThisMachine("com.example.vendor")->identifierForVendor(),
+  EXPECT_EQ(Device::fromThisMachine("com.example.vendor", "/nonexistent")->identifierForVendor(),
             Device::vendorIdentifierForMachine(machineId, "com.example.vendor"));
 }
 
+TEST(DeviceVendorIdentifier, WithoutASystemMachineIdOneIsMadeOnceAndKeptInTheDataDirectory) {
+  testing::TemporaryDirectory directory, other;
+  const std::vector<std::string> none{directory.path() + "/no-machine-id"};
+  const auto made = Device::machineIdentifier(directory.path(), none);
+  ASSERT_TRUE(made);
+  EXPECT_EQ(made->size(), 32u);
+  EXPECT_EQ(Device::machineIdentifier(directory.path(), none), made);  // read back, not made again
+  EXPECT_NE(Device::machineIdentifier(other.path(), none), made);
+  EXPECT_FALSE(Device::machineIdentifier(directory.path() + "/missing", none));  // nowhere to keep one
+
+  const std::string system = other.path() + "/system-machine-id";
+  std::ofstream(system) << "0123456789abcdef0123456789abcdef\n";
+  EXPECT_EQ(Device::machineIdentifier(directory.path(), {system}), "0123456789abcdef0123456789abcdef");
+}
+
 TEST(DeviceTracking, NoAdvertisingIdentifierUntilTheHostGrantsIt) {
-  const auto device = Device::fromThisMachine("vendor");
+  const auto device = Device::fromThisMachine("vendor", "/nonexistent");
   EXPECT_FALSE(device->advertisingIdentifier().has_value());
 
   // Without a request handler the current status is reported at once; no completion is fine too.
@@ -106,7 +122,7 @@ TEST(DeviceControls, ConcurrentReadersAndWriters) {
 }
 
 // Sets environment variables for one test and puts the old values back.
-class CurrentLocale : public testing::Test {
+class CurrentLocale : public ::testing::Test {
  protected:
   void set(const char* name, const char* value) {
     const char* old = std::getenv(name);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/MutexLock.h"
 #include "platform/OperationQueue.h"
 
 namespace tavo::platform {
@@ -26,7 +27,7 @@ void FakeHttpClient::send(HttpRequest request, Completion completion) {
   Responder responder;
   HttpRequest recorded = request;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     requests_.push_back(std::move(recorded));
     if (!script_.empty()) {
       answer = std::move(script_.front());
@@ -38,7 +39,7 @@ void FakeHttpClient::send(HttpRequest request, Completion completion) {
   // The responder is test code: run it unlocked so that it may look at requests() itself.
   if (!answer) answer = responder ? responder(request) : Answer::status(200, "{}");
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (holding_) {
       held_.emplace_back(std::move(*answer), std::move(completion));
       return;
@@ -48,24 +49,24 @@ void FakeHttpClient::send(HttpRequest request, Completion completion) {
 }
 
 void FakeHttpClient::enqueueAnswer(Answer answer) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   script_.push_back(std::move(answer));
 }
 
 void FakeHttpClient::setResponder(Responder responder) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   responder_ = std::move(responder);
 }
 
 void FakeHttpClient::hold() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   holding_ = true;
 }
 
 void FakeHttpClient::release() {
   std::vector<std::pair<Answer, Completion>> released;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     holding_ = false;
     released.swap(held_);
   }
@@ -73,18 +74,18 @@ void FakeHttpClient::release() {
 }
 
 std::vector<HttpRequest> FakeHttpClient::requests() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return requests_;
 }
 
 std::size_t FakeHttpClient::requestCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return requests_.size();
 }
 
 // Forgets recorded requests and queued answers; the responder and answers on hold stay.
 void FakeHttpClient::clear() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   requests_.clear();
   script_.clear();
 }

@@ -4,10 +4,10 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "platform/HttpClient.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -44,12 +44,12 @@ class FakeHttpClient final : public HttpClient {
   void deliver(Answer answer, Completion completion);
 
   std::shared_ptr<OperationQueue> completionQueue_;
-  mutable std::mutex mutex_;
-  std::vector<HttpRequest> requests_;
-  std::deque<Answer> script_;
-  Responder responder_;
-  bool holding_ = false;
-  std::vector<std::pair<Answer, Completion>> held_;
+  mutable Mutex mutex_;
+  std::vector<HttpRequest> requests_ GUARDED_BY(mutex_);
+  std::deque<Answer> script_ GUARDED_BY(mutex_);
+  Responder responder_ GUARDED_BY(mutex_);
+  bool holding_ GUARDED_BY(mutex_) = false;
+  std::vector<std::pair<Answer, Completion>> held_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

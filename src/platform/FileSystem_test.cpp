@@ -1,5 +1,3 @@
-#include "platform/FileSystem.h"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -9,6 +7,9 @@
 #include <optional>
 #include <string>
 #include <thread>
+
+#include "platform/DiskFileSystem.h"
+#include "platform/InMemoryFileSystem.h"
 
 namespace tavo::platform {
 namespace {
@@ -32,7 +33,7 @@ class FileSystemTest : public ::testing::Test {
 };
 
 TEST_F(FileSystemTest, AtomicWritesReplaceContentAndLeaveNoTemporaryFiles) {
-  const FileSystem files((base_ / "app" / "data").string());  // made with its Documents directory
+  const DiskFileSystem files((base_ / "app" / "data").string());  // made with its Documents directory
   ASSERT_EQ(fs::path(files.documentsDirectory()), base_ / "app" / "data" / "Documents");
   ASSERT_TRUE(fs::is_directory(files.documentsDirectory()));
   const std::string path = files.documentsDirectory() + "/state.bin";
@@ -47,7 +48,7 @@ TEST_F(FileSystemTest, AtomicWritesReplaceContentAndLeaveNoTemporaryFiles) {
 }
 
 TEST_F(FileSystemTest, ReadersNeverSeeAHalfWrittenFile) {
-  const FileSystem files(base_.string());
+  const DiskFileSystem files(base_.string());
   const std::string path = files.dataDirectory() + "/swap.bin";
   const Data small(64 * 1024, 'a');
   const Data large(256 * 1024, 'b');
@@ -66,18 +67,25 @@ TEST_F(FileSystemTest, ReadersNeverSeeAHalfWrittenFile) {
   EXPECT_EQ(torn, 0);
 }
 
+// The in-memory files of the tests must behave as the disk does, or tests pass on files no host has.
 TEST_F(FileSystemTest, PropertyListFilesRoundTripAndBadOnesReadAsAbsent) {
-  const FileSystem files(base_.string());
-  const std::string path = files.dataDirectory() + "/seen.plist";
-  const Value seen = Dictionary{{"ids", Array{"a", "b"}}, {"at", Date(1700000000.75)}};
-  ASSERT_TRUE(files.writePropertyList(seen, path));
-  EXPECT_EQ(files.readPropertyList(path), seen);
-  EXPECT_FALSE(files.writePropertyList(Array{Value()}, path));  // the null object has no plist form
-  EXPECT_EQ(files.readPropertyList(path), seen);                // and the old file is untouched
+  const DiskFileSystem disk(base_.string());
+  const InMemoryFileSystem memory;
+  for (const FileSystem* files : {static_cast<const FileSystem*>(&disk), static_cast<const FileSystem*>(&memory)}) {
+    const std::string path = files->dataDirectory() + "/seen.plist";
+    const Value seen = Dictionary{{"ids", Array{"a", "b"}}, {"at", Date(1700000000.75)}};
+    ASSERT_TRUE(files->writePropertyList(seen, path));
+    EXPECT_EQ(files->readPropertyList(path), seen);
+    EXPECT_FALSE(files->writePropertyList(Array{Value()}, path));           // the null object has no plist form
+    EXPECT_EQ(files->readPropertyList(path), seen);                         // and the old file is untouched
+    EXPECT_FALSE(files->writeAtomically(files->dataDirectory(), Data{1}));  // a directory is in the way
 
-  ASSERT_TRUE(files.writeAtomically(path, Data{'b', 'p', 'l', 'i', 's', 't', '0', '0', 9}));
-  EXPECT_EQ(files.readPropertyList(path), std::nullopt);
-  EXPECT_EQ(files.readPropertyList(files.dataDirectory() + "/none.plist"), std::nullopt);
+    ASSERT_TRUE(files->writeAtomically(path, Data{'b', 'p', 'l', 'i', 's', 't', '0', '0', 9}));
+    EXPECT_EQ(files->readPropertyList(path), std::nullopt);
+    EXPECT_EQ(files->readPropertyList(files->dataDirectory() + "/none.plist"), std::nullopt);
+    EXPECT_TRUE(files->removeItemAtPath(path));
+    EXPECT_FALSE(files->fileExistsAtPath(path));
+  }
 }
 
 // Restores an environment variable when the test ends.
@@ -98,10 +106,10 @@ TEST(FileSystem, DefaultDataDirectoryFollowsXdgThenHome) {
   ScopedEnv home("HOME", "/home/ada");
   {
     ScopedEnv xdg("XDG_DATA_HOME", "/data/ada");
-    EXPECT_EQ(FileSystem::defaultDataDirectory("com.example.app"), "/data/ada/com.example.app");
+    EXPECT_EQ(DiskFileSystem::defaultDataDirectory("com.example.app"), "/data/ada/com.example.app");
   }
   ScopedEnv xdg("XDG_DATA_HOME", "relative/is/ignored");
-  EXPECT_EQ(FileSystem::defaultDataDirectory("com.example.app"), "/home/ada/.local/share/com.example.app");
+  EXPECT_EQ(DiskFileSystem::defaultDataDirectory("com.example.app"), "/home/ada/.local/share/com.example.app");
 }
 
 }  // namespace

@@ -8,12 +8,12 @@
 #include <climits>
 #include <cmath>
 #include <deque>
-#include <mutex>
 #include <string_view>
 #include <thread>
 #include <unordered_map>
 
 #include "platform/Exception.h"
+#include "platform/MutexLock.h"
 #include "platform/OperationQueue.h"
 
 namespace tavo::platform {
@@ -149,9 +149,9 @@ struct CurlHttpClient::Impl {
   std::shared_ptr<OperationQueue> completionQueue;
   CURLM* multi = nullptr;
   std::atomic<std::size_t> inFlight{0};  // sent, completion not yet queued
-  std::mutex mutex;
-  std::deque<std::unique_ptr<Transfer>> pending;  // guarded by mutex
-  bool stopping = false;                          // guarded by mutex
+  Mutex mutex;
+  std::deque<std::unique_ptr<Transfer>> pending GUARDED_BY(mutex);
+  bool stopping GUARDED_BY(mutex) = false;
   // Only the I/O thread touches these.
   std::unordered_map<CURL*, std::unique_ptr<Transfer>> active;
   std::thread ioThread;
@@ -181,7 +181,7 @@ CurlHttpClient::CurlHttpClient(std::shared_ptr<OperationQueue> completionQueue) 
 
 CurlHttpClient::~CurlHttpClient() {
   {
-    std::lock_guard lock(impl_->mutex);
+    MutexLock lock(impl_->mutex);
     impl_->stopping = true;
   }
   curl_multi_wakeup(impl_->multi);
@@ -189,7 +189,7 @@ CurlHttpClient::~CurlHttpClient() {
   // Anything sent after the I/O thread took its last look is still waiting here.
   std::deque<std::unique_ptr<Transfer>> leftovers;
   {
-    std::lock_guard lock(impl_->mutex);
+    MutexLock lock(impl_->mutex);
     leftovers.swap(impl_->pending);
   }
   impl_->cancelAll(leftovers);
@@ -200,7 +200,7 @@ void CurlHttpClient::send(HttpRequest request, Completion completion) {
   auto transfer = std::make_unique<Transfer>(std::move(request), std::move(completion));
   impl_->inFlight.fetch_add(1);
   {
-    std::lock_guard lock(impl_->mutex);
+    MutexLock lock(impl_->mutex);
     impl_->pending.push_back(std::move(transfer));
   }
   curl_multi_wakeup(impl_->multi);
@@ -212,7 +212,7 @@ void CurlHttpClient::Impl::run() {
   for (;;) {
     std::deque<std::unique_ptr<Transfer>> arrived;
     {
-      std::lock_guard lock(mutex);
+      MutexLock lock(mutex);
       if (stopping) break;
       arrived.swap(pending);
     }

@@ -176,9 +176,8 @@ TEST_F(HttpClientTest, HeaderFieldsGoOutInOrderOnceAndUnsplitAndABinaryBodyGoesW
                        {"X-Mid", "m\r\nInjected: yes"}};
   // Large enough that curl would otherwise ask for 100-continue.
   post.body = std::string("\0\x01\xff\r\n\r\n", 7) + std::string(1536 * 1024, 'x');
-  const auto start = SteadyClock::now();
+  // No "Expect:" below means no wait for a 100 Continue (a timing check here would fail on a loaded machine).
   ASSERT_TRUE(sendAndWait(client, post).response);
-  EXPECT_LT(SteadyClock::now() - start, 900ms) << "the client waited for a 100 Continue";
 
   const std::string raw = server.lastRequest();
   const std::string head = raw.substr(0, raw.find("\r\n\r\n") + 2);

@@ -9,6 +9,9 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "platform/UTF8.h"
+#include "platform/ValueGraph.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -75,34 +78,6 @@ class ValueBuilder : public nlohmann::json_sax<nlohmann::json> {
   bool done_ = false;
 };
 
-// Length of the valid UTF-8 sequence starting at s[i], or 0 when the bytes there are not valid UTF-8.
-std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
-  const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(s[k]); };
-  const unsigned char c = byte(i);
-  std::size_t n;
-  std::uint32_t cp;
-  if (c < 0x80) return 1;
-  if ((c & 0xE0) == 0xC0) {
-    n = 2;
-    cp = c & 0x1F;
-  } else if ((c & 0xF0) == 0xE0) {
-    n = 3;
-    cp = c & 0x0F;
-  } else if ((c & 0xF8) == 0xF0) {
-    n = 4;
-    cp = c & 0x07;
-  } else
-    return 0;
-  if (i + n > s.size()) return 0;
-  for (std::size_t k = 1; k < n; ++k) {
-    if ((byte(i + k) & 0xC0) != 0x80) return 0;
-    cp = (cp << 6) | (byte(i + k) & 0x3F);
-  }
-  const bool overlong = (n == 2 && cp < 0x80) || (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
-  if (overlong || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
-  return n;
-}
-
 // The text being written. It grows ahead of what is written, so each piece is one bounds check and one copy
 // rather than a string append with its own checks: a batch body runs to a megabyte of small pieces.
 class Output {
@@ -118,6 +93,7 @@ class Output {
   }
   void put(char c) { *extend(1) = c; }
   void put(std::string_view piece) { std::memcpy(extend(piece.size()), piece.data(), piece.size()); }
+  std::size_t size() const { return used_; }
   std::string take() {
     text_.resize(used_);
     // Growing by doubling can leave a large body with up to half as much again in memory it touched (the
@@ -162,9 +138,9 @@ void writeString(Output& out, const std::string& s, bool& replaced) {
     if (i == s.size()) break;
     const unsigned char c = static_cast<unsigned char>(s[i]);
     if (c >= 0x80) {
-      const std::size_t n = utf8SequenceLength(s, i);
+      const std::size_t n = UTF8::sequenceLength(s, i);
       if (n == 0) {
-        out.put("\xEF\xBF\xBD");  // an invalid byte becomes U+FFFD so the text stays valid JSON
+        out.put(UTF8::kReplacement);  // an invalid byte becomes U+FFFD so the text stays valid JSON
         replaced = true;
         ++i;
       } else {
@@ -194,10 +170,15 @@ void writeString(Output& out, const std::string& s, bool& replaced) {
 
 class Writer {
  public:
-  explicit Writer(bool pretty) : pretty_(pretty) {}
+  // Text past a few dozen kilobytes is measured once: a value that shares its parts into a huge tree is refused.
+  Writer(const Value& root, bool pretty) : root_(root), pretty_(pretty) {}
 
   bool write(const Value& v, std::size_t depth) {
     if (depth > kMaxDepth) return false;
+    if (!unfoldingChecked_ && out.size() > ValueGraph::kUnfoldingCheckBytes) {
+      unfoldingChecked_ = true;
+      if (ValueGraph::refusesToUnfold(root_, "JSON text")) return false;
+    }
     switch (v.type()) {
       case Value::Type::Null: out.put("null"); return true;
       case Value::Type::Boolean: out.put(v.boolValue() ? "true" : "false"); return true;
@@ -256,11 +237,13 @@ class Writer {
     at[0] = '\n';
     std::memset(at + 1, ' ', depth * 2);
   }
+  const Value& root_;
   bool pretty_;
+  bool unfoldingChecked_ = false;
 };
 
 std::optional<std::string> serialise(const Value& value, bool pretty, bool* replaced = nullptr) {
-  Writer writer(pretty);
+  Writer writer(value, pretty);
   const bool written = writer.write(value, 0);
   if (replaced) *replaced = writer.replaced;
   if (!written) return std::nullopt;

@@ -7,11 +7,12 @@
 #include <new>
 #include <set>
 #include <string>
-#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/Codable.h"
 #include "platform/Exception.h"
+#include "platform/UTF8.h"
 
 namespace tavo::platform {
 
@@ -28,39 +29,11 @@ Node own(plist_t node) { return Node(node, plist_free); }
 // Keys the archive itself uses start with '$'; an object's own keys that do get one more '$'.
 std::string escapedKey(const std::string& key) { return key.starts_with('$') ? "$" + key : key; }
 
-// Length of the UTF-8 sequence starting at s[i], or 0 when the bytes there are not one.
-std::size_t utf8SequenceLength(const std::string& s, std::size_t i) {
-  const auto c = static_cast<unsigned char>(s[i]);
-  if (c < 0x80) return 1;
-  const std::size_t n = (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
-  if (n == 0 || i + n > s.size()) return 0;
-  std::uint32_t cp = c & (0x7Fu >> n);
-  for (std::size_t k = 1; k < n; ++k) {
-    const auto next = static_cast<unsigned char>(s[i + k]);
-    if ((next & 0xC0) != 0x80) return 0;
-    cp = (cp << 6) | (next & 0x3Fu);
-  }
-  const bool overlong = (n == 2 && cp < 0x80) || (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
-  return overlong || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF) ? 0 : n;
-}
-
 // libplist writes a string only up to its first byte that is not UTF-8: each such byte is kept as U+FFFD
 // instead, as the JSON writer sends it, so a stored string keeps its length and reads back the same.
 plist_t newString(const std::string& s) {
-  std::size_t i = 0;
-  while (i < s.size()) {
-    const std::size_t n = utf8SequenceLength(s, i);
-    if (n == 0) break;
-    i += n;
-  }
-  if (i == s.size()) return plist_new_string(s.c_str());
-  std::string text = s.substr(0, i);
-  while (i < s.size()) {
-    const std::size_t n = utf8SequenceLength(s, i);
-    text += n == 0 ? std::string_view("\xEF\xBF\xBD") : std::string_view(s).substr(i, n);
-    i += n == 0 ? 1 : n;
-  }
-  return plist_new_string(text.c_str());
+  if (UTF8::isValid(s)) return plist_new_string(s.c_str());
+  return plist_new_string(UTF8::repaired(s).c_str());
 }
 
 }  // namespace
@@ -69,7 +42,12 @@ struct KeyedArchiver::State {
   Node objects = own(plist_new_array());  // "$objects": index 0 is "$null", the UID of nil
   std::map<std::string, std::uint64_t> strings;
   std::map<std::string, std::uint64_t> classes;
-  std::map<const Codable*, std::uint64_t> encodedObjects;  // one entry per object, as the platform does
+  // Collections, data and objects already written, by address: one reached again is referenced by its UID, as
+  // the platform's archiver does, so a graph that shares a part is written (and read back) in its own size.
+  std::unordered_map<const void*, std::uint64_t> written;
+  // Each of them, held until the archive is done: a temporary Value made by an encodeWithCoder must not free an
+  // address that a later one reuses for other contents.
+  std::vector<Value> retained;
   std::set<const Codable*> objectsBeingEncoded;
   plist_t current = nullptr;  // the fields of the object whose encodeWithCoder is running
 
@@ -97,6 +75,15 @@ struct KeyedArchiver::State {
     plist_dict_set_item(object, "$class", plist_new_uid(it->second));
   }
 
+  const std::uint64_t* writtenAs(const void* identity) const {
+    const auto it = written.find(identity);
+    return it == written.end() ? nullptr : &it->second;
+  }
+  void remember(const Value& value, const void* identity, std::uint64_t uid) {
+    written.emplace(identity, uid);
+    retained.push_back(value);
+  }
+
   std::uint64_t encode(const Value& value, KeyedArchiver& archiver) {
     switch (value.type()) {
       case Value::Type::Null: {
@@ -116,8 +103,12 @@ struct KeyedArchiver::State {
       }
       case Value::Type::Data: {
         const Data& d = *value.asData();
+        if (const auto* uid = writtenAs(&d)) return *uid;
         static const char kEmpty = 0;
-        return append(plist_new_data(d.empty() ? &kEmpty : reinterpret_cast<const char*>(d.data()), d.size()));
+        const std::uint64_t uid =
+            append(plist_new_data(d.empty() ? &kEmpty : reinterpret_cast<const char*>(d.data()), d.size()));
+        remember(value, &d, uid);
+        return uid;
       }
       case Value::Type::Date: {
         Node object = own(plist_new_dict());
@@ -126,7 +117,9 @@ struct KeyedArchiver::State {
         return append(object.release());
       }
       case Value::Type::Array: {
+        if (const auto* uid = writtenAs(value.asArray())) return *uid;
         const std::uint64_t uid = reserve();
+        remember(value, value.asArray(), uid);
         Node members = own(plist_new_array());
         for (const Value& item : *value.asArray())
           plist_array_append_item(members.get(), plist_new_uid(encode(item, archiver)));
@@ -137,7 +130,10 @@ struct KeyedArchiver::State {
         return uid;
       }
       case Value::Type::Dictionary: {
+        const void* identity = value.asDictionary()->identity();
+        if (const auto* uid = identity ? writtenAs(identity) : nullptr) return *uid;
         const std::uint64_t uid = reserve();
+        if (identity) remember(value, identity, uid);
         Node keys = own(plist_new_array());
         Node members = own(plist_new_array());
         for (const auto& [key, item] : *value.asDictionary()) {
@@ -151,16 +147,17 @@ struct KeyedArchiver::State {
         fill(uid, std::move(object));
         return uid;
       }
-      case Value::Type::Object: return encodeObject(**value.asObject(), archiver);
+      case Value::Type::Object: return encodeObject(value, archiver);
     }
     return 0;
   }
 
-  std::uint64_t encodeObject(const Codable& object, KeyedArchiver& archiver) {
+  std::uint64_t encodeObject(const Value& value, KeyedArchiver& archiver) {
+    const Codable& object = **value.asObject();
     if (objectsBeingEncoded.count(&object))
       throw Exception(kInvalidArchiveOperationException,
                       "an object of class " + object.className() + " contains itself; cycles cannot be archived");
-    if (const auto it = encodedObjects.find(&object); it != encodedObjects.end()) return it->second;
+    if (const auto* uid = writtenAs(&object)) return *uid;
     const std::uint64_t uid = reserve();
     Node fields = own(plist_new_dict());
     struct Scope {  // restores the outer object even when encoding throws
@@ -177,7 +174,7 @@ struct KeyedArchiver::State {
     object.encodeWithCoder(archiver);
     setClass(fields.get(), object.className(), object.classHierarchy());
     fill(uid, std::move(fields));
-    encodedObjects.emplace(&object, uid);
+    remember(value, &object, uid);
     return uid;
   }
 };

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <limits>
 #include <string>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "platform/ClassRegistry.h"
 #include "platform/Codable.h"
 #include "platform/Exception.h"
+#include "platform/JSONSerialization.h"
 #include "platform/KeyedUnarchiver.h"
 #include "platform/PropertyListSerialization.h"
 
@@ -190,26 +190,69 @@ TEST(KeyedUnarchiver, BrokenArchivesRaiseInvalidArchive) {
     EXPECT_TRUE(rejects(Data(good.begin(), good.begin() + n))) << "truncated to " << n;
 }
 
-TEST(KeyedUnarchiver, NestingIsBoundedAndSharingIsCheap) {
+TEST(KeyedUnarchiver, NestingIsBounded) {
   auto chain = [](int depth) {  // object i holds object i+1; the class descriptor comes last
     std::string objects;
     for (int i = 1; i <= depth; ++i)
       objects += arrayObject(i < depth ? std::vector<int>{i + 1} : std::vector<int>{}, depth + 1);
     return bytesOf(xmlArchive(objects + classDescriptor("NSArray")));
   };
-  EXPECT_TRUE(KeyedUnarchiver::unarchiveObjectWithData(chain(200)));
-  EXPECT_TRUE(rejects(chain(5000)));
+  // 512 levels are read, one more is refused.
+  EXPECT_TRUE(KeyedUnarchiver::unarchiveObjectWithData(chain(512)));
+  EXPECT_TRUE(rejects(chain(513)));
+}
 
-  // Each level refers to the next one twice: decoded naively that is 2^60 arrays.
-  const auto start = std::chrono::steady_clock::now();
-  std::string objects;
-  for (int i = 1; i <= 60; ++i)
-    objects += arrayObject(i < 60 ? std::vector<int>{i + 1, i + 1} : std::vector<int>{}, 61);
-  const auto value =
-      KeyedUnarchiver::unarchiveObjectWithData(bytesOf(xmlArchive(objects + classDescriptor("NSArray"))));
+// Each level refers to the next one twice: walked as a tree that is 2^60 arrays. Reading, archiving again,
+// comparing and copying stay in the archive's size; the walks that must write every reference out refuse.
+TEST(KeyedArchiver, APartReachedTwiceIsArchivedOnceAndNoWalkUnfoldsTheGraph) {
+  const auto hostile = [](const std::string& leaf) {
+    std::string objects;
+    for (int i = 1; i <= 60; ++i)
+      objects += arrayObject(i < 60 ? std::vector<int>{i + 1, i + 1} : std::vector<int>{62}, 61);
+    return bytesOf(xmlArchive(objects + classDescriptor("NSArray") + "<string>" + leaf + "</string>"));
+  };
+  const auto value = KeyedUnarchiver::unarchiveObjectWithData(hostile("leaf"));
   ASSERT_TRUE(value);
-  EXPECT_EQ(value->asArray()->size(), 2u);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+
+  const Data again = KeyedArchiver::archivedDataWithRootObject(*value);
+  EXPECT_LT(again.size(), 4096u);
+  const auto reread = KeyedUnarchiver::unarchiveObjectWithData(again);
+  ASSERT_TRUE(reread);
+  const Value* level = &*reread;
+  for (int i = 1; i < 60; ++i) {
+    ASSERT_EQ(level->asArray()->size(), 2u);
+    ASSERT_EQ(level->asArray()->at(0).asArray(), level->asArray()->at(1).asArray()) << "level " << i;
+    level = &level->asArray()->at(0);
+  }
+  EXPECT_EQ(*level, Value(Array{"leaf"}));
+
+  EXPECT_EQ(*reread, *value);
+  EXPECT_NE(*KeyedUnarchiver::unarchiveObjectWithData(hostile("leaf2")), *value);
+  EXPECT_FALSE(JSONSerialization::dataWithJSONObject(*value));
+  EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(*value));
+  const std::string description = value->description();
+  EXPECT_NE(description.find("..."), std::string::npos);
+  EXPECT_LT(description.size(), 1u << 20);  // refused early, not after megabytes
+}
+
+// The same with dictionaries, which share their entries between copies rather than by address.
+TEST(KeyedArchiver, ADictionaryReachedTwiceIsWalkedOnce) {
+  Value level = Dictionary{{"leaf", 1}};
+  for (int i = 0; i < 60; ++i) level = Dictionary{{"a", level}, {"b", level}};
+  const Data archive = KeyedArchiver::archivedDataWithRootObject(level);
+  EXPECT_LT(archive.size(), 8192u);
+  const auto reread = KeyedUnarchiver::unarchiveObjectWithData(archive);
+  ASSERT_TRUE(reread);
+  EXPECT_EQ(*reread, level);
+  EXPECT_FALSE(JSONSerialization::dataWithJSONObject(level));
+}
+
+// Text is copied at each reference: one long string referenced from everywhere is a hostile archive too.
+TEST(KeyedUnarchiver, TextRepeatedFarBeyondTheArchivesSizeIsRefused) {
+  const Value text(std::string(8 << 10, 't'));
+  const Data fine = KeyedArchiver::archivedDataWithRootObject(Value(Array(100, text)));
+  EXPECT_EQ(KeyedUnarchiver::unarchiveObjectWithData(fine), Value(Array(100, text)));
+  EXPECT_TRUE(rejects(KeyedArchiver::archivedDataWithRootObject(Value(Array(3000, text)))));
 }
 
 TEST(KeyedUnarchiver, DamagedBytesNeverCrash) {

@@ -15,6 +15,10 @@ namespace {
 
 // Objects nested deeper than this are taken for a hostile archive: decoding recurses once per level.
 constexpr std::size_t kMaxDepth = 512;
+// Text is the one decoded value copied at each reference (collections, data and objects are shared): beyond
+// this plus a multiple of the archive's own size, its references are taken for a hostile archive.
+constexpr std::uint64_t kMinTextBudget = std::uint64_t{16} << 20;
+constexpr std::uint64_t kTextBudgetPerArchiveByte = 64;
 
 [[noreturn]] void invalid(const std::string& reason) { throw Exception(kInvalidUnarchiveOperationException, reason); }
 
@@ -62,6 +66,7 @@ struct KeyedUnarchiver::State {
   std::vector<Progress> progress;
   plist_t current = nullptr;  // the fields of the object whose initWithCoder is running
   std::size_t depth = 0;
+  std::uint64_t textBudget = 0;  // bytes of text the remaining references may still copy
 
   plist_t objectAt(std::uint64_t uid) const {
     if (uid >= count) invalid("reference " + std::to_string(uid) + " is beyond $objects");
@@ -71,7 +76,14 @@ struct KeyedUnarchiver::State {
   std::optional<Value> decode(std::uint64_t uid, KeyedUnarchiver& unarchiver) {
     if (uid == 0) return std::nullopt;  // "$null"
     plist_t node = objectAt(uid);
-    if (progress[uid] == kDone) return decoded[uid];
+    if (progress[uid] == kDone) {
+      if (const std::string* text = decoded[uid] ? decoded[uid]->asString() : nullptr) {
+        if (text->size() > textBudget)
+          invalid("the archive repeats its text beyond " + std::to_string(textBudget) + " bytes");
+        textBudget -= text->size();
+      }
+      return decoded[uid];
+    }
     if (progress[uid] == kDecoding) invalid("object " + std::to_string(uid) + " contains itself");
     if (depth >= kMaxDepth) invalid("objects are nested too deeply");
     struct Enter {  // leaves the object unseen when decoding it fails, so an initWithCoder may recover
@@ -216,6 +228,7 @@ std::optional<Value> KeyedUnarchiver::unarchiveObjectWithData(const Data& data) 
   state.objects = plist_dict_get_item(archive, "$objects");
   if (!state.objects || plist_get_node_type(state.objects) != PLIST_ARRAY) invalid("the archive has no $objects");
   state.count = plist_array_get_size(state.objects);
+  state.textBudget = kMinTextBudget + kTextBudgetPerArchiveByte * data.size();
   state.decoded.resize(state.count);
   state.progress.assign(state.count, State::kUnseen);
   return state.decode(*root, unarchiver);

@@ -5,12 +5,14 @@
 #include <deque>
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 namespace {
 
-// The platform's timers refuse intervals at or below zero and use this instead.
-constexpr double kMinimumRepeatInterval = 0.1;
+// The platform's timers refuse intervals at or below zero and use their minimum of 0.1 ms instead.
+constexpr double kMinimumRepeatInterval = 0.0001;
 
 }  // namespace
 
@@ -18,22 +20,22 @@ MainLoop::MainLoop(std::shared_ptr<Clock> clock) : clock_(std::move(clock)), mai
 
 void MainLoop::post(Task task) {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     posted_.push_back(std::move(task));
   }
-  wake_.notify_all();
+  wake_.notifyAll();
 }
 
 MainLoop::TimerId MainLoop::postAfter(double seconds, Task task) {
   if (!(seconds > 0)) seconds = 0;  // negative and NaN delays mean "as soon as possible"
   TimerId id;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     id = nextId_++;
     timers_.emplace(id, Timer{clock_->monotonicSeconds() + seconds, 0.0, std::move(task)});
   }
   // A sleeping pump may be waiting for a later timer than this one.
-  wake_.notify_all();
+  wake_.notifyAll();
   return id;
 }
 
@@ -41,26 +43,26 @@ MainLoop::TimerId MainLoop::scheduleRepeating(double interval, Task task) {
   if (!(interval > 0)) interval = kMinimumRepeatInterval;
   TimerId id;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     id = nextId_++;
     timers_.emplace(id, Timer{clock_->monotonicSeconds() + interval, interval, std::move(task)});
   }
-  wake_.notify_all();
+  wake_.notifyAll();
   return id;
 }
 
 void MainLoop::cancel(TimerId id) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   timers_.erase(id);
 }
 
 bool MainLoop::isMainThread() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return mainThread_ == std::this_thread::get_id();
 }
 
 void MainLoop::bindToCurrentThread() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   mainThread_ = std::this_thread::get_id();
 }
 
@@ -69,7 +71,7 @@ void MainLoop::bindToCurrentThread() {
 std::size_t MainLoop::runPending() {
   std::deque<Task> batch;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     batch.assign(std::make_move_iterator(posted_.begin()), std::make_move_iterator(posted_.end()));
     posted_.clear();
   }
@@ -83,7 +85,7 @@ std::size_t MainLoop::runPending() {
     }
   } catch (...) {
     // The tasks behind the one that threw still belong at the head of the queue.
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     posted_.insert(posted_.begin(), std::make_move_iterator(batch.begin()), std::make_move_iterator(batch.end()));
     throw;
   }
@@ -95,14 +97,14 @@ std::size_t MainLoop::runPending() {
 std::size_t MainLoop::runDue(double now) {
   TimerId firstNew;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     firstNew = nextId_;
   }
   std::size_t ran = 0;
   for (;;) {
     Task task;
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       auto next = timers_.end();
       for (auto it = timers_.begin(); it != timers_.end() && it->first < firstNew; ++it) {
         if (it->second.due <= now && (next == timers_.end() || it->second.due < next->second.due)) next = it;
@@ -139,11 +141,11 @@ bool MainLoop::runUntil(const std::function<bool()>& predicate, double timeout) 
     if (predicate()) return true;
     // Checked after the pump so that the work due exactly at the deadline still runs.
     if (clock_->monotonicSeconds() >= deadline) return false;
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     if (!posted_.empty()) continue;  // posted since the pump began: run them rather than sleep
     double wakeAt = deadline;
     for (const auto& [id, timer] : timers_) wakeAt = std::min(wakeAt, timer.due);
-    clock_->waitUntil(wake_, lock, wakeAt);
+    clock_->waitUntil(wake_, mutex_, wakeAt);
   }
 }
 

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "platform/Clock.h"
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -27,7 +27,7 @@ class MainLoop {
   // Runs task once, seconds from now (on the loop's clock). Returns an id for cancel.
   TimerId postAfter(double seconds, Task task);
   // Runs task every interval seconds (first after one interval) until cancelled. A non-positive interval
-  // is taken as 0.1 s, as the platform's timers do.
+  // is taken as the platform timers' minimum, 0.1 ms.
   TimerId scheduleRepeating(double interval, Task task);
   // Cancels a pending delayed task or a repeating timer; unknown or finished ids are ignored.
   void cancel(TimerId id);
@@ -56,12 +56,12 @@ class MainLoop {
   std::size_t runDue(double now);
 
   std::shared_ptr<Clock> clock_;
-  mutable std::mutex mutex_;
-  std::condition_variable wake_;
-  std::vector<Task> posted_;
-  std::map<TimerId, Timer> timers_;
-  TimerId nextId_ = 1;
-  std::thread::id mainThread_;
+  mutable Mutex mutex_;
+  ConditionVariable wake_;
+  std::vector<Task> posted_ GUARDED_BY(mutex_);
+  std::map<TimerId, Timer> timers_ GUARDED_BY(mutex_);
+  TimerId nextId_ GUARDED_BY(mutex_) = 1;
+  std::thread::id mainThread_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

@@ -3,17 +3,19 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 NotificationCenter::ObserverId NotificationCenter::addObserver(const std::string& name, Handler handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const ObserverId id = nextId_++;
   observers_.push_back(Observer{id, name, std::move(handler)});
   return id;
 }
 
 void NotificationCenter::removeObserver(ObserverId id) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   std::erase_if(observers_, [id](const Observer& observer) { return observer.id == id; });
 }
 
@@ -22,7 +24,7 @@ void NotificationCenter::removeObserver(ObserverId id) {
 void NotificationCenter::postNotification(const std::string& name, const Dictionary& userInfo) {
   std::vector<std::pair<ObserverId, Handler>> recipients;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     for (const auto& observer : observers_) {
       if (observer.name == name) recipients.emplace_back(observer.id, observer.handler);
     }
@@ -30,7 +32,7 @@ void NotificationCenter::postNotification(const std::string& name, const Diction
   const Notification notification{name, userInfo};
   for (const auto& [id, handler] : recipients) {
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       const bool stillObserving = std::any_of(observers_.begin(), observers_.end(),
                                               [id = id](const Observer& observer) { return observer.id == id; });
       if (!stillObserving) continue;

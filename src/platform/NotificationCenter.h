@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo::platform {
@@ -39,9 +39,9 @@ class NotificationCenter {
     std::string name;
     Handler handler;
   };
-  mutable std::mutex mutex_;
-  std::vector<Observer> observers_;
-  ObserverId nextId_ = 1;
+  mutable Mutex mutex_;
+  std::vector<Observer> observers_ GUARDED_BY(mutex_);
+  ObserverId nextId_ GUARDED_BY(mutex_) = 1;
 };
 
 }  // namespace tavo::platform

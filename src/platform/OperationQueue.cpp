@@ -4,70 +4,85 @@
 #include <iostream>
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 namespace {
 
-// The queue whose worker is running on this thread, if any.
-thread_local const OperationQueue* currentQueue = nullptr;
+// The state of the queue whose worker is running on this thread, if any.
+thread_local const void* currentQueue = nullptr;
 
 }  // namespace
 
-OperationQueue::OperationQueue(int maxConcurrentOperationCount) {
+OperationQueue::OperationQueue(int maxConcurrentOperationCount) : state_(std::make_shared<State>()) {
   const int count = maxConcurrentOperationCount > 0 ? maxConcurrentOperationCount : 1;
   workers_.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
+  for (int i = 0; i < count; ++i) workers_.emplace_back([state = state_] { work(state); });
 }
 
 OperationQueue::~OperationQueue() {
+  State& s = *state_;
   {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
+    MutexLock lock(s.mutex);
+    s.stopping = true;
   }
-  available_.notify_all();
-  for (auto& worker : workers_) worker.join();
+  s.available.notifyAll();
+  for (auto& worker : workers_) {
+    // A thread cannot join itself: destroyed by its own operation, that worker drains the queue and ends alone.
+    if (worker.get_id() == std::this_thread::get_id()) {
+      worker.detach();
+    } else {
+      worker.join();
+    }
+  }
 }
 
 void OperationQueue::addOperation(std::function<void()> operation) {
+  State& s = *state_;
   std::function<void(std::size_t)> observer;
   std::size_t count;
   {
-    std::lock_guard lock(mutex_);
-    pending_.push_back(std::move(operation));
-    observer = countObserver_;
-    count = pending_.size() + running_;
+    MutexLock lock(s.mutex);
+    s.pending.push_back(std::move(operation));
+    observer = s.countObserver;
+    count = s.pending.size() + s.running;
   }
-  available_.notify_one();
+  s.available.notifyOne();
   if (observer) observer(count);
 }
 
 std::size_t OperationQueue::operationCount() const {
-  std::lock_guard lock(mutex_);
-  return pending_.size() + running_;
+  State& s = *state_;
+  MutexLock lock(s.mutex);
+  return s.pending.size() + s.running;
 }
 
 void OperationQueue::setOperationCountObserver(std::function<void(std::size_t)> observer) {
-  std::lock_guard lock(mutex_);
-  countObserver_ = std::move(observer);
+  State& s = *state_;
+  MutexLock lock(s.mutex);
+  s.countObserver = std::move(observer);
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, [this] { return pending_.empty() && running_ == 0; });
+  State& s = *state_;
+  MutexLock lock(s.mutex);
+  while (!s.pending.empty() || s.running > 0) s.idle.wait(s.mutex);
 }
 
-bool OperationQueue::isCurrentQueue() const { return currentQueue == this; }
+bool OperationQueue::isCurrentQueue() const { return currentQueue == state_.get(); }
 
-void OperationQueue::work() {
-  currentQueue = this;
-  std::unique_lock lock(mutex_);
+void OperationQueue::work(const std::shared_ptr<State>& shared) {
+  currentQueue = shared.get();
+  State& s = *shared;
+  MutexLock lock(s.mutex);
   for (;;) {
-    available_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+    while (!s.stopping && s.pending.empty()) s.available.wait(s.mutex);
     // Stopping still drains: the destructor promises that what was queued gets run.
-    if (pending_.empty()) break;
-    std::function<void()> operation = std::move(pending_.front());
-    pending_.pop_front();
-    ++running_;
+    if (s.pending.empty()) break;
+    std::function<void()> operation = std::move(s.pending.front());
+    s.pending.pop_front();
+    ++s.running;
     lock.unlock();
     try {
       operation();
@@ -79,15 +94,15 @@ void OperationQueue::work() {
     // Whatever the operation captured is released before anyone is told the queue is idle.
     operation = nullptr;
     lock.lock();
-    --running_;
-    if (countObserver_) {
-      auto observer = countObserver_;
-      const std::size_t count = pending_.size() + running_;
+    --s.running;
+    if (s.countObserver) {
+      auto observer = s.countObserver;
+      const std::size_t count = s.pending.size() + s.running;
       lock.unlock();
       observer(count);
       lock.lock();
     }
-    if (pending_.empty() && running_ == 0) idle_.notify_all();
+    if (s.pending.empty() && s.running == 0) s.idle.notifyAll();
   }
 }
 

@@ -1,16 +1,19 @@
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <thread>
 #include <vector>
+
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
 // Worker threads that run operations in the order they were added (serial by default, so completions of
-// one client are handled one after another). The destructor finishes what was queued, then joins.
+// one client are handled one after another). The destructor finishes what was queued, then joins; destroyed by
+// one of its own operations, that worker finishes the queue alone (a thread cannot join itself).
 class OperationQueue {
  public:
   explicit OperationQueue(int maxConcurrentOperationCount = 1);
@@ -30,15 +33,19 @@ class OperationQueue {
   void setOperationCountObserver(std::function<void(std::size_t count)> observer);
 
  private:
-  void work();
+  // What the workers share with the queue: it outlives the queue while a worker still runs.
+  struct State {
+    mutable Mutex mutex;
+    ConditionVariable available;
+    ConditionVariable idle;
+    std::deque<std::function<void()>> pending GUARDED_BY(mutex);
+    std::size_t running GUARDED_BY(mutex) = 0;
+    std::function<void(std::size_t)> countObserver GUARDED_BY(mutex);
+    bool stopping GUARDED_BY(mutex) = false;
+  };
+  static void work(const std::shared_ptr<State>& shared);
 
-  mutable std::mutex mutex_;
-  std::condition_variable available_;
-  std::condition_variable idle_;
-  std::deque<std::function<void()>> pending_;
-  std::size_t running_ = 0;
-  std::function<void(std::size_t)> countObserver_;
-  bool stopping_ = false;
+  const std::shared_ptr<State> state_;
   std::vector<std::thread> workers_;
 };
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -93,6 +94,22 @@ TEST(OperationQueueTest, DestructorFinishesWhatWasQueued) {
     for (int i = 0; i < 200; ++i) queue.addOperation([&] { ++ran; });
   }
   EXPECT_EQ(ran.load(), 201);
+}
+
+// Found by fuzzing the C interface: a reset let go of the request controller while its own queue was handling an
+// answer, so the queue was destroyed on its own worker, which tried to join itself and aborted the host.
+TEST(OperationQueueTest, AQueueDestroyedByItsOwnOperationStillRunsWhatWasQueued) {
+  auto queue = std::make_shared<OperationQueue>();
+  OperationQueue& operations = *queue;
+  std::promise<void> queued;
+  std::promise<void> ranAfter;
+  operations.addOperation([last = std::move(queue), queued = queued.get_future().share()]() mutable {
+    queued.wait();
+    last.reset();  // the last owner: the queue goes here, on its own worker
+  });
+  operations.addOperation([&] { ranAfter.set_value(); });
+  queued.set_value();
+  EXPECT_EQ(ranAfter.get_future().wait_for(10s), std::future_status::ready);
 }
 
 TEST(OperationQueueTest, ThrowingOperationIsReportedAndTheWorkerCarriesOn) {

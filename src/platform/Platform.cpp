@@ -2,7 +2,8 @@
 
 #include <utility>
 
-#include "platform/FakeHttpClient.h"
+#include "platform/DiskFileSystem.h"
+#include "platform/SqliteUserDefaults.h"
 
 namespace tavo::platform {
 
@@ -13,24 +14,24 @@ std::shared_ptr<Platform>& installed() {
   return platform;
 }
 
-// Services that are the same for the real platform and the test one.
-std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::string& dataDirectory,
-                                   const std::string& defaultsPath) {
+}  // namespace
+
+std::shared_ptr<Platform> Platform::makeWith(std::shared_ptr<Clock> clock, std::shared_ptr<FileSystem> fileSystem,
+                                             std::shared_ptr<UserDefaults> userDefaults) {
   auto p = std::make_shared<Platform>();
   p->clock = std::move(clock);
   p->mainLoop = std::make_shared<MainLoop>(p->clock);
   p->operationQueue = std::make_shared<OperationQueue>();
   p->notificationCenter = std::make_shared<NotificationCenter>();
   p->application = std::make_shared<Application>(p->notificationCenter, Application::Active);
-  p->fileSystem = std::make_shared<FileSystem>(dataDirectory);
-  p->userDefaults =
-      std::make_shared<UserDefaults>(defaultsPath.empty() ? dataDirectory + "/UserDefaults.sqlite" : defaultsPath);
+  p->fileSystem = std::move(fileSystem);
+  p->userDefaults = std::move(userDefaults);
   p->bundle = std::make_shared<Bundle>(Dictionary{
       {"CFBundleIdentifier", "com.example.tavo-host"},
       {"CFBundleName", "TAVO Host"},
   });
   // The identifier for vendor is shared by the apps of one vendor, as on the phone.
-  p->device = Device::fromThisMachine("com.example");
+  p->device = Device::fromThisMachine("com.example", p->fileSystem->dataDirectory());
   p->locale = std::make_shared<Locale>(Locale::currentLocale());
   p->timeZone = std::make_shared<TimeZone>(TimeZone::systemTimeZone());
   p->systemLog = std::make_shared<SystemLog>();
@@ -44,23 +45,16 @@ std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, const std::stri
   return p;
 }
 
-}  // namespace
-
 std::shared_ptr<Platform> Platform::makeDefault(const std::string& dataDirectory) {
-  auto p = makeWith(std::make_shared<SystemClock>(), dataDirectory, "");
+  auto p = makeWith(std::make_shared<SystemClock>(), std::make_shared<DiskFileSystem>(dataDirectory),
+                    std::make_shared<SqliteUserDefaults>(dataDirectory + "/UserDefaults.sqlite"));
   p->httpClient = std::make_shared<CurlHttpClient>(p->operationQueue);
-  return p;
-}
-
-std::shared_ptr<Platform> Platform::makeForTesting(const std::string& dataDirectory) {
-  auto p = makeWith(std::make_shared<ManualClock>(), dataDirectory, ":memory:");
-  p->httpClient = std::make_shared<FakeHttpClient>(p->operationQueue);
   return p;
 }
 
 Platform& Platform::shared() {
   auto& platform = installed();
-  if (!platform) platform = makeDefault(FileSystem::defaultDataDirectory("tavo"));
+  if (!platform) platform = makeDefault(DiskFileSystem::defaultDataDirectory("tavo"));
   return *platform;
 }
 

@@ -28,11 +28,12 @@ class Platform {
  public:
   // The Linux services with the store and Documents under dataDirectory and the machine's clock.
   static std::shared_ptr<Platform> makeDefault(const std::string& dataDirectory);
-  // Same services with a manual clock, an in-memory store and a FakeHttpClient, for tests; files (cookies
-  // included) still go to dataDirectory.
-  static std::shared_ptr<Platform> makeForTesting(const std::string& dataDirectory);
+  // The services every platform has, over the given clock, files and store (the cookies go to files); the
+  // HTTP client is left for the caller to choose.
+  static std::shared_ptr<Platform> makeWith(std::shared_ptr<Clock> clock, std::shared_ptr<FileSystem> fileSystem,
+                                            std::shared_ptr<UserDefaults> userDefaults);
 
-  // The installed platform; installs makeDefault(FileSystem::defaultDataDirectory("tavo")) on first use.
+  // The installed platform; installs makeDefault(DiskFileSystem::defaultDataDirectory("tavo")) on first use.
   static Platform& shared();
   static bool isInstalled();
   // Replaces the installed platform. Call before the SDK starts, or between tests, while no SDK thread runs.

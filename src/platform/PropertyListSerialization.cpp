@@ -11,6 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/UTF8.h"
+#include "platform/ValueGraph.h"
+
 namespace tavo::platform {
 
 namespace {
@@ -21,6 +24,8 @@ constexpr std::size_t kMaxDepth = 512;
 // A binary list may share one object from many places; libplist copies it at every use, so a few hundred
 // bytes can expand to billions of nodes. Expansion beyond this (or beyond the input size) is refused.
 constexpr std::uint64_t kMinNodeBudget = std::uint64_t{1} << 20;
+// Text and data count as one node per this many bytes of content.
+constexpr std::uint64_t kBytesPerNode = 64;
 
 using Node = std::unique_ptr<void, void (*)(void*)>;
 
@@ -56,15 +61,22 @@ class BinaryLayout {
   std::uint64_t objectCount() const { return objectCount_; }
   std::uint64_t root() const { return root_; }
 
-  // Where the references of object start and how many there are (0 for scalars); false when malformed.
-  // Strings holding a NUL are refused as well: libplist aborts on a dictionary key with one inside.
-  bool references(std::uint64_t object, std::size_t& at, std::uint64_t& count) const {
+  // Where the references of object start and how many there are (0 for scalars), and the bytes of a string's
+  // or data's content; false when malformed. Strings holding a NUL are refused as well: libplist aborts on a
+  // dictionary key with one inside.
+  bool references(std::uint64_t object, std::size_t& at, std::uint64_t& count, std::uint64_t& content) const {
     count = 0;
+    content = 0;
     const std::uint64_t offset = readBigEndian(bytes_.data() + tableOffset_ + object * offsetSize_, offsetSize_);
     if (offset < 8 || offset >= end_) return false;
     const std::uint8_t marker = bytes_[offset];
     const unsigned kind = marker >> 4;
-    if (kind == 0x5 || kind == 0x6) return stringHasNoNul(kind == 0x6 ? 2 : 1, marker, offset);
+    if (kind == 0x4 || kind == 0x5 || kind == 0x6) {
+      std::size_t body = 0;
+      if (!lengthOf(marker, offset, content, body) || content > end_) return false;
+      if (kind == 0x6) content *= 2;
+      return kind == 0x4 || stringHasNoNul(kind == 0x6 ? 2 : 1, marker, offset);
+    }
     if (kind != 0xA && kind != 0xB && kind != 0xC && kind != 0xD) return true;
     std::uint64_t entries = 0;
     std::size_t p = 0;
@@ -138,7 +150,10 @@ bool binaryListIsSafeToParse(const Data& bytes) {
   std::vector<Frame> stack;
   auto open = [&](std::uint64_t object) {
     Frame frame{object};
-    if (!layout.references(object, frame.at, frame.count)) return false;
+    std::uint64_t content = 0;
+    if (!layout.references(object, frame.at, frame.count, content)) return false;
+    // libplist copies a shared string or data at every reference: its bytes count against the budget too.
+    frame.nodes = 1 + content / kBytesPerNode;
     state[object] = kOpen;
     stack.push_back(frame);
     return true;
@@ -269,11 +284,15 @@ class XmlNestingScanner {
 };
 
 // libplist 2.2 keeps a date as seconds since 2001 and hands it out as whole seconds plus the magnitude of
-// the fraction, so a date within the second before 2001 reads back without its sign.
-Date dateOf(plist_t node) {
+// the fraction, so a date within the second before 2001 reads back without its sign. Past its 32-bit seconds
+// the conversion overflows to the lowest second (with any fraction, even one of a second or more): such a date
+// has no value the writer could hold, and is unreadable.
+std::optional<Date> dateOf(plist_t node) {
   std::int32_t seconds = 0;
   std::int32_t micros = 0;
   plist_get_date_val(node, &seconds, &micros);
+  if (seconds == std::numeric_limits<std::int32_t>::min() || micros <= -1000000 || micros >= 1000000)
+    return std::nullopt;
   const double fraction = std::abs(static_cast<double>(micros)) / 1e6;
   const double sinceReference = seconds < 0 ? seconds - fraction : seconds + fraction;
   return Date(sinceReference + Date::kReferenceDateOffset);
@@ -323,7 +342,11 @@ std::optional<Value> valueOf(plist_t node, std::size_t depth) {
       const auto* p = reinterpret_cast<const std::uint8_t*>(plist_get_data_ptr(node, &length));
       return Value(p ? Data(p, p + length) : Data());
     }
-    case PLIST_DATE: return Value(dateOf(node));
+    case PLIST_DATE: {
+      const auto date = dateOf(node);
+      if (!date) return std::nullopt;
+      return Value(*date);
+    }
     case PLIST_ARRAY: {
       Array array;
       const std::uint32_t size = plist_array_get_size(node);
@@ -361,48 +384,74 @@ std::optional<Value> valueOf(plist_t node, std::size_t depth) {
   }
 }
 
-// nullptr when value (or anything inside it) has no property-list form.
-Node nodeOf(const Value& value, std::size_t depth) {
-  Node none = own(nullptr);
-  if (depth > kMaxDepth) return none;
-  switch (value.type()) {
-    case Value::Type::Boolean: return own(plist_new_bool(value.boolValue() ? 1 : 0));
-    case Value::Type::Integer: return own(plist_new_uint(static_cast<std::uint64_t>(value.integerValue())));
-    case Value::Type::Real: return own(plist_new_real(value.doubleValue()));
-    case Value::Type::String: {
-      const std::string& s = *value.asString();
-      if (s.find('\0') != std::string::npos) return none;  // libplist strings end at the first NUL
-      return own(plist_new_string(s.c_str()));
-    }
-    case Value::Type::Data: {
-      const Data& d = *value.asData();
-      static const char kEmpty = 0;
-      return own(plist_new_data(d.empty() ? &kEmpty : reinterpret_cast<const char*>(d.data()), d.size()));
-    }
-    case Value::Type::Date: return own(dateNode(*value.asDate()));
-    case Value::Type::Array: {
-      Node array = own(plist_new_array());
-      for (const Value& item : *value.asArray()) {
-        Node child = nodeOf(item, depth + 1);
-        if (!child) return none;
-        plist_array_append_item(array.get(), child.release());
+// libplist's binary writer stops at the first byte that is not UTF-8 and leaves a list that no longer reads:
+// each such byte is written as U+FFFD instead, as the archiver and the JSON writer do.
+std::string validText(const std::string& s) { return UTF8::isValid(s) ? s : UTF8::repaired(s); }
+
+// Builds libplist's tree of a value: nullptr when value (or anything inside it) has no property-list form.
+// libplist's tree cannot share a node, so a value that shares its parts is copied out at every reference: past
+// a few dozen kilobytes of copies it is measured once, and one that unfolds beyond its budget is refused.
+class NodeWriter {
+ public:
+  explicit NodeWriter(const Value& root) : root_(root) {}
+
+  Node nodeOf(const Value& value, std::size_t depth) {
+    Node none = own(nullptr);
+    if (depth > kMaxDepth || !withinBudget(value)) return none;
+    switch (value.type()) {
+      case Value::Type::Boolean: return own(plist_new_bool(value.boolValue() ? 1 : 0));
+      case Value::Type::Integer: return own(plist_new_uint(static_cast<std::uint64_t>(value.integerValue())));
+      case Value::Type::Real: return own(plist_new_real(value.doubleValue()));
+      case Value::Type::String: {
+        const std::string& s = *value.asString();
+        if (s.find('\0') != std::string::npos) return none;  // libplist strings end at the first NUL
+        return own(plist_new_string(validText(s).c_str()));
       }
-      return array;
-    }
-    case Value::Type::Dictionary: {
-      Node dictionary = own(plist_new_dict());
-      for (const auto& [key, item] : *value.asDictionary()) {
-        Node child = nodeOf(item, depth + 1);
-        if (!child || key.find('\0') != std::string::npos) return none;
-        plist_dict_set_item(dictionary.get(), key.c_str(), child.release());
+      case Value::Type::Data: {
+        const Data& d = *value.asData();
+        static const char kEmpty = 0;
+        return own(plist_new_data(d.empty() ? &kEmpty : reinterpret_cast<const char*>(d.data()), d.size()));
       }
-      return dictionary;
+      case Value::Type::Date: return own(dateNode(*value.asDate()));
+      case Value::Type::Array: {
+        Node array = own(plist_new_array());
+        for (const Value& item : *value.asArray()) {
+          Node child = nodeOf(item, depth + 1);
+          if (!child) return none;
+          plist_array_append_item(array.get(), child.release());
+        }
+        return array;
+      }
+      case Value::Type::Dictionary: {
+        Node dictionary = own(plist_new_dict());
+        for (const auto& [key, item] : *value.asDictionary()) {
+          Node child = nodeOf(item, depth + 1);
+          if (!child || key.find('\0') != std::string::npos) return none;
+          plist_dict_set_item(dictionary.get(), validText(key).c_str(), child.release());
+        }
+        return dictionary;
+      }
+      case Value::Type::Null:
+      case Value::Type::Object: break;
     }
-    case Value::Type::Null:
-    case Value::Type::Object: break;
+    return none;
   }
-  return none;
-}
+
+ private:
+  bool withinBudget(const Value& value) {
+    // Each node costs libplist an allocation; text and bytes are copied.
+    copied_ += 64;
+    if (const std::string* s = value.asString()) copied_ += s->size();
+    if (const Data* d = value.asData()) copied_ += d->size();
+    if (unfoldingChecked_ || copied_ <= ValueGraph::kUnfoldingCheckBytes) return true;
+    unfoldingChecked_ = true;
+    return !ValueGraph::refusesToUnfold(root_, "Property list");
+  }
+
+  const Value& root_;
+  std::uint64_t copied_ = 0;
+  bool unfoldingChecked_ = false;
+};
 
 }  // namespace
 
@@ -429,7 +478,7 @@ std::optional<Value> PropertyListSerialization::propertyListWithData(const Data&
 }
 
 std::optional<Data> PropertyListSerialization::dataWithPropertyList(const Value& value, Format format) {
-  const Node root = nodeOf(value, 1);
+  const Node root = NodeWriter(value).nodeOf(value, 1);
   if (!root) return std::nullopt;
   char* bytes = nullptr;  // libplist writes only into a null pointer
   std::uint32_t length = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <string>
@@ -68,6 +69,42 @@ TEST(PropertyListSerialization, ValuesWithoutPropertyListFormAreRefused) {
     EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(v)) << v.description();
     EXPECT_FALSE(PropertyListSerialization::dataWithPropertyList(v, Format::XML)) << v.description();
   }
+}
+
+// Found by fuzzing the push-seen file: a list read with a byte that is not UTF-8 in one id was written back so
+// that it no longer read at all, and every id seen was lost with it.
+TEST(PropertyListSerialization, TextThatIsNotUtf8IsWrittenWithReplacementCharacters) {
+  const Value ids(Array{"push-1",
+                        "push-\xBB"
+                        "2",
+                        Dictionary{{"k\xFF", "v"}}});
+  const Value repaired(Array{"push-1",
+                             "push-\xEF\xBF\xBD"
+                             "2",
+                             Dictionary{{"k\xEF\xBF\xBD", "v"}}});
+  for (const Format format : {Format::Binary, Format::XML}) {
+    const auto data = PropertyListSerialization::dataWithPropertyList(ids, format);
+    ASSERT_TRUE(data);
+    EXPECT_EQ(PropertyListSerialization::propertyListWithData(*data), repaired);
+  }
+}
+
+// Found by fuzzing the push-seen file: a binary date past what libplist holds (32-bit seconds) came out of its
+// overflowing conversion as a date the writer refuses, so the list, read with it, could not be saved again.
+TEST(PropertyListSerialization, ABinaryDateOutsideTheRangeLibplistHoldsIsUnreadable) {
+  const auto withDate = [](double sinceReference) {
+    Data data = *PropertyListSerialization::dataWithPropertyList(Array{Date(Date::kReferenceDateOffset)});
+    const auto marker = std::find(data.begin() + 8, data.end(), 0x33);  // a date: a big-endian double follows
+    std::uint64_t bits;
+    std::memcpy(&bits, &sinceReference, sizeof bits);
+    for (int i = 0; i < 8; ++i) marker[1 + i] = static_cast<std::uint8_t>(bits >> (56 - 8 * i));
+    return data;
+  };
+  const auto inRange = PropertyListSerialization::propertyListWithData(withDate(-2147483000.0));
+  ASSERT_TRUE(inRange);
+  EXPECT_TRUE(PropertyListSerialization::dataWithPropertyList(*inRange));
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(withDate(-2149631000.0)));
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(withDate(3e9)));
 }
 
 TEST(PropertyListSerialization, GarbageTruncationAndArchivesAreNotPlainPropertyLists) {
@@ -155,6 +192,36 @@ TEST(PropertyListSerialization, HostileBinaryListsAreRefusedQuickly) {
   ASSERT_TRUE(fine);
   EXPECT_EQ(*fine, Value(Array(20, true)));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+// Found by hand: libplist copies a shared string at every reference, so 1 MB of text referenced 1500 times
+// from a 1 MB file is 1.5 GB once parsed. Its bytes count against the budget.
+TEST(PropertyListSerialization, TextSharedFromManyPlacesCountsItsBytes) {
+  const auto list = [](std::uint16_t references, std::uint32_t length) {
+    Data out = bytesOf("bplist00");
+    const auto append = [&](std::uint64_t v, int width) {
+      for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+    };
+    out.insert(out.end(), {0xAF, 0x11});  // an array of 2-byte references, all to object 1
+    append(references, 2);
+    for (int i = 0; i < references; ++i) append(1, 2);
+    const std::size_t text = out.size();
+    out.insert(out.end(), {0x5F, 0x12});  // an ASCII string of length bytes
+    append(length, 4);
+    out.insert(out.end(), length, 's');
+    const std::size_t table = out.size();
+    append(8, 4);
+    append(text, 4);
+    out.insert(out.end(), {0, 0, 0, 0, 0, 0, 4, 2});
+    append(2, 8);
+    append(0, 8);
+    append(table, 8);
+    return out;
+  };
+  EXPECT_FALSE(PropertyListSerialization::propertyListWithData(list(1500, 1 << 20)));
+  const auto once = PropertyListSerialization::propertyListWithData(list(3, 1 << 20));
+  ASSERT_TRUE(once);
+  EXPECT_EQ(once->asArray()->size(), 3u);
 }
 
 TEST(PropertyListSerialization, HostileXmlListsAreRefused) {

@@ -3,10 +3,12 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::platform {
 
 void SystemLog::write(const std::string& line) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (handler_) {
     handler_(line);
     return;
@@ -20,7 +22,7 @@ void SystemLog::write(const std::string& line) {
 }
 
 void SystemLog::setHandler(Handler handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   handler_ = std::move(handler);
 }
 

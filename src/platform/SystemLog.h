@@ -1,8 +1,9 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
+
+#include "platform/Mutex.h"
 
 namespace tavo::platform {
 
@@ -18,8 +19,8 @@ class SystemLog {
   void setHandler(Handler handler);
 
  private:
-  std::mutex mutex_;
-  Handler handler_;
+  Mutex mutex_;
+  Handler handler_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::platform

@@ -1,5 +1,3 @@
-#include "platform/UserDefaults.h"
-
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -16,6 +14,8 @@
 
 #include "platform/Codable.h"
 #include "platform/Exception.h"
+#include "platform/InMemoryUserDefaults.h"
+#include "platform/SqliteUserDefaults.h"
 
 namespace tavo::platform {
 namespace {
@@ -34,7 +34,7 @@ class UserDefaultsFile : public ::testing::Test {
 
   static bool throwsOpenFailed(const std::string& path) {
     try {
-      UserDefaults defaults(path);
+      SqliteUserDefaults defaults(path);
     } catch (const Exception& e) {
       return e.name() == "UserDefaultsOpenFailed";
     }
@@ -51,48 +51,70 @@ struct Token : Codable {
   void initWithCoder(KeyedUnarchiver&) override {}
 };
 
+// The in-memory store of the tests must refuse what the real one refuses, or tests pass on a store no host has.
 TEST(UserDefaults, ValuesWithoutPropertyListFormAreRefusedAndTheOldValueStays) {
-  UserDefaults defaults(":memory:");
-  ASSERT_TRUE(defaults.setObject("old", "k"));
-  // The null object and objects are refused, and the old value stays.
-  EXPECT_FALSE(defaults.setObject(Value(), "k"));
-  EXPECT_FALSE(defaults.setObject(Value(std::shared_ptr<Codable>(std::make_shared<Token>())), "k"));
-  EXPECT_FALSE(defaults.setObject(Array{1, Value()}, "k"));
-  EXPECT_EQ(defaults.objectForKey("k"), Value("old"));
+  SqliteUserDefaults sqlite(":memory:");
+  InMemoryUserDefaults inMemory;
+  for (UserDefaults* defaults : {static_cast<UserDefaults*>(&sqlite), static_cast<UserDefaults*>(&inMemory)}) {
+    ASSERT_TRUE(defaults->setObject("old", "k"));
+    // The null object and objects are refused, and the old value stays.
+    EXPECT_FALSE(defaults->setObject(Value(), "k"));
+    EXPECT_FALSE(defaults->setObject(Value(std::shared_ptr<Codable>(std::make_shared<Token>())), "k"));
+    EXPECT_FALSE(defaults->setObject(Array{1, Value()}, "k"));
+    EXPECT_EQ(defaults->objectForKey("k"), Value("old"));
+  }
 }
 
 TEST_F(UserDefaultsFile, WritesAreSharedWithASecondStoreAndSurviveReopening) {
   {
-    UserDefaults first(path_);
-    UserDefaults second(path_);
+    SqliteUserDefaults first(path_);
+    SqliteUserDefaults second(path_);
     ASSERT_TRUE(first.setObject(Dictionary{{"id", 7}, {"at", Date(1700000000.5)}}, "user"));
     ASSERT_TRUE(first.setObject("gone soon", "temp"));
     EXPECT_EQ(second.objectForKey("user"), Value(Dictionary{{"id", 7}, {"at", Date(1700000000.5)}}));
-    second.removeObjectForKey("temp");
+    ASSERT_TRUE(second.removeObjectForKey("temp"));
     EXPECT_EQ(first.objectForKey("temp"), std::nullopt);
   }
-  UserDefaults reopened(path_);
+  SqliteUserDefaults reopened(path_);
   EXPECT_EQ(reopened.objectForKey("user"), Value(Dictionary{{"id", 7}, {"at", Date(1700000000.5)}}));
   EXPECT_EQ(reopened.objectForKey("temp"), std::nullopt);
+}
+
+// A read that writes back what it found must not undo a write that came in between, from any connection.
+TEST_F(UserDefaultsFile, AConditionalWriteStoresOnlyOverWhatItExpects) {
+  SqliteUserDefaults sqliteReader(path_);
+  SqliteUserDefaults sqliteWriter(path_);
+  InMemoryUserDefaults inMemory;
+  for (auto [reader, writer] : {std::pair<UserDefaults*, UserDefaults*>{&sqliteReader, &sqliteWriter},
+                                std::pair<UserDefaults*, UserDefaults*>{&inMemory, &inMemory}}) {
+    ASSERT_TRUE(writer->setObject("written", "k"));
+    EXPECT_FALSE(reader->setObjectIfUnchanged("read back", "k", std::nullopt));
+    EXPECT_FALSE(reader->setObjectIfUnchanged("read back", "k", Value("other")));
+    EXPECT_EQ(writer->objectForKey("k"), Value("written"));
+    EXPECT_TRUE(reader->setObjectIfUnchanged("read back", "k", Value("written")));
+    EXPECT_TRUE(reader->setObjectIfUnchanged("first", "absent", std::nullopt));
+    EXPECT_EQ(writer->objectForKey("k"), Value("read back"));
+    EXPECT_EQ(writer->objectForKey("absent"), Value("first"));
+  }
 }
 
 TEST_F(UserDefaultsFile, AWriteThatReturnedSurvivesAKilledProcess) {
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    UserDefaults defaults(path_);
-    defaults.setObject("before the crash", "k");
+    SqliteUserDefaults defaults(path_);
+    if (!defaults.setObject("before the crash", "k")) std::_Exit(1);
     std::raise(SIGKILL);  // no destructors, no close: only what reached the file counts
   }
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status));
-  EXPECT_EQ(UserDefaults(path_).objectForKey("k"), Value("before the crash"));
+  EXPECT_EQ(SqliteUserDefaults(path_).objectForKey("k"), Value("before the crash"));
 }
 
 TEST_F(UserDefaultsFile, ARowThatIsNotAPropertyListReadsAsAbsent) {
   {
-    UserDefaults defaults(path_);
+    SqliteUserDefaults defaults(path_);
     ASSERT_TRUE(defaults.setObject(1, "good"));
   }
   sqlite3* db = nullptr;
@@ -101,31 +123,31 @@ TEST_F(UserDefaultsFile, ARowThatIsNotAPropertyListReadsAsAbsent) {
                          nullptr, nullptr, nullptr),
             SQLITE_OK);
   sqlite3_close(db);
-  UserDefaults defaults(path_);
+  SqliteUserDefaults defaults(path_);
   for (const char* key : {"bad", "empty", "text"}) EXPECT_EQ(defaults.objectForKey(key), std::nullopt) << key;
   EXPECT_EQ(defaults.objectForKey("good"), Value(1));
 }
 
 TEST_F(UserDefaultsFile, ConcurrentWritersOnTwoStoresLoseNothing) {
-  UserDefaults first(path_);
-  UserDefaults second(path_);
+  SqliteUserDefaults first(path_);
+  SqliteUserDefaults second(path_);
   constexpr int kThreads = 4;
   constexpr int kWrites = 10;
   std::vector<int> failures(kThreads, 0);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      UserDefaults& store = t % 2 ? second : first;
+      SqliteUserDefaults& store = t % 2 ? second : first;
       for (int i = 0; i < kWrites; ++i) {
         const std::string key = "t" + std::to_string(t) + "-" + std::to_string(i);
         if (!store.setObject(Array{t, i}, key) || store.objectForKey(key) != Value(Array{t, i})) ++failures[t];
-        store.setObject(i, "shared");  // every thread fights over one row too
+        if (!store.setObject(i, "shared")) ++failures[t];  // every thread fights over one row too
       }
     });
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(failures, std::vector<int>(kThreads, 0));
-  UserDefaults check(path_);
+  SqliteUserDefaults check(path_);
   for (int t = 0; t < kThreads; ++t)
     for (int i = 0; i < kWrites; ++i)
       EXPECT_EQ(check.objectForKey("t" + std::to_string(t) + "-" + std::to_string(i)), Value(Array{t, i}));

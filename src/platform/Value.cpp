@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -9,8 +10,11 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <unordered_set>
+#include <utility>
 
 #include "platform/Codable.h"
+#include "platform/ValueGraph.h"
 
 namespace tavo::platform {
 
@@ -102,7 +106,160 @@ void describeString(std::string& out, const std::string& s, bool nested) {
   out += '"';
 }
 
+// The platform's printing of a value. Text past a few dozen kilobytes is measured once: a value that shares its
+// parts into a huge tree ends with "..." instead of being printed in full.
+class Description {
+ public:
+  Description(const Value& root, std::string& out) : root_(root), out_(out) {}
+
+  void write(const Value& value, int indent) {
+    if (refused_) return;
+    if (!unfoldingChecked_ && out_.size() > ValueGraph::kUnfoldingCheckBytes) {
+      unfoldingChecked_ = true;
+      if (ValueGraph::refusesToUnfold(root_, "Description")) {
+        refused_ = true;
+        out_ += "...";
+        return;
+      }
+    }
+    switch (value.type()) {
+      case Value::Type::Null: out_ += "<null>"; break;
+      case Value::Type::String: describeString(out_, *value.asString(), indent > 0); break;
+      case Value::Type::Data: {
+        static const char* hex = "0123456789abcdef";
+        const Data& data = *value.asData();
+        out_ += "{length = " + std::to_string(data.size()) + ", bytes = 0x";
+        for (std::uint8_t b : data) {
+          out_ += hex[b >> 4];
+          out_ += hex[b & 15];
+        }
+        out_ += '}';
+        break;
+      }
+      case Value::Type::Date: out_ += formatReal(value.asDate()->timeIntervalSince1970()); break;
+      case Value::Type::Array: {
+        out_ += "(\n";
+        const Array& array = *value.asArray();
+        for (std::size_t i = 0; i < array.size() && !refused_; ++i) {
+          indentTo(out_, indent + 1);
+          write(array[i], indent + 1);
+          out_ += i + 1 < array.size() ? ",\n" : "\n";
+        }
+        indentTo(out_, indent);
+        out_ += ')';
+        break;
+      }
+      case Value::Type::Dictionary: {
+        out_ += "{\n";
+        for (const auto& [key, item] : *value.asDictionary()) {
+          if (refused_) break;
+          indentTo(out_, indent + 1);
+          describeString(out_, key, true);
+          out_ += " = ";
+          write(item, indent + 1);
+          out_ += ";\n";
+        }
+        indentTo(out_, indent);
+        out_ += '}';
+        break;
+      }
+      case Value::Type::Object: out_ += "<" + value.className() + ">"; break;
+      default: out_ += value.stringValue(); break;
+    }
+  }
+
+ private:
+  const Value& root_;
+  std::string& out_;
+  bool unfoldingChecked_ = false;
+  bool refused_ = false;
+};
+
+// Equality that enters each pair of collections once: two readings of one archive compare in their own size,
+// however often their parts are shared.
+class Comparison {
+ public:
+  bool equal(const Value& a, const Value& b) {
+    using T = Value::Type;
+    const T ta = a.type();
+    const T tb = b.type();
+    // Numbers compare by value across integer and real, as the platform's number class does.
+    if ((ta == T::Integer || ta == T::Real) && (tb == T::Integer || tb == T::Real)) {
+      if (ta == T::Integer && tb == T::Integer) return a.integerValue() == b.integerValue();
+      return a.doubleValue() == b.doubleValue();
+    }
+    if (ta != tb) return false;
+    switch (ta) {
+      case T::Null: return true;
+      case T::Boolean: return a.boolValue() == b.boolValue();
+      case T::String: return *a.asString() == *b.asString();
+      case T::Data: return a.asData() == b.asData() || *a.asData() == *b.asData();
+      case T::Date: return *a.asDate() == *b.asDate();
+      case T::Array: return once(a.asArray(), b.asArray(), [&] { return equal(*a.asArray(), *b.asArray()); });
+      case T::Dictionary:
+        return once(a.asDictionary()->identity(), b.asDictionary()->identity(),
+                    [&] { return equal(*a.asDictionary(), *b.asDictionary()); });
+      case T::Object: return *a.asObject() == *b.asObject();
+      default: return false;
+    }
+  }
+
+  // The same keys with equal values, whatever their order.
+  bool equal(const Dictionary& a, const Dictionary& b) {
+    if (&a == &b) return true;
+    if (a.size() != b.size()) return false;
+    auto inStep = b.begin();
+    for (const auto& [key, value] : a) {
+      // Both in the same order is the usual case: the match is found without a search.
+      const Value* other = inStep != b.end() && inStep->first == key ? &inStep->second : b.find(key);
+      if (inStep != b.end()) ++inStep;
+      if (!other || !equal(value, *other)) return false;
+    }
+    return true;
+  }
+
+ private:
+  bool equal(const Array& a, const Array& b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+      if (!equal(a[i], b[i])) return false;
+    return true;
+  }
+
+  // A pair found equal once is equal again without a second walk.
+  template <class Compare>
+  bool once(const void* a, const void* b, Compare compare) {
+    if (a == b) return true;
+    const auto pair = std::make_pair(a, b);
+    if (equalPairs_.count(pair)) return true;
+    if (!compare()) return false;
+    equalPairs_.insert(pair);
+    return true;
+  }
+
+  struct PairHash {
+    std::size_t operator()(const std::pair<const void*, const void*>& p) const {
+      return std::hash<const void*>()(p.first) * 31 + std::hash<const void*>()(p.second);
+    }
+  };
+  std::unordered_set<std::pair<const void*, const void*>, PairHash> equalPairs_;
+};
+
 }  // namespace
+
+// The double nearest to the float's shortest decimal text reads back as the same float, and is written as
+// that text.
+Value::Value(float f) {
+  if (!std::isfinite(f)) {
+    storage_ = static_cast<double>(f);
+    return;
+  }
+  char text[32];
+  const auto written = std::to_chars(text, text + sizeof text, f);
+  double nearest = static_cast<double>(f);
+  std::from_chars(text, written.ptr, nearest);
+  storage_ = nearest;
+}
 
 Value::Value(unsigned long i)
     : storage_(i > static_cast<unsigned long>(std::numeric_limits<std::int64_t>::max())
@@ -218,79 +375,14 @@ std::string Value::description() const {
   return out;
 }
 
-void Value::describe(std::string& out, int indent) const {
-  switch (type()) {
-    case Type::Null: out += "<null>"; break;
-    case Type::String: describeString(out, std::get<std::string>(storage_), indent > 0); break;
-    case Type::Data: {
-      static const char* hex = "0123456789abcdef";
-      out += '{';
-      out += "length = " + std::to_string(asData()->size()) + ", bytes = 0x";
-      for (std::uint8_t b : *asData()) {
-        out += hex[b >> 4];
-        out += hex[b & 15];
-      }
-      out += '}';
-      break;
-    }
-    case Type::Date: out += formatReal(asDate()->timeIntervalSince1970()); break;
-    case Type::Array: {
-      out += "(\n";
-      const Array& a = *asArray();
-      for (std::size_t i = 0; i < a.size(); ++i) {
-        indentTo(out, indent + 1);
-        a[i].describe(out, indent + 1);
-        out += i + 1 < a.size() ? ",\n" : "\n";
-      }
-      indentTo(out, indent);
-      out += ')';
-      break;
-    }
-    case Type::Dictionary: {
-      out += "{\n";
-      for (const auto& [key, value] : *asDictionary()) {
-        indentTo(out, indent + 1);
-        describeString(out, key, true);
-        out += " = ";
-        value.describe(out, indent + 1);
-        out += ";\n";
-      }
-      indentTo(out, indent);
-      out += '}';
-      break;
-    }
-    case Type::Object: out += "<" + className() + ">"; break;
-    default: out += stringValue(); break;
-  }
-}
+void Value::describe(std::string& out, int indent) const { Description(*this, out).write(*this, indent); }
 
 const Value* Value::get(std::string_view key) const {
   const Dictionary* d = asDictionary();
   return d ? d->find(key) : nullptr;
 }
 
-bool operator==(const Value& a, const Value& b) {
-  using T = Value::Type;
-  const T ta = a.type();
-  const T tb = b.type();
-  // Numbers compare by value across integer and real, as the platform's number class does.
-  if ((ta == T::Integer || ta == T::Real) && (tb == T::Integer || tb == T::Real)) {
-    if (ta == T::Integer && tb == T::Integer) return a.integerValue() == b.integerValue();
-    return a.doubleValue() == b.doubleValue();
-  }
-  if (ta != tb) return false;
-  switch (ta) {
-    case T::Null: return true;
-    case T::Boolean: return a.boolValue() == b.boolValue();
-    case T::String: return *a.asString() == *b.asString();
-    case T::Data: return *a.asData() == *b.asData();
-    case T::Date: return *a.asDate() == *b.asDate();
-    case T::Array: return *a.asArray() == *b.asArray();
-    case T::Dictionary: return *a.asDictionary() == *b.asDictionary();
-    case T::Object: return *a.asObject() == *b.asObject();
-    default: return false;
-  }
-}
+bool operator==(const Value& a, const Value& b) { return Comparison().equal(a, b); }
 
 namespace {
 
@@ -431,14 +523,6 @@ std::vector<std::string> Dictionary::allKeys() const {
   return keys;
 }
 
-// Dictionaries are equal when they hold the same keys with equal values, whatever their order.
-bool operator==(const Dictionary& a, const Dictionary& b) {
-  if (a.size() != b.size()) return false;
-  for (const auto& [key, value] : a) {
-    const Value* other = b.find(key);
-    if (!other || !(*other == value)) return false;
-  }
-  return true;
-}
+bool operator==(const Dictionary& a, const Dictionary& b) { return Comparison().equal(a, b); }
 
 }  // namespace tavo::platform

@@ -6,6 +6,7 @@
 #include "core/TAVOController.h"
 #include "network/TAVOOperation.h"
 #include "network/TAVORequestController.h"
+#include "platform/MutexLock.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tracking/TAVODashboardEvent.h"
 #include "tracking/TAVOEvent.h"
@@ -23,7 +24,7 @@ void TAVOEventController::sendEvent(const TAVOEventRequest& request, bool withRu
 }
 
 void TAVOEventController::parseScreenEvents(const platform::Value& events) {
-  std::lock_guard lock(screenEventsMutex_);
+  platform::MutexLock lock(screenEventsMutex_);
   if (!screenEvents_) screenEvents_.emplace();
   const platform::Array* list = events.asArray();
   if (!list) return;
@@ -34,13 +35,13 @@ void TAVOEventController::parseScreenEvents(const platform::Value& events) {
 }
 
 bool TAVOEventController::isScreenEvent(const std::string& token) const {
-  std::lock_guard lock(screenEventsMutex_);
+  platform::MutexLock lock(screenEventsMutex_);
   if (!screenEvents_) return true;
   return std::find(screenEvents_->begin(), screenEvents_->end(), token) != screenEvents_->end();
 }
 
 std::optional<std::vector<std::string>> TAVOEventController::screenEvents() const {
-  std::lock_guard lock(screenEventsMutex_);
+  platform::MutexLock lock(screenEventsMutex_);
   return screenEvents_;
 }
 

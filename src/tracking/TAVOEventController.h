@@ -1,11 +1,11 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -29,8 +29,8 @@ class TAVOEventController {
 
  private:
   std::atomic<bool> trackScreenEvents_{true};
-  mutable std::mutex screenEventsMutex_;
-  std::optional<std::vector<std::string>> screenEvents_;
+  mutable platform::Mutex screenEventsMutex_;
+  std::optional<std::vector<std::string>> screenEvents_ GUARDED_BY(screenEventsMutex_);
 };
 
 }  // namespace tavo

@@ -5,6 +5,7 @@
 #include "core/TAVOLogger.h"
 #include "network/TAVORequest.h"
 #include "network/TAVORequestController.h"
+#include "platform/MutexLock.h"
 #include "tracking/TAVOTrackOrder.h"
 #include "tracking/TAVOUser.h"
 
@@ -25,27 +26,27 @@ void send(const std::shared_ptr<TAVOTrackOrder>& payload) {
 }  // namespace
 
 void TAVOShoppingCartController::startNewOrder(const std::shared_ptr<TAVOOrder>& order) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   currentOrder_ = order;
 }
 
 void TAVOShoppingCartController::addProduct(const std::shared_ptr<TAVOProduct>& product) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (currentOrder_) currentOrder_->addProduct(product);
 }
 
 std::shared_ptr<TAVOOrder> TAVOShoppingCartController::currentOrder() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return currentOrder_;
 }
 
 std::optional<std::string> TAVOShoppingCartController::currencyCode() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return currencyCode_;
 }
 
 void TAVOShoppingCartController::setCurrencyCode(const std::optional<std::string>& code) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   currencyCode_ = code;
 }
 
@@ -70,7 +71,7 @@ void TAVOShoppingCartController::trackOrder() {
   std::shared_ptr<TAVOOrder> snapshot;
   {
     // A copy taken under the lock: products added while the request is built do not tear it.
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     if (!currentOrder_) return;
     snapshot = std::make_shared<TAVOOrder>(*currentOrder_);
   }

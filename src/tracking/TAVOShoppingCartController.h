@@ -1,10 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "tracking/TAVOOrder.h"
 
 namespace tavo {
@@ -31,9 +31,9 @@ class TAVOShoppingCartController {
   void cancelOrder(const std::string& orderId);
 
  private:
-  mutable std::mutex mutex_;
-  std::shared_ptr<TAVOOrder> currentOrder_;
-  std::optional<std::string> currencyCode_;
+  mutable platform::Mutex mutex_;
+  std::shared_ptr<TAVOOrder> currentOrder_ GUARDED_BY(mutex_);
+  std::optional<std::string> currencyCode_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo

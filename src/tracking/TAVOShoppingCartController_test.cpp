@@ -10,7 +10,7 @@
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "network/TAVORequestController.h"
-#include "tracking/TAVOTrackOrder.h"
+#include "platform/JSONSerialization.h"
 #include "tracking/TAVOUser.h"
 
 namespace tavo {
@@ -18,96 +18,83 @@ namespace {
 
 using platform::Dictionary;
 using platform::Value;
-using testing::WireFormat;
-
-constexpr const char* kBaseURL = "http://127.0.0.1:9/ws/";
 
 void setCustomerId(const std::optional<std::string>& id) {
   TAVOController::sharedInstance().updateCurrentUser([&](TAVOUser& user) { user.userID = id; });
 }
 
-std::string text(const Value& payload, std::string_view key) {
-  const Value* v = payload.get(key);
-  return v && v->isString() ? *v->asString() : std::string("<missing>");
-}
-
-// The cart, end to end through the request queue.
+// The cart as the web service sees it: what each "addpurchase" request carries.
 class ShoppingCartTest : public ::testing::Test {
  protected:
   void SetUp() override {
     auto& controller = TAVOController::sharedInstance();
     controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
     controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-    controller.requestController()->setWebservicesURL(kBaseURL);
     TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
   }
-
-  std::size_t sent() {
+  // The order's fields of every purchase sent so far, without the parameters every request carries.
+  std::vector<Value> purchases() {
     env.drainQueues();
-    return env.http().requestCount();
+    std::vector<Value> out;
+    for (const auto& request : env.http().requests()) {
+      if (!request.url.ends_with("/addpurchase")) continue;
+      const auto payload = testing::WireFormat::formPayload(request.body).value_or(Value());
+      Dictionary order;
+      for (const char* key : {"orderid", "customerid", "price", "cupon", "tavo_currency_code", "extras", "products",
+                              "estado", "attributes"})
+        if (const Value* value = payload.get(key)) order.set(key, *value);
+      out.emplace_back(std::move(order));
+    }
+    return out;
   }
-  Value payload(std::size_t n) {
-    const auto body = env.http().requests().at(n).body;
-    const auto parsed = WireFormat::formPayload(body);
-    EXPECT_TRUE(parsed && parsed->isDictionary()) << body;
-    return parsed && parsed->isDictionary() ? *parsed : Value(Dictionary{});
-  }
+  static Value json(const char* text) { return platform::JSONSerialization::JSONObjectWithData(text).value(); }
 
   testing::SdkTestEnvironment env;
   TAVOShoppingCartController cart;
 };
 
-TEST_F(ShoppingCartTest, TheCustomerSentIsTheOneLoggedInWhenTrackingElseTheOrdersOwn) {
+TEST_F(ShoppingCartTest, ATrackedOrderCarriesItsAmountsAsTwoDecimalTextTheLoggedInCustomerAndTheOpenCampaigns) {
+  TAVOController::sharedInstance().handleLink(std::string("myapp://open?rt=true&aw=24&ecid=abc"));
   setCustomerId(std::string("c-1"));
-  cart.startOrder("o-1", 1.0f, std::nullopt, std::string("WELCOME"), std::nullopt);
+  cart.setCurrencyCode(std::string("GBP"));  // stored only: never applied to an order
+  cart.addProduct("early", "Before any order", 1.0f, 1.0f, std::nullopt);
+  cart.startOrder("replaced", 1.0f, std::nullopt, std::nullopt, std::nullopt);
+  cart.startOrder("o-1", 25.5f, std::string("EUR"), std::string("WELCOME"), Dictionary{{"channel", "app"}});
+  cart.addProduct("p-1", "Tea", 3.0f, 4.25f, Dictionary{{"size", "L"}});
+  cart.addProduct("p-2", "Cup", 1.0f, 12.0f, std::nullopt);
   setCustomerId(std::string("c-2"));  // another user logs in before the purchase is sent
   cart.trackOrder();
-  ASSERT_EQ(sent(), 1u);
-  EXPECT_EQ(text(payload(0), "customerid"), "c-2");
-  EXPECT_EQ(cart.currentOrder()->customerId, std::optional<std::string>("c-1"));
+  cart.trackOrder();  // the order stays in the cart: tracked twice, sent twice
 
-  setCustomerId(std::nullopt);
-  auto track = std::make_shared<TAVOTrackOrder>();
-  track->initWithOrder(cart.currentOrder());
-  EXPECT_EQ(*track->objectData.find("customerid"), Value("c-1"));
+  const Value order = json(R"({"orderid": "o-1", "customerid": "c-2", "price": "25.50", "cupon": "WELCOME",
+      "tavo_currency_code": "EUR", "extras": {"channel": "app"},
+      "products": [{"product_id": "p-1", "product_name": "Tea", "price": "4.25", "quantity": "3.00",
+                    "extras": {"size": "L"}},
+                   {"product_id": "p-2", "product_name": "Cup", "price": "12.00", "quantity": "1.00"}],
+      "attributes": {"e_attribution_ecid": [{"hash": "abc", "date": "2026-01-01 00:00:00", "attrw": 24}]}})");
+  EXPECT_EQ(purchases(), (std::vector<Value>{order, order}));
+  ASSERT_TRUE(cart.currentOrder());
+  EXPECT_EQ(cart.currentOrder()->customerId, std::optional<std::string>("c-1"));  // the cart's order keeps its own
 }
 
-TEST_F(ShoppingCartTest, WithoutACustomerIdNothingIsStartedOrCancelled) {
+TEST_F(ShoppingCartTest, ACancelIsAPurchaseMarkedCancelledAndBothNeedACustomer) {
+  cart.trackOrder();  // no order yet
   setCustomerId(std::nullopt);
-  cart.startOrder("o-1", 9.0f, std::nullopt, std::nullopt, std::nullopt);
+  cart.startOrder("refused", 2.0f, std::nullopt, std::nullopt, std::nullopt);
+  cart.cancelOrder("o-9");
   EXPECT_TRUE(env.logged("TAVOLogger: 4 - Discarted order, customer id is not set"));
-  EXPECT_EQ(cart.currentOrder(), nullptr);
-  cart.addProduct("p-1", "Shoe", 1.0f, 1.0f, std::nullopt);
-  cart.trackOrder();
-  cart.cancelOrder("o-1");
   EXPECT_TRUE(env.logged("TAVOLogger: 4 - Discarted cancel order, customer id is not set"));
-  EXPECT_EQ(sent(), 0u);
+  EXPECT_EQ(cart.currentOrder(), nullptr);
 
-  // The refused start does not clear an order started before the logout.
   setCustomerId(std::string("c-1"));
   cart.startOrder("kept", 1.0f, std::nullopt, std::nullopt, std::nullopt);
+  cart.cancelOrder("o-8");
   setCustomerId(std::nullopt);
   cart.startOrder("refused", 2.0f, std::nullopt, std::nullopt, std::nullopt);
   ASSERT_NE(cart.currentOrder(), nullptr);
-  EXPECT_EQ(cart.currentOrder()->orderId, "kept");
-}
-
-TEST_F(ShoppingCartTest, ProductsWithoutAnOrderAreDroppedANewOrderReplacesTheOldAndTheCartCurrencyIsNotApplied) {
-  setCustomerId(std::string("c-1"));
-  cart.setCurrencyCode(std::string("GBP"));
-  cart.addProduct("early", "Too early", 1.0f, 1.0f, std::nullopt);
-  cart.trackOrder();
-  EXPECT_EQ(sent(), 0u);
-
-  cart.startOrder("first", 1.0f, std::nullopt, std::nullopt, std::nullopt);
-  cart.addProduct("p-1", "Shoe", 1.0f, 1.0f, std::nullopt);
-  cart.startOrder("second", 2.0f, std::nullopt, std::nullopt, std::nullopt);
-  EXPECT_EQ(sent(), 0u);  // the replaced order is never sent
-  cart.trackOrder();
-  ASSERT_EQ(sent(), 1u);
-  EXPECT_EQ(text(payload(0), "orderid"), "second");
-  EXPECT_TRUE(payload(0).get("products")->asArray()->empty());
-  EXPECT_EQ(payload(0).get("tavo_currency_code"), nullptr);
+  EXPECT_EQ(cart.currentOrder()->orderId, "kept");  // a refused start leaves the earlier order in place
+  EXPECT_EQ(purchases(), std::vector<Value>{json(R"({"orderid": "o-8", "customerid": "c-1", "products": [],
+                                                     "estado": "1"})")});
 }
 
 TEST_F(ShoppingCartTest, ProductsAddedWhileTrackingNeverTearASentOrder) {
@@ -129,15 +116,15 @@ TEST_F(ShoppingCartTest, ProductsAddedWhileTrackingNeverTearASentOrder) {
     cart.trackOrder();
   }
   adder.join();
-  ASSERT_EQ(sent(), kRounds);
+  const auto sent = purchases();
+  ASSERT_EQ(sent.size(), kRounds);
   for (std::size_t n = 0; n < kRounds; ++n) {
-    const Value body = payload(n);
-    const auto& products = *body.get("products")->asArray();
+    const auto& products = *sent[n].get("products")->asArray();
     // Send n holds exactly the first k products in the order they were added, with n * kStep <= k <= (n+1) * kStep.
     EXPECT_GE(products.size(), n * kStep) << "request " << n;
     EXPECT_LE(products.size(), (n + 1) * kStep) << "request " << n;
     for (std::size_t i = 0; i < products.size(); ++i)
-      ASSERT_EQ(text(products[i], "product_id"), "p-" + std::to_string(i)) << "request " << n;
+      ASSERT_EQ(*products[i].get("product_id"), Value("p-" + std::to_string(i))) << "request " << n;
   }
   EXPECT_EQ(cart.currentOrder()->products.size(), kRounds * kStep);
 }

@@ -11,6 +11,7 @@
 #include "network/TAVORequestController.h"
 #include "network/TAVOResetUser.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/MutexLock.h"
 #include "platform/Platform.h"
 
 namespace tavo {
@@ -101,7 +102,7 @@ TAVOUserController::CommonFacts TAVOUserController::readCommonFacts(TAVODeviceCo
 platform::Dictionary TAVOUserController::basicUserInfo() const {
   auto device = TAVOController::sharedInstance().deviceController();
   CommonFacts facts = readCommonFacts(*device);
-  std::lock_guard lock(commonMutex_);
+  platform::MutexLock lock(commonMutex_);
   const bool sameDevice = common_ && common_->device == device;
   if (sameDevice && common_->facts == facts) return common_->parameters;
   std::string udid = sameDevice ? common_->udid : device->deviceUUID();
@@ -146,7 +147,7 @@ void TAVOUserController::setCustomerId(const std::string& customerId) {
 
 void TAVOUserController::installAttributionInfo(const std::shared_ptr<TAVOInstallAttributionDelegate>& delegate) {
   {
-    std::lock_guard lock(attributionDelegateMutex_);
+    platform::MutexLock lock(attributionDelegateMutex_);
     attributionDelegate_ = delegate;
   }
   auto& controller = TAVOController::sharedInstance();
@@ -155,6 +156,8 @@ void TAVOUserController::installAttributionInfo(const std::shared_ptr<TAVOInstal
     cached = controller.dataStoreController()->installAttributionCampaign();
   } catch (const Exception& e) {
     TAVOLogger::log("Error retrieving data: %@", e.reason());
+  } catch (const std::exception& e) {
+    TAVOLogger::log("Error retrieving data: %@", e.what());
   }
   if (cached) {
     // A campaign, once named, is final: no need to ask the service again.
@@ -214,7 +217,7 @@ void TAVOUserController::showInstallAttribution(const std::shared_ptr<const TAVO
 }
 
 std::shared_ptr<TAVOInstallAttributionDelegate> TAVOUserController::attributionDelegate() const {
-  std::lock_guard lock(attributionDelegateMutex_);
+  platform::MutexLock lock(attributionDelegateMutex_);
   return attributionDelegate_;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "tavo/TAVOInstallAttribution.h"
 #include "tavo/TAVOInstallAttributionDelegate.h"
 #include "tavo/platform/Value.h"
@@ -73,11 +73,11 @@ class TAVOUserController {
   };
   static CommonFacts readCommonFacts(TAVODeviceController& device);
 
-  mutable std::mutex commonMutex_;
-  mutable std::optional<CommonParameters> common_;
+  mutable platform::Mutex commonMutex_;
+  mutable std::optional<CommonParameters> common_ GUARDED_BY(commonMutex_);
 
-  mutable std::mutex attributionDelegateMutex_;
-  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_;
+  mutable platform::Mutex attributionDelegateMutex_;
+  std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_ GUARDED_BY(attributionDelegateMutex_);
 };
 
 }  // namespace tavo

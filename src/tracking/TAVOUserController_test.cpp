@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "SdkTestEnvironment.h"
 #include "core/TAVOController.h"
 #include "persistence/TAVODataStoreController.h"
@@ -37,7 +39,8 @@ TEST_F(UserControllerTest, AStoredUserWithoutServerIdComesBackNew) {
 }
 
 TEST_F(UserControllerTest, ADamagedStoredUserGivesANewOne) {
-  env.platform().userDefaults->setObject(Value(platform::Data{1, 2, 3}), TAVODataStoreController::kUserModelKey);
+  EXPECT_TRUE(
+      env.platform().userDefaults->setObject(Value(platform::Data{1, 2, 3}), TAVODataStoreController::kUserModelKey));
   auto user = TAVOUserController::getSavedUser();
   EXPECT_TRUE(user->isNew);
   EXPECT_FALSE(user->userID);
@@ -124,6 +127,22 @@ TEST_F(InstallAttributionTest, ARejectedAnswerReachesNoDelegateAndOneWithoutACam
   EXPECT_EQ(listener.heard[1]->status, std::optional<Value>("organic"));
   EXPECT_FALSE(listener.heard[1]->campaign);
   EXPECT_FALSE(TAVOController::sharedInstance().dataStoreController()->installAttributionCampaign());
+}
+
+TEST_F(InstallAttributionTest, ADamagedCacheIsLoggedAndTheServiceIsAskedAgain) {
+  TAVOLegacy::setDebuggerOutput(true);
+  ASSERT_TRUE(env.platform().userDefaults->setObject(Value(platform::Data{'b', 'a', 'd'}),
+                                                     TAVODataStoreController::kInstallAttributionCampaignKey));
+  Listener listener(env.platform());
+  ask(listener);
+  const auto lines = env.logLines();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.starts_with("TAVOLogger: 4 - Error retrieving data: ") &&
+                                   line.size() > sizeof "TAVOLogger: 4 - Error retrieving data: ";
+                          }),
+            1);
+  EXPECT_EQ(env.http().requestCount(), 1u);
 }
 
 TEST_F(InstallAttributionTest, TheLastDelegateGivenIsTheOneTold) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/JSONSerialization.h"
+#include "platform/MutexLock.h"
 
 namespace tavo::demo {
 
@@ -158,7 +159,7 @@ Journey::Journey(emulator::Emulator& emulator, platform::Platform& platform, std
   };
   delegate_->onFailed = [this](const std::string& id) {
     heard("onFailed(" + id + ")");
-    std::lock_guard lock(callbacksMutex_);
+    platform::MutexLock lock(callbacksMutex_);
     ++failedCallbacks_;
   };
   attributionDelegate_ = std::make_shared<TAVOInstallAttributionDelegate>();
@@ -235,7 +236,7 @@ void Journey::installAttribution() {
   step.calls.push_back("TAVOLegacy::installAttributionInfo(delegate)");
   TAVOLegacy::installAttributionInfo(attributionDelegate_);
   auto heardIt = [this] {
-    std::lock_guard lock(callbacksMutex_);
+    platform::MutexLock lock(callbacksMutex_);
     return attributionHeard_;
   };
   pump(5.0, heardIt);
@@ -353,7 +354,7 @@ void Journey::shortLink() {
       std::move(step),
       [this](const auto& received) {
         {
-          std::lock_guard lock(callbacksMutex_);
+          platform::MutexLock lock(callbacksMutex_);
           if (continuedURLs_.empty()) return false;
         }
         return hasOperation(received, "stu", "resolve") && hasAction(received, "updateuser", "level") &&
@@ -365,7 +366,7 @@ void Journey::shortLink() {
 bool Journey::continueUserActivity(const std::string& webpageURL) {
   heard("continueUserActivity(" + inQuotes(webpageURL) + "), passed on to TAVOLegacy::handleLink");
   {
-    std::lock_guard lock(callbacksMutex_);
+    platform::MutexLock lock(callbacksMutex_);
     continuedURLs_.push_back(webpageURL);
   }
   TAVOLegacy::handleLink(webpageURL);
@@ -374,7 +375,7 @@ bool Journey::continueUserActivity(const std::string& webpageURL) {
 
 void Journey::attributionReceived(const std::shared_ptr<const TAVOInstallAttribution>& attribution) {
   heard("onAttributionReceived(" + describe(attribution) + ")");
-  std::lock_guard lock(callbacksMutex_);
+  platform::MutexLock lock(callbacksMutex_);
   attributionHeard_ = true;
 }
 
@@ -412,13 +413,13 @@ std::vector<RecordedRequest> Journey::receivedSinceStep() const {
 }
 
 void Journey::heard(std::string callback) {
-  std::lock_guard lock(callbacksMutex_);
+  platform::MutexLock lock(callbacksMutex_);
   callbacks_.push_back(std::move(callback));
   ++callbackCount_;
 }
 
 std::vector<std::string> Journey::takeCallbacks() {
-  std::lock_guard lock(callbacksMutex_);
+  platform::MutexLock lock(callbacksMutex_);
   return std::exchange(callbacks_, {});
 }
 
@@ -493,7 +494,7 @@ void Journey::printSummary() const {
     actions += (actions.empty() ? "" : ", ") + action + " " + std::to_string(count);
   std::size_t callbacks = 0, failed = 0;
   {
-    std::lock_guard lock(callbacksMutex_);
+    platform::MutexLock lock(callbacksMutex_);
     callbacks = callbackCount_;
     failed = failedCallbacks_;
   }

@@ -4,12 +4,12 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "emulator/Emulator.h"
+#include "platform/Mutex.h"
 #include "platform/Platform.h"
 #include "tavo/TAVO.h"
 
@@ -87,12 +87,12 @@ class Journey {
 
   std::shared_ptr<TAVORequestDelegate> delegate_;
   std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_;
-  mutable std::mutex callbacksMutex_;  // guards the members below
-  std::vector<std::string> callbacks_;
-  std::size_t callbackCount_ = 0;
-  std::size_t failedCallbacks_ = 0;
-  bool attributionHeard_ = false;
-  std::vector<std::string> continuedURLs_;
+  mutable platform::Mutex callbacksMutex_;
+  std::vector<std::string> callbacks_ GUARDED_BY(callbacksMutex_);
+  std::size_t callbackCount_ GUARDED_BY(callbacksMutex_) = 0;
+  std::size_t failedCallbacks_ GUARDED_BY(callbacksMutex_) = 0;
+  bool attributionHeard_ GUARDED_BY(callbacksMutex_) = false;
+  std::vector<std::string> continuedURLs_ GUARDED_BY(callbacksMutex_);
 };
 
 }  // namespace tavo::demo

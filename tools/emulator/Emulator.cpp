@@ -12,6 +12,7 @@
 #include "emulator/SqliteDatabase.h"
 #include "emulator/UserRegistry.h"
 #include "emulator/WebServiceResponder.h"
+#include "platform/MutexLock.h"
 
 namespace tavo::emulator {
 
@@ -41,6 +42,8 @@ Emulator::Emulator(Options options)
       recorder_(std::make_unique<RequestRecorder>(database_)),
       users_(std::make_unique<UserRegistry>(database_)),
       responder_(std::make_unique<WebServiceResponder>(fixtures_, *users_)) {
+  // A database kept from an earlier run brings its requests' tally with it.
+  for (const auto& request : recorder_->requests()) inApp_.record(request);
   server_ = std::make_unique<EmulatorHttpServer>([this] { return failures_.takeRefusal(); });
   server_->new_task_queue = [] { return new httplib::ThreadPool(kWorkerThreads); };
   route();
@@ -63,10 +66,10 @@ Emulator::~Emulator() { stop(); }
 void Emulator::stop() {
   if (!server_) return;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     stopping_ = true;
   }
-  stopped_.notify_all();
+  stopped_.notifyAll();
   server_->stop();
   // The listen loop joins its workers before it returns, so no handler runs after this.
   listenThread_.join();
@@ -93,9 +96,12 @@ void Emulator::route() {
     out.set_content(failures_.state().dump(2), "application/json");
   });
   server_->Get("/", [this](const httplib::Request&, httplib::Response& out) {
-    out.set_content(
-        RequestPage::html(recorder_->latest(kPageRows), recorder_->requestCount(), baseURL(), failures_.state()),
-        "text/html; charset=utf-8");
+    out.set_content(RequestPage::html(recorder_->latest(kPageRows), recorder_->requestCount(), baseURL(),
+                                      failures_.state(), inApp_.entries()),
+                    "text/html; charset=utf-8");
+  });
+  server_->Get("/inapp.json", [this](const httplib::Request&, httplib::Response& out) {
+    out.set_content(inApp_.toJSON().dump(2), "application/json");
   });
   server_->Get("/requests.json", [this](const httplib::Request&, httplib::Response& out) {
     out.set_content(RequestPage::json(recorder_->latest(kPageRows), recorder_->requestCount()), "application/json");
@@ -121,10 +127,11 @@ void Emulator::serveWebService(const httplib::Request& in, httplib::Response& ou
   request.answerBody = answer.body;
   request.failure = plan.description();
   recorder_->record(request);
+  inApp_.record(request);
 
   std::function<void(const RecordedRequest&)> observer;
   {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     observer = observer_;
   }
   if (observer) observer(request);
@@ -168,7 +175,7 @@ void Emulator::serveControl(const std::string& command, const httplib::Request& 
   } else if (command == "reset") {
     failures_.reset();
   } else if (command == "clear") {
-    recorder_->clear();
+    clear();
   } else {
     out.status = 404;
     out.set_content(nlohmann::ordered_json{{"error", "unknown control " + command}}.dump(), "application/json");
@@ -178,8 +185,9 @@ void Emulator::serveControl(const std::string& command, const httplib::Request& 
 }
 
 void Emulator::waitOutDelay(int milliseconds) {
-  std::unique_lock lock(mutex_);
-  stopped_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return stopping_; });
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  platform::MutexLock lock(mutex_);
+  while (!stopping_ && std::chrono::steady_clock::now() < deadline) stopped_.waitUntil(mutex_, deadline);
 }
 
 std::vector<RecordedRequest> Emulator::requests() const { return recorder_->requests(); }
@@ -190,10 +198,15 @@ bool Emulator::waitForRequests(std::size_t count, double timeoutSeconds) const {
   return recorder_->waitForRequests(count, timeoutSeconds);
 }
 
-void Emulator::clear() { recorder_->clear(); }
+void Emulator::clear() {
+  recorder_->clear();
+  inApp_.clear();
+}
+
+std::vector<InAppLedger::Entry> Emulator::inAppEntries() const { return inApp_.entries(); }
 
 void Emulator::setRequestObserver(std::function<void(const RecordedRequest&)> observer) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   observer_ = std::move(observer);
 }
 

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -12,7 +10,10 @@
 
 #include "emulator/EmulatorFixtures.h"
 #include "emulator/FailureSwitches.h"
+#include "emulator/InAppLedger.h"
 #include "emulator/RecordedRequest.h"
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace httplib {
 struct Request;
@@ -29,7 +30,8 @@ class WebServiceResponder;
 
 // A local stand-in for the TAVO web service on 127.0.0.1. It answers every action of the SDK's protocol
 // under "/ws/" from its fixtures, records each request in SQLite, shows them at "/" (HTML) and
-// "/requests.json", and can misbehave on purpose (failure switches, also reachable as POST /control/...).
+// "/requests.json", tallies the campaigns its in-app checks gave and the impressions and clicks reported back
+// ("/inapp.json"), and can misbehave on purpose (failure switches, also reachable as POST /control/...).
 //
 // Listening when the constructor returns; the destructor stops it, cutting short any answer held back by a
 // delay. Every operation may be called from any thread while requests are served.
@@ -63,6 +65,8 @@ class Emulator {
   void clear();
   // Called on a server thread after each request of the web service is recorded, before it is answered.
   void setRequestObserver(std::function<void(const RecordedRequest&)> observer);
+  // Per campaign: the checks answered with it, and the impressions and clicks reported for it.
+  std::vector<InAppLedger::Entry> inAppEntries() const;
   // The server's id of the user on a device, as a retrieving user update would give it.
   std::int64_t userIdForDevice(const std::string& udid);
 
@@ -89,15 +93,16 @@ class Emulator {
   std::unique_ptr<UserRegistry> users_;
   std::unique_ptr<WebServiceResponder> responder_;
   FailureSwitches failures_;
+  InAppLedger inApp_;
 
   int port_ = 0;
   std::unique_ptr<EmulatorHttpServer> server_;
   std::thread listenThread_;
 
-  mutable std::mutex mutex_;  // guards the two below
-  std::condition_variable stopped_;
-  bool stopping_ = false;
-  std::function<void(const RecordedRequest&)> observer_;
+  mutable platform::Mutex mutex_;
+  platform::ConditionVariable stopped_;
+  bool stopping_ GUARDED_BY(mutex_) = false;
+  std::function<void(const RecordedRequest&)> observer_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::emulator

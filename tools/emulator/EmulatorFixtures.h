@@ -33,7 +33,7 @@ class EmulatorFixtures {
   // identifier (the last path component, without a leading "~"); nullopt for a link not in the fixtures.
   std::optional<std::string> resolveShortLink(const std::string& host, const std::string& identifier) const;
   // The campaign answered to a check of an in-app type ("webview", "banner", "textbanner", "adball",
-  // "tabbar"), or nullopt for none.
+  // "tabbar"), or to a labelled check ("banner/home"), or nullopt for none.
   std::optional<json> campaign(const std::string& type) const;
   // The coupons; only the one whose "ID" matches when couponId is given.
   json coupons(const std::optional<std::string>& couponId) const;

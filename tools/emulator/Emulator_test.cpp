@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -20,9 +21,14 @@
 #include <thread>
 
 #include "SdkTestEnvironment.h"
+#include "core/TAVOController.h"
+#include "core/TAVOLogger.h"
 #include "emulator/RequestDecoder.h"
 #include "emulator/UserRegistry.h"
+#include "inapp/TAVOCheckTabBar.h"
 #include "network/TAVORequest.h"
+#include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
 #include "platform/HttpClient.h"
 #include "platform/JSONSerialization.h"
 #include "tavo/TAVO.h"
@@ -185,7 +191,7 @@ TEST(EmulatorAnswers, EachOperationOfABatchGetsItsOwnAnswer) {
   EXPECT_EQ(answerOf(answer, "other-host"), (json{{"status", 404}}));
   EXPECT_EQ(answerOf(answer, "other-id"), (json{{"status", 404}}));
   EXPECT_EQ(answerOf(answer, "startview")["response"], *fixtures.campaign("webview"));
-  EXPECT_EQ(answerOf(answer, "strip"), (json{{"status", 200}, {"response", "0"}}));
+  EXPECT_EQ(answerOf(answer, "strip")["response"], *fixtures.campaign("textbanner"));
   EXPECT_EQ(answerOf(answer, "coupons")["response"], fixtures.coupons(std::nullopt));
   EXPECT_EQ(answerOf(answer, "one-coupon")["response"], "0");
   EXPECT_EQ(answerOf(answer, "redeem"), (json{{"status", 200}}));
@@ -648,6 +654,101 @@ TEST_F(SdkAgainstEmulator, AShortLinkIsResolvedByHostAndIdentifierAndItsLongURLC
   EXPECT_EQ(operationsWhere(emulator, "updateuser", "channel", "newsletter").size(), 1u);
   // The unknown link was refused: asked once, dropped, and nothing reached the host for it.
   EXPECT_EQ(operationsWhere(emulator, "tracker", "stu_id", "unknown").size(), 1u) << arrivals(emulator);
+}
+
+TEST_F(SdkAgainstEmulator, EachInAppCheckGetsItsCampaignOrNoneAndImpressionsAndClicksAreTallied) {
+  ASSERT_NO_FATAL_FAILURE(startSession());
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
+  std::mutex heardMutex;
+  std::vector<std::string> heard;
+  auto delegate = std::make_shared<TAVORequestDelegate>();
+  delegate->onSuccess = [&](const std::string& id, bool data) {
+    std::lock_guard lock(heardMutex);
+    heard.push_back(id + (data ? " campaign" : " none"));
+  };
+  delegate->onFailed = [&](const std::string& id) {
+    std::lock_guard lock(heardMutex);
+    heard.push_back(id + " failed");
+  };
+  const auto heardSoFar = [&] {
+    std::lock_guard lock(heardMutex);
+    auto sorted = heard;
+    std::sort(sorted.begin(), sorted.end());
+    return sorted;
+  };
+  const auto ask = [&](std::uint32_t type, const std::string& id, std::optional<std::string> label = std::nullopt) {
+    TAVOInAppRequest request(type);
+    request.customId = id;
+    request.label = std::move(label);
+    request.requestDelegate = delegate;
+    TAVOLegacy::inAppMessage(&request);
+  };
+  ask(TAVOInAppRequest::StartView, "startview");
+  ask(TAVOInAppRequest::AdBall, "adball");
+  ask(TAVOInAppRequest::Strip, "strip");
+  ask(TAVOInAppRequest::Banner, "banner");
+  ask(TAVOInAppRequest::Banner, "empty slot", "nowhere");
+  ask(TAVOInAppRequest::TabBar, "tab");  // no host tab bar controller: refused
+  EXPECT_TRUE(
+      env.logged("TAVOLogger: 4 - There's not TabBarController defined for Dynamic Tab. Check tAVo Documentation"));
+  // The dynamic tab's check as it goes once the host has a tab bar controller.
+  TAVOInAppRequest tabRequest(TAVOInAppRequest::TabBar);
+  tabRequest.customId = "tab";
+  tabRequest.requestDelegate = delegate;
+  auto tab = std::make_shared<TAVOCheckTabBar>();
+  tab->initWithRequest(tabRequest);
+  TAVOController::sharedInstance().requestController()->addOperationToQueue(
+      TAVOOperation::operationWithTransmitObject(tab));
+  ASSERT_TRUE(settleUntil([&] { return heardSoFar().size() == 6; })) << arrivals(emulator);
+  EXPECT_EQ(heardSoFar(), (std::vector<std::string>{"adball campaign", "banner campaign", "empty slot none",
+                                                    "startview campaign", "strip campaign", "tab campaign"}));
+  // Each campaign was counted and reached its format's view.
+  const auto store = TAVOController::sharedInstance().dataStoreController();
+  for (const auto& [key, format] :
+       std::vector<std::pair<std::string, std::string>>{{"501_startview", "start view"},
+                                                        {"502_banner", "banner"},
+                                                        {"503_adball", "AdBall"},
+                                                        {"504_strip", "strip"},
+                                                        {"505_dynamictab", "dynamic tab"}}) {
+    EXPECT_EQ(store->campaignTimesShown("TAVO_" + key), 1) << key;
+    EXPECT_TRUE(env.logged("TAVOLogger: 8 - Campaign " + key.substr(0, 3) + " not shown: the " + format +
+                           " format has no view in this build"))
+        << key;
+  }
+
+  // A refused answer reaches the delegate as a failure, and the check is dropped, not sent again.
+  emulator.answerStatus(500);
+  ask(TAVOInAppRequest::StartView, "refused");
+  ASSERT_TRUE(settleUntil([&] { return heardSoFar().size() == 7; })) << arrivals(emulator);
+  EXPECT_EQ(heardSoFar(),
+            (std::vector<std::string>{"adball campaign", "banner campaign", "empty slot none", "refused failed",
+                                      "startview campaign", "strip campaign", "tab campaign"}));
+  EXPECT_EQ(store->campaignTimesShown("TAVO_501_startview"), 1);
+
+  TAVOLegacy::sendImpression(TAVOCampaign::StartView, "501");
+  TAVOLegacy::sendClick(TAVOCampaign::StartView, "501");
+  TAVOLegacy::sendClick(TAVOCampaign::StartView, "501");
+  env.platform().mainLoop->runFor(11);  // a queue period: the batch of events goes out
+  const auto tally = [&](int type, const std::string& id) {
+    for (const auto& entry : emulator.inAppEntries())
+      if (entry.campaignType == type && entry.campaignId == id) return entry;
+    return InAppLedger::Entry{};
+  };
+  ASSERT_TRUE(settleUntil([&] { return tally(2, "501").clicks == 2; })) << arrivals(emulator);
+  EXPECT_EQ(tally(2, "501").checks, 1);
+  EXPECT_EQ(tally(2, "501").impressions, 1);
+  EXPECT_EQ(tally(2, "").checks, 1);  // the refused one
+  EXPECT_EQ(tally(5, "").checks, 1);  // the empty slot
+  EXPECT_EQ(tally(3, "505").checks, 1);
+  std::size_t startViewChecks = 0;
+  for (const auto& request : emulator.requests())
+    for (const auto& operation : request.operations) startViewChecks += operation.value("type", "") == "webview";
+  EXPECT_EQ(startViewChecks, 2u);
+  Client client(emulator);
+  const auto page = client.get("/");
+  ASSERT_TRUE(page);
+  EXPECT_NE(page->body.find("webview: campaign 501"), std::string::npos);
+  EXPECT_NE(page->body.find("banner: no campaign"), std::string::npos);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/MutexLock.h"
+
 namespace tavo::emulator {
 
 namespace {
@@ -26,46 +28,46 @@ std::string FailureSwitches::Plan::description() const {
 }
 
 void FailureSwitches::refuseConnections(int count) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   refuse_ = std::max(count, 0);
 }
 
 void FailureSwitches::answerStatus(int status, int count) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   status_ = status;
   statusCount_ = std::max(count, 0);
 }
 
 void FailureSwitches::answerNotJSON(int count) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   notJSON_ = std::max(count, 0);
 }
 
 void FailureSwitches::closeMidBody(int count) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   closeMidBody_ = std::max(count, 0);
 }
 
 void FailureSwitches::delayAnswers(int milliseconds, int count) {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   delayMilliseconds_ = std::max(milliseconds, 0);
   delayCount_ = std::max(count, 0);
 }
 
 void FailureSwitches::reset() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   refuse_ = statusCount_ = notJSON_ = closeMidBody_ = delayCount_ = 0;
 }
 
 bool FailureSwitches::takeRefusal() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   if (!takeOne(refuse_)) return false;
   ++refused_;
   return true;
 }
 
 FailureSwitches::Plan FailureSwitches::takePlan() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   Plan plan;
   if (takeOne(statusCount_)) plan.status = status_;
   plan.notJSON = takeOne(notJSON_);
@@ -75,12 +77,12 @@ FailureSwitches::Plan FailureSwitches::takePlan() {
 }
 
 std::size_t FailureSwitches::refusedConnections() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return refused_;
 }
 
 nlohmann::ordered_json FailureSwitches::state() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return {{"refuseConnections", refuse_},
           {"answerStatus", {{"status", status_}, {"count", statusCount_}}},
           {"answerNotJSON", notJSON_},

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+
+#include "platform/Mutex.h"
 
 namespace tavo::emulator {
 
@@ -44,15 +45,15 @@ class FailureSwitches {
   nlohmann::ordered_json state() const;
 
  private:
-  mutable std::mutex mutex_;
-  int refuse_ = 0;
-  int statusCount_ = 0;
-  int status_ = 0;
-  int notJSON_ = 0;
-  int closeMidBody_ = 0;
-  int delayCount_ = 0;
-  int delayMilliseconds_ = 0;
-  std::size_t refused_ = 0;
+  mutable platform::Mutex mutex_;
+  int refuse_ GUARDED_BY(mutex_) = 0;
+  int statusCount_ GUARDED_BY(mutex_) = 0;
+  int status_ GUARDED_BY(mutex_) = 0;
+  int notJSON_ GUARDED_BY(mutex_) = 0;
+  int closeMidBody_ GUARDED_BY(mutex_) = 0;
+  int delayCount_ GUARDED_BY(mutex_) = 0;
+  int delayMilliseconds_ GUARDED_BY(mutex_) = 0;
+  std::size_t refused_ GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace tavo::emulator

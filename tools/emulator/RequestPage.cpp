@@ -18,7 +18,26 @@ std::string lines(const std::vector<std::string>& items) {
 std::string answerCell(const RecordedRequest& request) {
   std::string answer = std::to_string(request.answerStatus);
   if (!request.failure.empty()) answer += " (" + request.failure + ")";
-  return RequestPage::escaped(answer);
+  std::string cell = RequestPage::escaped(answer);
+  // Which campaign each in-app check got.
+  for (const auto& check : InAppLedger::checkOutcomes(request))
+    cell += "<br>" + RequestPage::escaped(check.checkType + ": " +
+                                          (check.campaignId.empty() ? "no campaign" : "campaign " + check.campaignId));
+  return cell;
+}
+
+std::string inAppTable(const std::vector<InAppLedger::Entry>& entries) {
+  if (entries.empty()) return "<p>In-app: no check, impression or click yet.</p>\n";
+  std::string table =
+      "<h2>In-app campaigns</h2>\n<table><tr><th>campaign type</th><th>campaign</th><th>checks answered</th>"
+      "<th>impressions</th><th>clicks</th></tr>\n";
+  for (const auto& entry : entries) {
+    table += "<tr><td>" + std::to_string(entry.campaignType) + "</td><td>" +
+             RequestPage::escaped(entry.campaignId.empty() ? "(none)" : entry.campaignId) + "</td><td>" +
+             std::to_string(entry.checks) + "</td><td>" + std::to_string(entry.impressions) + "</td><td>" +
+             std::to_string(entry.clicks) + "</td></tr>\n";
+  }
+  return table + "</table>\n<h2>Requests</h2>\n";
 }
 
 }  // namespace
@@ -40,7 +59,8 @@ std::string RequestPage::escaped(std::string_view text) {
 }
 
 std::string RequestPage::html(const std::vector<RecordedRequest>& newestFirst, std::size_t total,
-                              const std::string& baseURL, const ordered_json& switches) {
+                              const std::string& baseURL, const ordered_json& switches,
+                              const std::vector<InAppLedger::Entry>& inApp) {
   std::string page =
       "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><meta http-equiv=\"refresh\" content=\"3\">"
       "<title>TAVO emulator</title><style>"
@@ -51,6 +71,7 @@ std::string RequestPage::html(const std::vector<RecordedRequest>& newestFirst, s
   page += "<p>Base URL <code>" + escaped(baseURL) + "</code>: " + std::to_string(total) +
           " requests received (newest first). <a href=\"/requests.json\">JSON</a></p>\n";
   page += "<p>Failure switches: <code>" + escaped(switches.dump()) + "</code></p>\n";
+  page += inAppTable(inApp);
   page +=
       "<table><tr><th>#</th><th>time (UTC)</th><th>action</th><th>operations</th><th>key parameters</th>"
       "<th>answer</th></tr>\n";

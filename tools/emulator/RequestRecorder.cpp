@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "emulator/SqliteStatement.h"
+#include "platform/MutexLock.h"
 
 namespace tavo::emulator {
 
@@ -53,7 +54,7 @@ void RequestRecorder::record(RecordedRequest& request) {
   if (request.time.empty()) request.time = timestamp(std::chrono::system_clock::now());
   json headers = json::array();
   for (const auto& [name, value] : request.headerFields) headers.push_back(json::array({name, value}));
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   request.id = database_->withConnection([&](sqlite3* connection) {
     SqliteStatement insert(connection,
                            "INSERT INTO requests (time, action, header_fields, body, kind, operations, api_user,"
@@ -75,7 +76,7 @@ void RequestRecorder::record(RecordedRequest& request) {
     return id.integer(0);
   });
   ++count_;
-  recorded_.notify_all();
+  recorded_.notifyAll();
 }
 
 std::vector<RecordedRequest> RequestRecorder::select(const char* order, std::int64_t limit) const {
@@ -113,17 +114,21 @@ std::vector<RecordedRequest> RequestRecorder::latest(std::size_t limit) const {
 }
 
 std::size_t RequestRecorder::requestCount() const {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   return count_;
 }
 
 bool RequestRecorder::waitForRequests(std::size_t count, double timeoutSeconds) const {
-  std::unique_lock lock(mutex_);
-  return recorded_.wait_for(lock, std::chrono::duration<double>(timeoutSeconds), [&] { return count_ >= count; });
+  const auto deadline =
+      std::chrono::steady_clock::now() +
+      std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(timeoutSeconds));
+  platform::MutexLock lock(mutex_);
+  while (count_ < count && std::chrono::steady_clock::now() < deadline) recorded_.waitUntil(mutex_, deadline);
+  return count_ >= count;
 }
 
 void RequestRecorder::clear() {
-  std::lock_guard lock(mutex_);
+  platform::MutexLock lock(mutex_);
   database_->execute("DELETE FROM requests");
   count_ = 0;
 }

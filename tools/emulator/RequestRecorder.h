@@ -1,14 +1,14 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "emulator/RecordedRequest.h"
 #include "emulator/SqliteDatabase.h"
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 
 namespace tavo::emulator {
 
@@ -38,9 +38,9 @@ class RequestRecorder {
   std::vector<RecordedRequest> select(const char* sql, std::int64_t limit) const;
 
   std::shared_ptr<SqliteDatabase> database_;
-  mutable std::mutex mutex_;  // guards count_; taken before the database, never inside it
-  mutable std::condition_variable recorded_;
-  std::size_t count_ = 0;
+  mutable platform::Mutex mutex_;  // taken before the database's, never inside it
+  mutable platform::ConditionVariable recorded_;
+  std::size_t count_ GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace tavo::emulator

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <mutex>
 #include <string>
+
+#include "platform/MutexLock.h"
 
 struct sqlite3;
 
@@ -23,7 +24,7 @@ class SqliteDatabase {
   // Runs work(connection) under the connection's lock and returns what it returns.
   template <class Work>
   auto withConnection(Work&& work) {
-    std::lock_guard lock(mutex_);
+    platform::MutexLock lock(mutex_);
     return work(db_);
   }
 
@@ -34,8 +35,8 @@ class SqliteDatabase {
 
  private:
   std::string path_;
-  std::mutex mutex_;
-  sqlite3* db_ = nullptr;
+  platform::Mutex mutex_;
+  sqlite3* db_ GUARDED_BY(mutex_) = nullptr;
 };
 
 }  // namespace tavo::emulator

@@ -37,6 +37,14 @@ WebServiceResponder::Answer textAnswer(int status, int httpStatus) {
   return {httpStatus, std::to_string(status), "text/plain"};
 }
 
+// The parameter with which a check names its campaign slot; none for the types without slots.
+const char* labelParameter(const std::string& checkType) {
+  if (checkType == "webview") return "tavo_webview_label";
+  if (checkType == "textbanner") return "tavo_strip_label";
+  if (checkType == "banner") return "label";
+  return nullptr;
+}
+
 // An HTTP status line must carry a code the client understands; the SDK reads only the body.
 int httpStatusFor(int status) { return status >= 200 && status <= 599 ? status : 200; }
 
@@ -136,7 +144,11 @@ json WebServiceResponder::inAppAnswer(const std::string& type, const std::string
       return {{"status", 200}, {"native_ads", std::move(ads)}};
     return {{"status", 200}, {"native_ad", ads.empty() ? json::object() : ads.front()}};
   }
-  if (auto campaign = fixtures_.campaign(type)) return {{"status", 200}, {"response", std::move(*campaign)}};
+  // A labelled check asks for its slot's campaign, kept under "<type>/<label>".
+  const char* labelKey = labelParameter(type);
+  const std::string label = labelKey ? text(params, labelKey) : std::string();
+  if (auto campaign = fixtures_.campaign(label.empty() ? type : type + "/" + label))
+    return {{"status", 200}, {"response", std::move(*campaign)}};
   return {{"status", 200}, {"response", "0"}};
 }
 

@@ -87,6 +87,9 @@ class TAVO_EXPORT Dictionary {
 
   // Whether both hold the very same entries: one is a copy of the other, and neither changed since.
   bool sharesEntriesWith(const Dictionary& other) const { return shared_ == other.shared_; }
+  // The entries' block, the same for every unchanged copy: what a walk of a shared graph visits once. Null
+  // while empty.
+  const void* identity() const { return shared_; }
 
   std::size_t size() const { return shared_ ? shared_->count + (shared_->base ? shared_->base->count : 0) : 0; }
   bool empty() const { return size() == 0; }
@@ -140,7 +143,8 @@ class TAVO_EXPORT Value {
   Value(unsigned long i);
   Value(unsigned long long i);
   Value(double d) : storage_(d) {}
-  Value(float f) : storage_(static_cast<double>(f)) {}
+  // A float keeps its own shortest decimal form (1/3f is 0.33333334, not the widened 0.3333333432674408).
+  Value(float f);
   Value(const char* s) : storage_(std::string(s ? s : "")) {}
   Value(std::string s) : storage_(std::move(s)) {}
   Value(std::string_view s) : storage_(std::string(s)) {}

@@ -1,4 +1,4 @@
-#include "platform/UserDefaults.h"
+#include "platform/SqliteUserDefaults.h"
 
 #include <sqlite3.h>
 
@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "platform/Exception.h"
+#include "platform/MutexLock.h"
 #include "platform/PropertyListSerialization.h"
 
 namespace tavo::platform {
@@ -37,9 +38,16 @@ class StatementRun {
   sqlite3_stmt* stmt_;
 };
 
+std::optional<Data> storable(const Value& value) {
+  auto data = PropertyListSerialization::dataWithPropertyList(value);
+  // The null object and archivable objects have no property-list form.
+  if (!data || data->size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return std::nullopt;
+  return data;
+}
+
 }  // namespace
 
-UserDefaults::UserDefaults(const std::string& path) : path_(path) {
+SqliteUserDefaults::SqliteUserDefaults(const std::string& path) : path_(path) {
   if (path != ":memory:") {
     const std::filesystem::path parent = std::filesystem::path(path).parent_path();
     std::error_code error;
@@ -48,37 +56,42 @@ UserDefaults::UserDefaults(const std::string& path) : path_(path) {
       if (error) throw Exception(kOpenFailed, "cannot create " + parent.string() + ": " + error.message());
     }
   }
-  int rc =
-      sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+  sqlite3* db = nullptr;
+  const int rc =
+      sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
   auto fail = [&](const std::string& what) {
-    const std::string reason = what + " " + path + ": " + (db_ ? sqlite3_errmsg(db_) : "out of memory");
-    sqlite3_close_v2(db_);
-    db_ = nullptr;
+    const std::string reason = what + " " + path + ": " + (db ? sqlite3_errmsg(db) : "out of memory");
+    sqlite3_close_v2(db);
     throw Exception(kOpenFailed, reason);
   };
   if (rc != SQLITE_OK) fail("cannot open");
-  sqlite3_busy_timeout(db_, kBusyTimeoutMs);
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
   // WAL lets a second connection read while one writes; FULL syncs every commit, so a write that has
   // returned survives a crash of the process or of the machine.
   for (const char* sql : {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL",
                           "CREATE TABLE IF NOT EXISTS defaults (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL)"}) {
-    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail("cannot set up");
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail("cannot set up");
   }
-  if (sqlite3_db_readonly(db_, "main") == 1) fail("cannot write to");
+  if (sqlite3_db_readonly(db, "main") == 1) fail("cannot write to");
+  db_ = db;
 }
 
-UserDefaults::~UserDefaults() {
+SqliteUserDefaults::~SqliteUserDefaults() {
   for (sqlite3_stmt* kept : {select_, upsert_, delete_}) sqlite3_finalize(kept);
   sqlite3_close_v2(db_);
 }
 
-sqlite3_stmt* UserDefaults::statement(sqlite3_stmt*& slot, const char* sql) const {
+sqlite3_stmt* SqliteUserDefaults::statement(sqlite3_stmt*& slot, const char* sql) const {
   if (!slot) sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &slot, nullptr);
   return slot;
 }
 
-std::optional<Value> UserDefaults::objectForKey(const std::string& key) const {
-  std::lock_guard lock(mutex_);
+std::optional<Value> SqliteUserDefaults::objectForKey(const std::string& key) const {
+  MutexLock lock(mutex_);
+  return lookup(key);
+}
+
+std::optional<Value> SqliteUserDefaults::lookup(const std::string& key) const {
   sqlite3_stmt* prepared = statement(select_, "SELECT value FROM defaults WHERE key = ?1");
   if (!prepared) return std::nullopt;
   StatementRun select(prepared);
@@ -91,28 +104,44 @@ std::optional<Value> UserDefaults::objectForKey(const std::string& key) const {
   return PropertyListSerialization::propertyListWithData(data);
 }
 
-bool UserDefaults::setObject(const Value& value, const std::string& key) {
-  const auto data = PropertyListSerialization::dataWithPropertyList(value);
-  if (!data) return false;  // the null object and archivable objects have no property-list form
-  if (data->size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
-  std::lock_guard lock(mutex_);
+bool SqliteUserDefaults::setObject(const Value& value, const std::string& key) {
+  const auto data = storable(value);
+  if (!data) return false;
+  MutexLock lock(mutex_);
+  return upsert(*data, key);
+}
+
+bool SqliteUserDefaults::setObjectIfUnchanged(const Value& value, const std::string& key,
+                                              const std::optional<Value>& expected) {
+  const auto data = storable(value);
+  if (!data) return false;
+  MutexLock lock(mutex_);
+  // The lock keeps this process's threads out; the immediate transaction keeps other processes out.
+  if (sqlite3_exec(db_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) return false;
+  const bool stored = lookup(key) == expected && upsert(*data, key);
+  if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK) return stored;
+  sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+  return false;
+}
+
+bool SqliteUserDefaults::upsert(const Data& data, const std::string& key) {
   sqlite3_stmt* prepared = statement(upsert_, "INSERT OR REPLACE INTO defaults (key, value) VALUES (?1, ?2)");
   if (!prepared) return false;
-  StatementRun upsert(prepared);
-  upsert.bindText(1, key);
-  sqlite3_bind_blob(upsert.get(), 2, data->data(), static_cast<int>(data->size()), SQLITE_TRANSIENT);
-  return sqlite3_step(upsert.get()) == SQLITE_DONE;
+  StatementRun run(prepared);
+  run.bindText(1, key);
+  sqlite3_bind_blob(run.get(), 2, data.data(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
+  return sqlite3_step(run.get()) == SQLITE_DONE;
 }
 
-void UserDefaults::removeObjectForKey(const std::string& key) {
-  std::lock_guard lock(mutex_);
+bool SqliteUserDefaults::removeObjectForKey(const std::string& key) {
+  MutexLock lock(mutex_);
   sqlite3_stmt* prepared = statement(delete_, "DELETE FROM defaults WHERE key = ?1");
-  if (!prepared) return;
+  if (!prepared) return false;
   StatementRun remove(prepared);
   remove.bindText(1, key);
-  sqlite3_step(remove.get());
+  return sqlite3_step(remove.get()) == SQLITE_DONE;
 }
 
-bool UserDefaults::synchronize() { return true; }
+bool SqliteUserDefaults::synchronize() { return true; }
 
 }  // namespace tavo::platform
