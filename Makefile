@@ -1,17 +1,28 @@
-# The two commands of the README: `make run` builds and runs the main job, `make test` builds and passes the
-# tests. Both install what is missing first (Debian packages, as root or through sudo).
-.PHONY: all deps build run test asan test-asan tsan test-tsan clean
+# The two commands of the README (through ./make.sh, which first installs make itself where it is missing):
+# `make run` builds the main job alone and runs it, `make test` builds everything and passes the tests. Both
+# install the Debian packages they need first (as root or through sudo). One line per step.
+.PHONY: all deps deps-run configure build run test asan test-asan tsan test-tsan clean
 
 all: build
 
 deps:
-	@scripts/install-deps
+	@scripts/install-deps all
 
-build: deps
+deps-run:
+	@scripts/install-deps run
+
+configure:
+	@echo "configure: build/default"
 	@cmake --preset default >/dev/null
-	@cmake --build --preset default
 
-run: build
+build: deps configure
+	@echo "build: everything (libtavo, tools, tests, benchmarks)"
+	@cmake --build --preset default -- --quiet
+
+# The demo and what it links, nothing else: the tests and benchmarks wait for `make test`.
+run: deps-run configure
+	@echo "build: tavo-demo"
+	@cmake --build --preset default --target tavo-demo -- --quiet
 	@./build/default/tools/demo/tavo-demo
 
 test: build

@@ -128,8 +128,10 @@ TEST_F(TAVOControllerTest, ResetSendsWhatWasGatheredThenClearsTheStoreAndStateBu
   controller.persistCurrentUser();
   const auto delegate = std::make_shared<TAVOInAppMessageDelegate>();
   controller.addInAppDelegate(delegate);
+  const auto before = controller.requestController();
 
   controller.reset();
+  before->queue()->waitUntilAllOperationsAreFinished();  // the old life's answers are handled before the end
 
   EXPECT_EQ(sent("gathered"), 1u);
   EXPECT_EQ(controller.connectionStatus(), TAVOController::NotStarted);

@@ -127,7 +127,8 @@ platform::Color TAVOUtils::hexaStrToColor(const std::string& hex) {
 std::string TAVOUtils::newDateWithDefaultTimezone() { return newDateWithTimezone(platform::TimeZone::utc()); }
 
 std::string TAVOUtils::newDateWithTimezone(const std::optional<platform::TimeZone>& zone) {
-  return dateToString(platform::Platform::shared().clock->now(), kDefaultDateFormat, zone);
+  static const std::string format(kDefaultDateFormat);  // every payload's time stamp: not a new string each time
+  return dateToString(platform::Platform::shared().clock->now(), format, zone);
 }
 
 std::string TAVOUtils::dateToString(platform::Date date, const std::string& format,

@@ -62,7 +62,7 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
 
   platform::Array wire;
   wire.reserve(operations.size());
-  for (const auto& operation : operations) wire.emplace_back(operation->objectData);
+  for (const auto& operation : operations) wire.emplace_back(operation->wireForm());
   platform::Dictionary body{{"operations", Value(std::move(wire))}};
   request->HTTPBody = encodeParametersWithArray(body);
   if (!request->HTTPBody) {
@@ -71,10 +71,10 @@ std::shared_ptr<TAVORequest> TAVORequest::requestWithOperations(
     std::vector<std::shared_ptr<TAVOOperation>> writable;
     platform::Array kept;
     for (const auto& operation : operations) {
-      const platform::Dictionary alone{{"operations", Value(platform::Array{Value(operation->objectData)})}};
+      const platform::Dictionary alone{{"operations", Value(platform::Array{Value(operation->wireForm())})}};
       if (platform::JSONSerialization::isValidJSONObject(Value(alone))) {
         writable.push_back(operation);
-        kept.emplace_back(operation->objectData);
+        kept.emplace_back(operation->wireForm());
       } else {
         TAVOLogger::log("Operation left out of the batch: its data cannot be written as JSON");
         request->unwritableOperations.push_back(operation);

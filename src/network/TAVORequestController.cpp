@@ -135,7 +135,11 @@ void TAVORequestController::sendOperations() {
   std::vector<std::shared_ptr<TAVOOperation>> batch;
   {
     platform::MutexLock lock(mutex_);
-    if (operations_) batch.swap(*operations_);
+    if (operations_) {
+      batch.swap(*operations_);
+      // The next window is likely as busy as this one: gathering it then never moves the list to grow it.
+      operations_->reserve(batch.size());
+    }
   }
   if (batch.empty()) {
     TAVOLogger::logAndType("Operations queue is empty", TAVOLogger::Verbose);

@@ -1,24 +1,69 @@
 #include "persistence/TAVOTransmitObject.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
 #include "platform/JSONSerialization.h"
+#include "platform/MutexLock.h"
 #include "tracking/TAVOUser.h"
 #include "tracking/TAVOUserController.h"
 
 namespace tavo {
 
-void TAVOTransmitObject::init() {
-  auto& controller = TAVOController::sharedInstance();
-  if (auto users = controller.userController()) objectData = users->basicUserInfo();
-  if (getAction() == "check" || getType() == "event") objectData.set("tavo_impression_delegate", true);
-  appendUserData();
+namespace {
+
+// What payloads start from is the same for every payload until the common parameters, the user or the kind
+// of payload changes: it is made once and shared, each payload then holding only what it adds.
+struct Seed {
+  platform::Dictionary common;
+  std::shared_ptr<const TAVOUser> user;
+  platform::Dictionary parameters;
+};
+
+struct Seeds {
+  platform::Mutex mutex;
+  std::optional<Seed> byFlag[2] GUARDED_BY(mutex);  // without and with "tavo_impression_delegate"
+};
+
+Seeds& seeds() {
+  static Seeds cache;
+  return cache;
 }
 
-void TAVOTransmitObject::appendUserData() {
-  const auto user = TAVOController::sharedInstance().currentUser();
+}  // namespace
+
+void TAVOTransmitObject::init() {
+  auto& controller = TAVOController::sharedInstance();
+  const bool impressionDelegate = getAction() == "check" || getType() == "event";
+  const auto users = controller.userController();
+  if (!users) {
+    if (impressionDelegate) objectData.set("tavo_impression_delegate", true);
+    appendUserData(controller.currentUser());
+    return;
+  }
+  platform::Dictionary common = users->basicUserInfo();
+  const auto user = controller.currentUser();
+  auto& cache = seeds();
+  {
+    platform::MutexLock lock(cache.mutex);
+    const auto& seed = cache.byFlag[impressionDelegate];
+    if (seed && seed->common.sharesEntriesWith(common) && seed->user == user) {
+      objectData = seed->parameters;
+      return;
+    }
+  }
+  // A standalone copy of the common parameters, so that the payloads sharing it hold only what they add.
+  objectData = platform::Dictionary();
+  objectData.addEntriesFromDictionary(common);
+  if (impressionDelegate) objectData.set("tavo_impression_delegate", true);
+  appendUserData(user);
+  platform::MutexLock lock(cache.mutex);
+  cache.byFlag[impressionDelegate] = Seed{std::move(common), user, objectData};
+}
+
+void TAVOTransmitObject::appendUserData(const std::shared_ptr<const TAVOUser>& user) {
   if (!user) return;
   if (user->tAVoUserID) objectData.set("eid", *user->tAVoUserID);
   if (user->userMail) objectData.set("email", *user->userMail);

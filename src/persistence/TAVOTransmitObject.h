@@ -9,6 +9,8 @@
 
 namespace tavo {
 
+class TAVOUser;
+
 // Base of everything sent to the web service. It owns the payload's parameters (objectData), which start
 // from the common user and device parameters, and serialises them to JSON.
 //
@@ -35,7 +37,7 @@ class TAVOTransmitObject : public std::enable_shared_from_this<TAVOTransmitObjec
   // Starts objectData from the common parameters, marks payloads whose answers may carry in-app content,
   // and adds the current user's server id and mail.
   virtual void init();
-  void appendUserData();
+  void appendUserData(const std::shared_ptr<const TAVOUser>& user);
   // Copies the host's extras into objectData, refusing (with "ReservedKeyUsed") the keys the SDK owns.
   void addExtraData(const platform::Dictionary& extras);
 

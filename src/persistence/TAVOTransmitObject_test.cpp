@@ -54,6 +54,26 @@ TEST_F(TransmitObjectTest, StartsFromTheCommonParametersAndTheCurrentUsersIds) {
   EXPECT_EQ(*known->objectData.find("email"), Value("ana@example.com"));
 }
 
+// Payloads share what they start from while nothing changes: a fact that changes shows in the next payload,
+// and what one payload adds or changes shows in no other.
+TEST_F(TransmitObjectTest, SharedStartingParametersFollowEveryChangeAndStayApart) {
+  auto first = make<EventLike>();
+  first->objectData.set("eventName", "first");
+  first->objectData.set("udid", "changed by one payload");
+  auto second = make<EventLike>();
+  EXPECT_FALSE(second->objectData.contains("eventName"));
+  EXPECT_NE(*second->objectData.find("udid"), Value("changed by one payload"));
+
+  env.platform().device->setSysctlValue("hw.machine", "iPhone15,2");
+  EXPECT_EQ(*make<EventLike>()->objectData.find("device"), Value("iPhone15,2"));
+  EXPECT_NE(*second->objectData.find("device"), Value("iPhone15,2"));
+  env.platform().device->setTracking(true, platform::Device::Authorized, "6D92078A-8246-4BA4-AE5B-76104861E7DC");
+  EXPECT_EQ(*make<CheckLike>()->objectData.find("idfa"), Value("6D92078A-8246-4BA4-AE5B-76104861E7DC"));
+  const Value stamp = *second->objectData.find("tavo_timestamp");
+  env.clock().advance(1.0);
+  EXPECT_NE(*make<EventLike>()->objectData.find("tavo_timestamp"), stamp);
+}
+
 TEST_F(TransmitObjectTest, ReservedExtraKeysAreRefusedOneByOne) {
   auto object = make<TAVOTransmitObject>();
   const Value udid = *object->objectData.find("udid");

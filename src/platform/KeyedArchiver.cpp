@@ -130,9 +130,10 @@ struct KeyedArchiver::State {
         return uid;
       }
       case Value::Type::Dictionary: {
-        if (const auto* uid = writtenAs(value.asDictionary())) return *uid;
+        const void* identity = value.asDictionary()->identity();
+        if (const auto* uid = identity ? writtenAs(identity) : nullptr) return *uid;
         const std::uint64_t uid = reserve();
-        remember(value, value.asDictionary(), uid);
+        if (identity) remember(value, identity, uid);
         Node keys = own(plist_new_array());
         Node members = own(plist_new_array());
         for (const auto& [key, item] : *value.asDictionary()) {

@@ -235,6 +235,18 @@ TEST(KeyedArchiver, APartReachedTwiceIsArchivedOnceAndNoWalkUnfoldsTheGraph) {
   EXPECT_LT(description.size(), 1u << 20);  // refused early, not after megabytes
 }
 
+// The same with dictionaries, which share their entries between copies rather than by address.
+TEST(KeyedArchiver, ADictionaryReachedTwiceIsWalkedOnce) {
+  Value level = Dictionary{{"leaf", 1}};
+  for (int i = 0; i < 60; ++i) level = Dictionary{{"a", level}, {"b", level}};
+  const Data archive = KeyedArchiver::archivedDataWithRootObject(level);
+  EXPECT_LT(archive.size(), 8192u);
+  const auto reread = KeyedUnarchiver::unarchiveObjectWithData(archive);
+  ASSERT_TRUE(reread);
+  EXPECT_EQ(*reread, level);
+  EXPECT_FALSE(JSONSerialization::dataWithJSONObject(level));
+}
+
 // Text is copied at each reference: one long string referenced from everywhere is a hostile archive too.
 TEST(KeyedUnarchiver, TextRepeatedFarBeyondTheArchivesSizeIsRefused) {
   const Value text(std::string(8 << 10, 't'));

@@ -1,11 +1,14 @@
 #include "tavo/platform/Value.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <unordered_set>
 #include <utility>
@@ -194,7 +197,8 @@ class Comparison {
       case T::Date: return *a.asDate() == *b.asDate();
       case T::Array: return once(a.asArray(), b.asArray(), [&] { return equal(*a.asArray(), *b.asArray()); });
       case T::Dictionary:
-        return once(a.asDictionary(), b.asDictionary(), [&] { return equal(*a.asDictionary(), *b.asDictionary()); });
+        return once(a.asDictionary()->identity(), b.asDictionary()->identity(),
+                    [&] { return equal(*a.asDictionary(), *b.asDictionary()); });
       case T::Object: return *a.asObject() == *b.asObject();
       default: return false;
     }
@@ -266,7 +270,7 @@ Value::Value(unsigned long long i)
                    ? Storage(static_cast<double>(i))
                    : Storage(static_cast<std::int64_t>(i))) {}
 Value::Value(Array a) : storage_(std::make_shared<const Array>(std::move(a))) {}
-Value::Value(Dictionary d) : storage_(std::make_shared<const Dictionary>(std::move(d))) {}
+Value::Value(Dictionary d) : storage_(std::move(d)) {}
 Value::Value(std::shared_ptr<Codable> object) {
   if (object) storage_ = std::move(object);
 }
@@ -288,10 +292,7 @@ const Array* Value::asArray() const {
   const auto* p = std::get_if<std::shared_ptr<const Array>>(&storage_);
   return p ? p->get() : nullptr;
 }
-const Dictionary* Value::asDictionary() const {
-  const auto* p = std::get_if<std::shared_ptr<const Dictionary>>(&storage_);
-  return p ? p->get() : nullptr;
-}
+const Dictionary* Value::asDictionary() const { return std::get_if<Dictionary>(&storage_); }
 const std::shared_ptr<Codable>* Value::asObject() const { return std::get_if<std::shared_ptr<Codable>>(&storage_); }
 
 Array& Value::mutableArray() {
@@ -302,10 +303,9 @@ Array& Value::mutableArray() {
 }
 
 Dictionary& Value::mutableDictionary() {
-  auto* p = std::get_if<std::shared_ptr<const Dictionary>>(&storage_);
-  if (!p) throw std::logic_error("Value is not a dictionary");
-  if (p->use_count() > 1) *p = std::make_shared<const Dictionary>(**p);
-  return const_cast<Dictionary&>(**p);  // sole owner now: safe to mutate
+  auto* d = std::get_if<Dictionary>(&storage_);
+  if (!d) throw std::logic_error("Value is not a dictionary");
+  return *d;  // copies its entries itself when they are shared
 }
 
 std::int64_t Value::integerValue() const {
@@ -384,14 +384,18 @@ const Value* Value::get(std::string_view key) const {
 
 bool operator==(const Value& a, const Value& b) { return Comparison().equal(a, b); }
 
+namespace {
+
+// A dictionary copied and then added to keeps shared entries of at least this many as its base; fewer are
+// cheaper to copy than to look through twice.
+constexpr std::size_t kSharedBaseFrom = 8;
+
+}  // namespace
+
 Dictionary::Dictionary(std::initializer_list<Entry> entries) {
   if (entries.size() == 0) return;
-  ownEntries().reserve(entries.size());
+  reshape(entries.size(), false);
   for (const auto& entry : entries) set(entry.first, entry.second);
-}
-
-Dictionary::Dictionary(const Dictionary& other) noexcept : shared_(other.shared_) {
-  if (shared_) shared_->owners.fetch_add(1, std::memory_order_relaxed);
 }
 
 Dictionary& Dictionary::operator=(const Dictionary& other) noexcept {
@@ -405,42 +409,81 @@ Dictionary& Dictionary::operator=(Dictionary&& other) noexcept {
   return *this;
 }
 
-Dictionary::~Dictionary() { release(shared_); }
+Dictionary::Shared* Dictionary::allocate(std::size_t capacity) {
+  auto* shared = new (::operator new(sizeof(Shared) + capacity * sizeof(Entry))) Shared;
+  shared->capacity = static_cast<std::uint32_t>(capacity);
+  return shared;
+}
 
 void Dictionary::release(Shared* shared) noexcept {
   // The last owner's release also orders every other owner's reads before the entries are destroyed.
-  if (shared && shared->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) delete shared;
+  if (!shared || shared->owners.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  std::destroy_n(shared->entries(), shared->count);
+  Shared* base = shared->base;
+  shared->~Shared();
+  ::operator delete(shared);
+  release(base);
 }
 
-std::vector<Dictionary::Entry>& Dictionary::ownEntries() {
-  if (!shared_) {
-    shared_ = new Shared;
-  } else if (shared_->owners.load(std::memory_order_acquire) != 1) {
-    // Acquire: the other owners' reads of the entries are over before this one changes its own.
-    auto copy = std::make_unique<Shared>();
-    copy->entries = shared_->entries;
-    release(std::exchange(shared_, copy.release()));
+void Dictionary::reshape(std::size_t more, bool flatten) {
+  Shared* old = shared_;
+  if (!old) {
+    shared_ = allocate(std::max<std::size_t>(more, 4));
+    return;
   }
-  return shared_->entries;
+  // Acquire: the other owners' reads of the entries are over before this one changes its own.
+  const bool exclusive = old->owners.load(std::memory_order_acquire) == 1;
+  const bool fold = flatten && old->base;
+  if (exclusive && !fold && old->count + more <= old->capacity) return;
+
+  // The base the result keeps: the old one's, or the old entries themselves when they are shared and many.
+  Shared* base = fold ? nullptr : old->base;
+  const bool layer = more > 0 && !fold && !exclusive && !old->base && old->count >= kSharedBaseFrom;
+  if (layer) base = old;
+  const std::size_t kept = layer ? 0 : (fold ? old->base->count : 0) + old->count;
+  const std::size_t needed = kept + more;
+  std::size_t capacity = exclusive && !fold ? 2 * std::size_t{old->capacity} : needed;
+  capacity = std::max({capacity, needed, std::size_t{base ? 2u : 4u}});
+
+  Shared* fresh = allocate(capacity);
+  if (base) base->owners.fetch_add(1, std::memory_order_relaxed);
+  fresh->base = base;
+  Entry* out = fresh->entries();
+  if (fold) out = std::uninitialized_copy_n(old->base->entries(), old->base->count, out);
+  if (!layer) {
+    if (exclusive)
+      std::uninitialized_move_n(old->entries(), old->count, out);
+    else
+      std::uninitialized_copy_n(old->entries(), old->count, out);
+  }
+  fresh->count = static_cast<std::uint32_t>(kept);
+  release(std::exchange(shared_, fresh));
 }
 
-std::ptrdiff_t Dictionary::indexOf(std::string_view key) const {
-  if (!shared_) return -1;
-  const auto& entries = shared_->entries;
-  for (std::size_t i = 0; i < entries.size(); ++i)
-    if (entries[i].first == key) return static_cast<std::ptrdiff_t>(i);
-  return -1;
+Dictionary::Location Dictionary::locate(std::string_view key) const {
+  if (!shared_) return {};
+  for (Entry *entry = shared_->entries(), *end = entry + shared_->count; entry != end; ++entry)
+    if (entry->first == key) return {entry, false};
+  if (Shared* base = shared_->base)
+    for (Entry *entry = base->entries(), *end = entry + base->count; entry != end; ++entry)
+      if (entry->first == key) return {entry, true};
+  return {};
 }
 
 const Value* Dictionary::find(std::string_view key) const {
-  const std::ptrdiff_t index = indexOf(key);
-  return index < 0 ? nullptr : &shared_->entries[static_cast<std::size_t>(index)].second;
+  const Location found = locate(key);
+  return found.entry ? &found.entry->second : nullptr;
 }
 
 Value* Dictionary::find(std::string_view key) {
   // A value handed out for change must not be seen by the other copies.
-  const std::ptrdiff_t index = indexOf(key);
-  return index < 0 ? nullptr : &ownEntries()[static_cast<std::size_t>(index)].second;
+  Location found = locate(key);
+  if (!found.entry) return nullptr;
+  if (found.inBase || shared_->owners.load(std::memory_order_acquire) != 1) {
+    reshape(0, found.inBase);
+    found = locate(key);
+  }
+  return &found.entry->second;
 }
 
 void Dictionary::set(std::string key, Value value) {
@@ -448,17 +491,21 @@ void Dictionary::set(std::string key, Value value) {
     *existing = std::move(value);
     return;
   }
-  auto& entries = ownEntries();
-  // Dictionaries are mostly built key by key; skip the smallest steps of the vector's doubling.
-  if (entries.size() == entries.capacity()) entries.reserve(entries.empty() ? 4 : 2 * entries.size());
-  entries.emplace_back(std::move(key), std::move(value));
+  reshape(1, false);
+  new (shared_->entries() + shared_->count) Entry(std::move(key), std::move(value));
+  ++shared_->count;
 }
 
 bool Dictionary::remove(std::string_view key) {
-  const std::ptrdiff_t index = indexOf(key);
-  if (index < 0) return false;
-  auto& entries = ownEntries();
-  entries.erase(entries.begin() + index);
+  const Location found = locate(key);
+  if (!found.entry) return false;
+  reshape(0, found.inBase);
+  Entry* entries = shared_->entries();
+  Entry* last = entries + shared_->count - 1;
+  Entry* at = locate(key).entry;
+  std::move(at + 1, last + 1, at);
+  std::destroy_at(last);
+  --shared_->count;
   return true;
 }
 

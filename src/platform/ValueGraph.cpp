@@ -19,8 +19,9 @@ class Measure {
  public:
   // The nodes of value's tree; each collection is entered once, later references reuse its count.
   std::uint64_t unfolded(const Value& value) {
-    const void* identity =
-        value.asArray() ? static_cast<const void*>(value.asArray()) : static_cast<const void*>(value.asDictionary());
+    const void* identity = value.asArray()        ? static_cast<const void*>(value.asArray())
+                           : value.asDictionary() ? value.asDictionary()->identity()
+                                                  : nullptr;
     if (!identity) {
       ++held_;
       return 1;

@@ -44,6 +44,44 @@ TEST(ValueModel, DictionaryKeepsInsertionOrderReplacesInPlaceAndHoldsTheNullObje
   EXPECT_EQ(d.allKeys(), (std::vector<std::string>{"a", "m", "nil", "q"}));
 }
 
+// Copies of a larger dictionary that are then added to share its entries; every change must still stay in the
+// copy that made it, in the order a flat dictionary would have.
+TEST(ValueModel, CopiesThatGrowKeepOrderAndLeaveTheOriginalAlone) {
+  Dictionary common;
+  for (int i = 0; i < 10; ++i) common.set("k" + std::to_string(i), i);
+  const Dictionary before = common;
+  Dictionary a = common;
+  a.set("own", "a");
+  EXPECT_EQ(a.allKeys().front(), "k0");
+  EXPECT_EQ(a.allKeys().back(), "own");
+  Dictionary d = a;
+  d.set("own", "d");
+  d.set("d", 1);
+  EXPECT_EQ(*a.find("own"), Value("a"));
+  EXPECT_EQ(d.size(), 12u);
+  Dictionary b = a;
+  b.set("k3", "changed");  // a key of the shared entries
+  b.set("more", 1);
+  EXPECT_TRUE(a.remove("k0"));
+  a.set("own", "a2");
+  common.set("k9", "original changed");
+
+  EXPECT_EQ(before.size(), 10u);
+  EXPECT_EQ(before.find("k9")->integerValue(), 9);
+  EXPECT_EQ(a.allKeys(), (std::vector<std::string>{"k1", "k2", "k3", "k4", "k5", "k6", "k7", "k8", "k9", "own"}));
+  EXPECT_EQ(*a.find("own"), Value("a2"));
+  EXPECT_EQ(a.find("k9")->integerValue(), 9);
+  EXPECT_EQ(b.size(), 12u);
+  EXPECT_EQ(*b.find("k3"), Value("changed"));
+  EXPECT_EQ(*b.find("own"), Value("a"));
+  EXPECT_EQ(b.allKeys().back(), "more");
+  EXPECT_EQ(b.allKeys()[3], "k3");
+  Dictionary c = b;
+  *c.find("k1") = Value("through find");
+  EXPECT_EQ(b.find("k1")->integerValue(), 1);
+  EXPECT_NE(c, b);
+}
+
 TEST(ValueModel, EqualityComparesNumbersByValueAndDictionariesWithoutOrder) {
   EXPECT_EQ(Value(1), Value(1.0));
   EXPECT_NE(Value(1), Value("1"));

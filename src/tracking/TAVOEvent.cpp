@@ -24,7 +24,8 @@ std::size_t utf16Length(const std::string& s) {
 void TAVOEvent::initWithRequest(const TAVOEventRequest& request) {
   TAVOObservableTransmitObject::initWithRequest(request);
   eventName = request.token;
-  validEvents = {kStartSessionToken};
+  static const auto startSession = std::make_shared<const std::vector<std::string>>(1, kStartSessionToken);
+  validEvents = startSession;
   checkEventLenght();
   objectData.set("eventName", eventName);
   if (isStartSession()) retrieveConfig();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,8 @@ class TAVOEvent : public TAVOObservableTransmitObject {
 
   std::string eventName;
   bool isRule = false;
-  std::vector<std::string> validEvents;
+  // The tokens of events that start a session: the same list for every event, so shared.
+  std::shared_ptr<const std::vector<std::string>> validEvents;
 };
 
 }  // namespace tavo

@@ -84,20 +84,41 @@ bool TAVOUserController::isUserTrackingDisabled() {
   return TAVOController::sharedInstance().dataStoreController()->getUserTrackingDisabled();
 }
 
+TAVOUserController::CommonFacts TAVOUserController::readCommonFacts(TAVODeviceController& device) {
+  CommonFacts facts;
+  facts.device = device.deviceModel();
+  facts.appVersion = TAVOController::sharedInstance().appVersion();
+  facts.osVersion = platform::Platform::shared().device->systemVersion();
+  facts.osBuild = device.deviceBuild();
+  facts.locale = device.currentLocale();
+  facts.timestamp = TAVOUtils::newDateWithTimezone(std::nullopt);
+  facts.timeZoneName = device.timeZoneName();
+  // The device identifiers, as addDeviceIdsToDict gives them.
+  facts.idfa = device.idfa();
+  facts.idfv = device.vendorId();
+  return facts;
+}
+
 platform::Dictionary TAVOUserController::basicUserInfo() const {
-  auto& controller = TAVOController::sharedInstance();
-  auto device = controller.deviceController();
+  auto device = TAVOController::sharedInstance().deviceController();
+  CommonFacts facts = readCommonFacts(*device);
+  platform::MutexLock lock(commonMutex_);
+  const bool sameDevice = common_ && common_->device == device;
+  if (sameDevice && common_->facts == facts) return common_->parameters;
+  std::string udid = sameDevice ? common_->udid : device->deviceUUID();
   platform::Dictionary info;
-  info.set("udid", device->deviceUUID());
-  info.set("device", device->deviceModel());
+  info.set("udid", udid);
+  info.set("device", facts.device);
   info.set("tavo_build", kTAVOSDKBuildVersion);
-  info.set("app_version", controller.appVersion());
-  info.set("os_version", platform::Platform::shared().device->systemVersion());
-  if (auto build = device->deviceBuild()) info.set("os_build", *build);
-  info.set("tavo_accept_language", device->currentLocale());
-  info.set("tavo_timestamp", TAVOUtils::newDateWithTimezone(std::nullopt));
-  info.set("tavo_timezone_name", device->timeZoneName());
-  device->addDeviceIdsToDict(info);
+  info.set("app_version", facts.appVersion);
+  info.set("os_version", facts.osVersion);
+  if (facts.osBuild) info.set("os_build", *facts.osBuild);
+  info.set("tavo_accept_language", facts.locale);
+  info.set("tavo_timestamp", facts.timestamp);
+  info.set("tavo_timezone_name", facts.timeZoneName);
+  if (facts.idfa) info.set("idfa", *facts.idfa);
+  if (facts.idfv) info.set("idfv", *facts.idfv);
+  common_ = CommonParameters{std::move(device), std::move(udid), std::move(facts), info};
   return info;
 }
 

@@ -12,6 +12,8 @@
 
 namespace tavo {
 
+class TAVODeviceController;
+
 // Loads and saves the current user and builds the dictionary of user and device facts that every payload
 // starts from.
 class TAVOUserController {
@@ -25,7 +27,9 @@ class TAVOUserController {
   static void disableUserTracking(bool deleteUser);
   static bool isUserTrackingDisabled();
 
-  // The common parameters of every payload: identification of the device, the app and the moment.
+  // The common parameters of every payload: identification of the device, the app and the moment. Built
+  // again only when one of the facts changed (the time stamp does once a second); until then every payload
+  // shares the same dictionary.
   platform::Dictionary basicUserInfo() const;
   // The user's full profile: the server's data, the common parameters, then the host's ids and the token.
   platform::Dictionary prepareUserInfo() const;
@@ -47,6 +51,31 @@ class TAVOUserController {
   std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate() const;
 
  private:
+  // The facts the common parameters are made of, as read, but the installation id: a device controller reads
+  // that once and keeps it.
+  struct CommonFacts {
+    std::string device;
+    std::string appVersion;
+    std::string osVersion;
+    std::optional<std::string> osBuild;
+    std::string locale;
+    std::string timestamp;
+    std::string timeZoneName;
+    std::optional<std::string> idfa;
+    std::optional<std::string> idfv;
+    bool operator==(const CommonFacts&) const = default;
+  };
+  struct CommonParameters {
+    std::shared_ptr<TAVODeviceController> device;
+    std::string udid;
+    CommonFacts facts;
+    platform::Dictionary parameters;
+  };
+  static CommonFacts readCommonFacts(TAVODeviceController& device);
+
+  mutable platform::Mutex commonMutex_;
+  mutable std::optional<CommonParameters> common_ GUARDED_BY(commonMutex_);
+
   mutable platform::Mutex attributionDelegateMutex_;
   std::shared_ptr<TAVOInstallAttributionDelegate> attributionDelegate_ GUARDED_BY(attributionDelegateMutex_);
 };

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,106 @@ class Value;
 
 using Data = std::vector<std::uint8_t>;
 using Array = std::vector<Value>;
+
+// A string-keyed dictionary that keeps insertion order (the order in which it enumerates and serialises).
+// Setting an existing key replaces its value in place. Copies share their entries until one of them changes
+// (copy on write), so a dictionary handed on from payload to request to wire costs a count, not a copy.
+// A larger dictionary copied and then added to keeps the entries it was copied from as a shared base and
+// holds only what was added: payloads that all start from the same common parameters share them.
+// Copies may be read and changed on different threads; one dictionary object is not itself synchronised.
+class TAVO_EXPORT Dictionary {
+ public:
+  using Entry = std::pair<std::string, Value>;
+
+  // Walks the shared base's entries, then the dictionary's own.
+  class const_iterator {
+   public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = Entry;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const Entry*;
+    using reference = const Entry&;
+
+    const_iterator() = default;
+    reference operator*() const { return *at_; }
+    pointer operator->() const { return at_; }
+    const_iterator& operator++();
+    const_iterator operator++(int) {
+      const_iterator old = *this;
+      ++*this;
+      return old;
+    }
+    friend bool operator==(const const_iterator& a, const const_iterator& b) { return a.at_ == b.at_; }
+
+   private:
+    friend class Dictionary;
+    const_iterator(const Entry* at, const Entry* end, const Entry* next, const Entry* nextEnd)
+        : at_(at), end_(end), next_(next), nextEnd_(nextEnd) {}
+    const Entry* at_ = nullptr;
+    const Entry* end_ = nullptr;
+    const Entry* next_ = nullptr;  // the own entries, while walking the base's
+    const Entry* nextEnd_ = nullptr;
+  };
+
+  Dictionary() = default;
+  Dictionary(std::initializer_list<Entry> entries);
+  Dictionary(const Dictionary& other) noexcept : shared_(other.shared_) {
+    if (shared_) shared_->owners.fetch_add(1, std::memory_order_relaxed);
+  }
+  Dictionary(Dictionary&& other) noexcept : shared_(std::exchange(other.shared_, nullptr)) {}
+  Dictionary& operator=(const Dictionary& other) noexcept;
+  Dictionary& operator=(Dictionary&& other) noexcept;
+  ~Dictionary() {
+    if (shared_) release(shared_);
+  }
+
+  const Value* find(std::string_view key) const;
+  Value* find(std::string_view key);
+  bool contains(std::string_view key) const { return find(key) != nullptr; }
+  void set(std::string key, Value value);
+  bool remove(std::string_view key);
+  // Adds every entry of other, replacing values of keys present in both.
+  void addEntriesFromDictionary(const Dictionary& other);
+  std::vector<std::string> allKeys() const;
+
+  // Whether both hold the very same entries: one is a copy of the other, and neither changed since.
+  bool sharesEntriesWith(const Dictionary& other) const { return shared_ == other.shared_; }
+  // The entries' block, the same for every unchanged copy: what a walk of a shared graph visits once. Null
+  // while empty.
+  const void* identity() const { return shared_; }
+
+  std::size_t size() const { return shared_ ? shared_->count + (shared_->base ? shared_->base->count : 0) : 0; }
+  bool empty() const { return size() == 0; }
+  const_iterator begin() const;
+  const_iterator end() const;
+
+  friend TAVO_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
+
+ private:
+  // One block: this header, then the entries. A base never has a base of its own.
+  struct Shared {
+    std::atomic<std::size_t> owners{1};
+    Shared* base = nullptr;
+    std::uint32_t count = 0;
+    std::uint32_t capacity = 0;
+    Entry* entries() { return reinterpret_cast<Entry*>(this + 1); }
+    const Entry* entries() const { return reinterpret_cast<const Entry*>(this + 1); }
+  };
+
+  struct Location {
+    Entry* entry = nullptr;
+    bool inBase = false;
+  };
+
+  Location locate(std::string_view key) const;
+  // Makes the entries this dictionary's own (copied when shared, the base folded in when flatten) with room
+  // for more entries of its own.
+  void reshape(std::size_t more, bool flatten);
+  static Shared* allocate(std::size_t capacity);
+  static void release(Shared* shared) noexcept;
+
+  Shared* shared_ = nullptr;  // null while empty
+};
 
 // The property-list value model: the null object, Boolean, integer, real, string, data, date, array,
 // dictionary (stable insertion order), plus a reference to an archivable object (the platform's "id").
@@ -101,60 +202,35 @@ class TAVO_EXPORT Value {
   friend TAVO_EXPORT bool operator==(const Value& a, const Value& b);
 
  private:
-  using Storage =
-      std::variant<std::monostate, bool, std::int64_t, double, std::string, std::shared_ptr<const Data>, Date,
-                   std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>, std::shared_ptr<Codable>>;
+  using Storage = std::variant<std::monostate, bool, std::int64_t, double, std::string, std::shared_ptr<const Data>,
+                               Date, std::shared_ptr<const Array>, Dictionary, std::shared_ptr<Codable>>;
   Storage storage_;
 
   void describe(std::string& out, int indent) const;
 };
 
-// A string-keyed dictionary that keeps insertion order (the order in which it enumerates and serialises).
-// Setting an existing key replaces its value in place. Copies share their entries until one of them changes
-// (copy on write), so a dictionary handed on from payload to request to wire costs a count, not a copy.
-// Copies may be read and changed on different threads; one dictionary object is not itself synchronised.
-class TAVO_EXPORT Dictionary {
- public:
-  using Entry = std::pair<std::string, Value>;
-  using const_iterator = std::vector<Entry>::const_iterator;
+inline Dictionary::const_iterator& Dictionary::const_iterator::operator++() {
+  if (++at_ == end_ && next_) {
+    at_ = next_;
+    end_ = nextEnd_;
+    next_ = nullptr;
+  }
+  return *this;
+}
 
-  Dictionary() = default;
-  Dictionary(std::initializer_list<Entry> entries);
-  Dictionary(const Dictionary& other) noexcept;
-  Dictionary(Dictionary&& other) noexcept : shared_(std::exchange(other.shared_, nullptr)) {}
-  Dictionary& operator=(const Dictionary& other) noexcept;
-  Dictionary& operator=(Dictionary&& other) noexcept;
-  ~Dictionary();
+inline Dictionary::const_iterator Dictionary::begin() const {
+  if (!shared_) return const_iterator();
+  const Entry* own = shared_->entries();
+  const Shared* base = shared_->base;
+  if (base && base->count > 0)
+    return const_iterator(base->entries(), base->entries() + base->count, own, own + shared_->count);
+  return const_iterator(own, own + shared_->count, nullptr, nullptr);
+}
 
-  const Value* find(std::string_view key) const;
-  Value* find(std::string_view key);
-  bool contains(std::string_view key) const { return find(key) != nullptr; }
-  void set(std::string key, Value value);
-  bool remove(std::string_view key);
-  // Adds every entry of other, replacing values of keys present in both.
-  void addEntriesFromDictionary(const Dictionary& other);
-  std::vector<std::string> allKeys() const;
-
-  std::size_t size() const { return shared_ ? shared_->entries.size() : 0; }
-  bool empty() const { return size() == 0; }
-  const_iterator begin() const { return shared_ ? shared_->entries.cbegin() : const_iterator(); }
-  const_iterator end() const { return shared_ ? shared_->entries.cend() : const_iterator(); }
-
-  friend TAVO_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
-
- private:
-  // The entries and the number of dictionaries sharing them.
-  struct Shared {
-    std::atomic<std::size_t> owners{1};
-    std::vector<Entry> entries;
-  };
-
-  // The entries for a change: made this dictionary's own first when they are shared.
-  std::vector<Entry>& ownEntries();
-  std::ptrdiff_t indexOf(std::string_view key) const;
-  static void release(Shared* shared) noexcept;
-
-  Shared* shared_ = nullptr;  // null while empty
-};
+inline Dictionary::const_iterator Dictionary::end() const {
+  if (!shared_) return const_iterator();
+  const Entry* ownEnd = shared_->entries() + shared_->count;
+  return const_iterator(ownEnd, ownEnd, nullptr, nullptr);
+}
 
 }  // namespace tavo::platform
