@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/TAVOLogger.h"
+#include "platform/PlatformForTesting.h"
 #include "platform/ui/ViewController.h"
 #include "platform/ui/Window.h"
 
@@ -36,13 +38,15 @@ std::vector<std::string> recorded;
 }  // namespace
 
 UiTestEnvironment::UiTestEnvironment() {
-  platform_ = platform::Platform::makeForTesting(directory_.path());
+  platform_ = platform::PlatformForTesting::make(directory_.path());
   clock_ = std::static_pointer_cast<platform::ManualClock>(platform_->clock);
   platform_->systemLog->setHandler([this](const std::string& line) {
     std::lock_guard lock(logMutex_);
     log_.push_back(line);
   });
   platform::Platform::install(platform_);
+  // Refusals are logged at the plain level, which the default mask hides.
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
   installRecordingHooks();
   recorded.clear();
   appearances = &recorded;
@@ -50,6 +54,7 @@ UiTestEnvironment::UiTestEnvironment() {
 
 UiTestEnvironment::~UiTestEnvironment() {
   appearances = nullptr;
+  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDefaultMask);
   platform::Platform::install(nullptr);
 }
 

@@ -2,11 +2,11 @@
 // toolkit's model. Every call checks its thread and its handles, and no exception leaves it.
 
 #include <cmath>
-#include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 
+#include "capi/CInterfaceSupport.h"
 #include "core/TAVOLogger.h"
 #include "platform/Platform.h"
 #include "platform/ui/ColorText.h"
@@ -35,31 +35,23 @@ struct tavo_tab_bar {
 namespace {
 
 void refuse(const std::string& call, const std::string& why) {
-  tavo::TAVOLogger::logAndType(call + " ignored: " + why, tavo::TAVOLogger::Error);
+  tavo::TAVOLogger::logAndType(call + " ignored: " + why, tavo::TAVOLogger::Plain);
 }
 
-// Runs body on the main thread only, with what it throws turned into a log line and the fallback.
-template <typename Result>
-Result guarded(const char* call, Result fallback, const std::function<Result()>& body) {
-  try {
+// Runs body on the main thread only, inside the C interface's last catch; off it the call is refused and returns
+// its empty result.
+template <class Body>
+std::invoke_result_t<Body> onMainThread(const char* call, Body&& body) noexcept {
+  return tavo::capi::guarded(call, [&]() -> std::invoke_result_t<Body> {
     const auto& loop = tavo::platform::Platform::shared().mainLoop;
     if (loop && !loop->isMainThread()) {
       refuse(call, "not on the main thread");
-      return fallback;
+      if constexpr (!std::is_void_v<std::invoke_result_t<Body>>)
+        return {};
+      else
+        return;
     }
     return body();
-  } catch (const std::exception& e) {
-    refuse(call, e.what());
-  } catch (...) {
-    refuse(call, "unexpected failure");
-  }
-  return fallback;
-}
-
-void guarded(const char* call, const std::function<void()>& body) {
-  guarded<bool>(call, false, [&] {
-    body();
-    return true;
   });
 }
 
@@ -101,21 +93,21 @@ std::shared_ptr<ui::View> findVisible(const std::shared_ptr<ui::View>& view, con
 extern "C" {
 
 void tavo_platform_set_screen(double width, double height, double scale, double safe_top, double safe_bottom) {
-  guarded("tavo_platform_set_screen", [&] {
+  onMainThread("tavo_platform_set_screen", [&] {
     if (!ui::Screen::main().setMetrics({width, height, scale, safe_top, safe_bottom}))
       refuse("tavo_platform_set_screen", "sizes must be positive and the insets smaller than the height");
   });
 }
 
 tavo_screen* tavo_screen_new(const char* class_name) {
-  return guarded<tavo_screen*>("tavo_screen_new", nullptr, [&] {
+  return onMainThread("tavo_screen_new", [&] {
     const std::string name = class_name && *class_name ? class_name : "UIViewController";
     return new tavo_screen{std::make_shared<ui::HostViewController>(name)};
   });
 }
 
 void tavo_screen_set_frame(tavo_screen* screen, double x, double y, double width, double height) {
-  guarded("tavo_screen_set_frame", [&] {
+  onMainThread("tavo_screen_set_frame", [&] {
     if (!screen) return refuse("tavo_screen_set_frame", "no screen");
     if (!finite({x, y, width, height}) || width < 0 || height < 0)
       return refuse("tavo_screen_set_frame", "the frame must be finite with a size not negative");
@@ -124,7 +116,7 @@ void tavo_screen_set_frame(tavo_screen* screen, double x, double y, double width
 }
 
 void tavo_screen_set_background_color(tavo_screen* screen, const char* hex) {
-  guarded("tavo_screen_set_background_color", [&] {
+  onMainThread("tavo_screen_set_background_color", [&] {
     if (!screen) return refuse("tavo_screen_set_background_color", "no screen");
     const auto color = hex ? ui::ColorText::parseHex(hex) : std::nullopt;
     if (!color) return refuse("tavo_screen_set_background_color", "not a #RRGGBB colour");
@@ -133,11 +125,11 @@ void tavo_screen_set_background_color(tavo_screen* screen, const char* hex) {
 }
 
 void tavo_screen_free(tavo_screen* screen) {
-  guarded("tavo_screen_free", [&] { delete screen; });
+  onMainThread("tavo_screen_free", [&] { delete screen; });
 }
 
 void tavo_screen_show(tavo_screen* screen) {
-  guarded("tavo_screen_show", [&] {
+  onMainThread("tavo_screen_show", [&] {
     if (!screen) return refuse("tavo_screen_show", "no screen");
     const auto shown = outermost(screen->controller);
     if (shown->parent() || shown->presentingViewController())
@@ -147,7 +139,7 @@ void tavo_screen_show(tavo_screen* screen) {
 }
 
 void tavo_screen_push(tavo_screen* navigation_root, tavo_screen* screen) {
-  guarded("tavo_screen_push", [&] {
+  onMainThread("tavo_screen_push", [&] {
     if (!navigation_root || !screen) return refuse("tavo_screen_push", "no screen");
     auto navigation = navigation_root->controller->navigationController();
     if (!navigation) navigation = ui::NavigationController::embed(navigation_root->controller);
@@ -157,7 +149,7 @@ void tavo_screen_push(tavo_screen* navigation_root, tavo_screen* screen) {
 }
 
 void tavo_screen_pop(tavo_screen* navigation_root) {
-  guarded("tavo_screen_pop", [&] {
+  onMainThread("tavo_screen_pop", [&] {
     if (!navigation_root) return refuse("tavo_screen_pop", "no screen");
     const auto navigation = navigation_root->controller->navigationController();
     if (!navigation) return refuse("tavo_screen_pop", "the screen is in no navigation stack");
@@ -166,7 +158,7 @@ void tavo_screen_pop(tavo_screen* navigation_root) {
 }
 
 void tavo_screen_present(tavo_screen* from, tavo_screen* screen, bool full_screen) {
-  guarded("tavo_screen_present", [&] {
+  onMainThread("tavo_screen_present", [&] {
     if (!from || !screen) return refuse("tavo_screen_present", "no screen");
     const auto presented = outermost(screen->controller);
     presented->setModalPresentationStyle(full_screen ? ui::ModalPresentationStyle::FullScreen
@@ -176,19 +168,18 @@ void tavo_screen_present(tavo_screen* from, tavo_screen* screen, bool full_scree
 }
 
 void tavo_screen_dismiss(tavo_screen* screen) {
-  guarded("tavo_screen_dismiss", [&] {
+  onMainThread("tavo_screen_dismiss", [&] {
     if (!screen) return refuse("tavo_screen_dismiss", "no screen");
     screen->controller->dismiss(true);
   });
 }
 
 tavo_tab_bar* tavo_tab_bar_new(void) {
-  return guarded<tavo_tab_bar*>("tavo_tab_bar_new", nullptr,
-                                [] { return new tavo_tab_bar{std::make_shared<ui::TabBarController>()}; });
+  return onMainThread("tavo_tab_bar_new", [] { return new tavo_tab_bar{std::make_shared<ui::TabBarController>()}; });
 }
 
 void tavo_tab_bar_add(tavo_tab_bar* tab_bar, tavo_screen* screen, const char* title) {
-  guarded("tavo_tab_bar_add", [&] {
+  onMainThread("tavo_tab_bar_add", [&] {
     if (!tab_bar || !screen) return refuse("tavo_tab_bar_add", "no tab bar or no screen");
     const auto tab = outermost(screen->controller);
     if (tab->parent() || tab->presentingViewController())
@@ -201,7 +192,7 @@ void tavo_tab_bar_add(tavo_tab_bar* tab_bar, tavo_screen* screen, const char* ti
 }
 
 void tavo_tab_bar_show(tavo_tab_bar* tab_bar) {
-  guarded("tavo_tab_bar_show", [&] {
+  onMainThread("tavo_tab_bar_show", [&] {
     if (!tab_bar) return refuse("tavo_tab_bar_show", "no tab bar");
     if (tab_bar->controller->presentingViewController()) return refuse("tavo_tab_bar_show", "the tab bar is presented");
     hostWindow()->setRootViewController(tab_bar->controller);
@@ -209,7 +200,7 @@ void tavo_tab_bar_show(tavo_tab_bar* tab_bar) {
 }
 
 void tavo_tab_bar_select(tavo_tab_bar* tab_bar, int index) {
-  guarded("tavo_tab_bar_select", [&] {
+  onMainThread("tavo_tab_bar_select", [&] {
     if (!tab_bar) return refuse("tavo_tab_bar_select", "no tab bar");
     if (index < 0 || static_cast<std::size_t>(index) >= tab_bar->controller->viewControllers().size())
       return refuse("tavo_tab_bar_select", "no tab at index " + std::to_string(index));
@@ -218,18 +209,18 @@ void tavo_tab_bar_select(tavo_tab_bar* tab_bar, int index) {
 }
 
 void tavo_tab_bar_free(tavo_tab_bar* tab_bar) {
-  guarded("tavo_tab_bar_free", [&] { delete tab_bar; });
+  onMainThread("tavo_tab_bar_free", [&] { delete tab_bar; });
 }
 
 void tavo_platform_tap(double x, double y) {
-  guarded("tavo_platform_tap", [&] {
+  onMainThread("tavo_platform_tap", [&] {
     if (!finite({x, y})) return refuse("tavo_platform_tap", "the point is not finite");
     ui::UserInterface::current().touches().tap({x, y});
   });
 }
 
 void tavo_platform_drag(double x0, double y0, double x1, double y1, double seconds) {
-  guarded("tavo_platform_drag", [&] {
+  onMainThread("tavo_platform_drag", [&] {
     if (!finite({x0, y0, x1, y1, seconds}) || seconds < 0)
       return refuse("tavo_platform_drag", "the points and the duration must be finite, the duration not negative");
     ui::UserInterface::current().touches().drag({x0, y0}, {x1, y1}, seconds);
@@ -237,7 +228,7 @@ void tavo_platform_drag(double x0, double y0, double x1, double y1, double secon
 }
 
 bool tavo_platform_tap_view(const char* accessibility_id) {
-  return guarded<bool>("tavo_platform_tap_view", false, [&] {
+  return onMainThread("tavo_platform_tap_view", [&] {
     if (!accessibility_id) return false;
     auto& userInterface = ui::UserInterface::current();
     userInterface.layoutIfNeeded();
@@ -257,12 +248,13 @@ bool tavo_platform_tap_view(const char* accessibility_id) {
 }
 
 char* tavo_platform_copy_view_tree_json(void) {
-  return guarded<char*>("tavo_platform_copy_view_tree_json", nullptr,
-                        [] { return strdup(ui::ViewTreeSnapshot::json(ui::UserInterface::current()).c_str()); });
+  return onMainThread("tavo_platform_copy_view_tree_json", [] {
+    return tavo::capi::copy(ui::ViewTreeSnapshot::json(ui::UserInterface::current()).c_str());
+  });
 }
 
 bool tavo_platform_write_screenshot_png(const char* path) {
-  return guarded<bool>("tavo_platform_write_screenshot_png", false, [&] {
+  return onMainThread("tavo_platform_write_screenshot_png", [&] {
     if (!path || !*path) return false;
     return ui::ScreenshotRenderer::writePNG(ui::UserInterface::current(), path);
   });
