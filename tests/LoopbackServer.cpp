@@ -60,6 +60,7 @@ void LoopbackServer::listen(int port) {
     const Answer answer = answerFor(request);
     if (answer.delaySeconds > 0) waitOutDelay(answer.delaySeconds);
     out.status = answer.status;
+    for (const auto& [name, value] : answer.headerFields) out.set_header(name, value);
     if (!answer.closeMidBody) {
       out.set_content(answer.body, answer.contentType.c_str());
       return;

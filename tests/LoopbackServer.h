@@ -51,6 +51,7 @@ class LoopbackServer {
     std::string contentType = "application/json";
     double delaySeconds = 0;    // wait this long before answering (cut short when the listener stops)
     bool closeMidBody = false;  // announce the whole body, send half of it, then close the connection
+    std::vector<std::pair<std::string, std::string>> headerFields = {};  // sent besides the content type ("Location")
 
     static Answer json(std::string body, int status = 200) { return Answer{status, std::move(body)}; }
     static Answer text(std::string body, int status = 200) { return Answer{status, std::move(body), "text/plain"}; }

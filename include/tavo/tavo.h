@@ -237,6 +237,75 @@ TAVO_C_EXPORT void tavo_set_whitelist(const char* const* prefixes, size_t count)
 /* The white list as a JSON array of strings, or "null" when none is set; free with tavo_free. */
 TAVO_C_EXPORT char* tavo_whitelist_json(void);
 
+/* ---- the host's user interface ----
+ *
+ * The SDK's in-app formats and screen events work on a model of the phone's UI toolkit. A host written
+ * against another toolkit (or none) tells the model what it shows: its screens, navigation stacks, tab bars
+ * and modal presentations, which become real view controllers of the model, so the SDK's appearance hooks see
+ * every transition. It passes on the user's touches and can read back what is on screen.
+ *
+ * All of these belong to the main thread; a call from another thread is refused with a log line. Pushes,
+ * pops, presentations and dismissals animate as on a phone (0.35 s): the did-appear and did-disappear
+ * callbacks come at the end, inside a pump of the main loop. Coordinates are points on the screen, origin at
+ * the top left. */
+
+/* The screen held upright: size in points, scale (pixels per point), and the safe-area insets at the top
+ * (status bar and notch) and the bottom (home indicator). Default 390 x 844 points, scale 3, insets 47 and
+ * 34. A size or scale that is not positive, or insets taller than the screen, are refused with a log line. */
+TAVO_C_EXPORT void tavo_platform_set_screen(double width, double height, double scale, double safe_top,
+                                            double safe_bottom);
+
+/* A screen of the host: a view controller whose class name is the one given ("UIViewController" for NULL),
+ * as screen rules compare it. Freeing the handle leaves the screen where it is (on screen, in a stack or a tab
+ * bar) for as long as it stays there. */
+typedef struct tavo_screen tavo_screen;
+
+TAVO_C_EXPORT tavo_screen* tavo_screen_new(const char* class_name);
+/* Where the screen's view is, in its container; containers leave it there from then on. */
+TAVO_C_EXPORT void tavo_screen_set_frame(tavo_screen* screen, double x, double y, double width, double height);
+/* "#RGB", "#RRGGBB" or "#RRGGBBAA"; anything else is refused with a log line. */
+TAVO_C_EXPORT void tavo_screen_set_background_color(tavo_screen* screen, const char* hex);
+TAVO_C_EXPORT void tavo_screen_free(tavo_screen* screen);
+/* Makes the screen (or the navigation stack it is the root of) the root of the key window: the old root hears
+ * will-disappear, the new one will-appear, then did-disappear and did-appear. */
+TAVO_C_EXPORT void tavo_screen_show(tavo_screen* screen);
+/* Pushes screen onto the navigation stack of navigation_root; the first push puts a "UINavigationController"
+ * in the root's place (on screen, in a tab, or presented), without appearance callbacks for the root. */
+TAVO_C_EXPORT void tavo_screen_push(tavo_screen* navigation_root, tavo_screen* screen);
+/* Pops the top screen of the stack navigation_root is in; nothing at the root. */
+TAVO_C_EXPORT void tavo_screen_pop(tavo_screen* navigation_root);
+/* Presents screen modally over from: full screen (from disappears) or as a sheet (from stays). */
+TAVO_C_EXPORT void tavo_screen_present(tavo_screen* from, tavo_screen* screen, bool full_screen);
+/* Dismisses what screen presents, or screen itself when it is presented. */
+TAVO_C_EXPORT void tavo_screen_dismiss(tavo_screen* screen);
+
+/* The host's tab bar: a "UITabBarController" of the host's screens. */
+typedef struct tavo_tab_bar tavo_tab_bar;
+
+TAVO_C_EXPORT tavo_tab_bar* tavo_tab_bar_new(void);
+/* Adds the screen (or the navigation stack it is the root of) as the last tab, with that title. */
+TAVO_C_EXPORT void tavo_tab_bar_add(tavo_tab_bar* tab_bar, tavo_screen* screen, const char* title);
+/* Makes the tab bar the root of the key window. */
+TAVO_C_EXPORT void tavo_tab_bar_show(tavo_tab_bar* tab_bar);
+/* Selects a tab as the host's code does (the tab bar's delegate is not asked; a tap on the bar asks it). */
+TAVO_C_EXPORT void tavo_tab_bar_select(tavo_tab_bar* tab_bar, int index);
+TAVO_C_EXPORT void tavo_tab_bar_free(tavo_tab_bar* tab_bar);
+
+/* A finger down and up at a point, through hit testing and gesture recognizers as on the phone. */
+TAVO_C_EXPORT void tavo_platform_tap(double x, double y);
+/* A finger moved from (x0, y0) to (x1, y1) over that many seconds of the main loop's clock; the call pumps the
+ * main loop meanwhile (60 moves a second), so it returns when the finger lifts. */
+TAVO_C_EXPORT void tavo_platform_drag(double x0, double y0, double x1, double y1, double seconds);
+/* Taps the middle of the frontmost visible view with that accessibility identifier; false when there is none
+ * or something else covers its middle. */
+TAVO_C_EXPORT bool tavo_platform_tap_view(const char* accessibility_id);
+
+/* The screen as a JSON view tree ({"screen": {...}, "windows": [...]}, each view with its "class", "frame",
+ * "hidden", "alpha", texts, images and web pages); free with tavo_free. */
+TAVO_C_EXPORT char* tavo_platform_copy_view_tree_json(void);
+/* A PNG picture of the screen at its scale; false when it cannot be written. */
+TAVO_C_EXPORT bool tavo_platform_write_screenshot_png(const char* path);
+
 #ifdef __cplusplus
 }
 #endif

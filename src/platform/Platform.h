@@ -21,6 +21,10 @@
 
 namespace tavo::platform {
 
+namespace ui {
+class UserInterface;
+}
+
 // The services the SDK takes from the platform, gathered in one object. The SDK reaches them through
 // Platform::shared(); a host (or a test) installs its own before the SDK starts, otherwise the first use
 // installs the Linux defaults in the default data directory.
@@ -55,6 +59,8 @@ class Platform {
   std::shared_ptr<CookieStorage> cookieStorage;  // in dataDirectory; expiry judged by clock
   // Linux has no Search Ads attribution client: null unless a host or a test supplies one.
   std::shared_ptr<AdAttributionClient> adAttributionClient;
+  // The UI toolkit's screen, windows and views; made on first use (ui::UserInterface::current()).
+  std::shared_ptr<ui::UserInterface> userInterface;
 };
 
 }  // namespace tavo::platform
