@@ -30,6 +30,15 @@ using Cookie = CookieStorage::Cookie;
 
 constexpr int kMaxOperations = 32;
 
+// A change the storage holds in memory only: the harness's file system never refuses a write, so the file
+// would no longer hold what the storage does. A finding.
+void mustWrite(bool written) {
+  if (!written) {
+    std::fprintf(stderr, "a cookie change was not written to the file\n");
+    std::abort();
+  }
+}
+
 Cookie cookieFrom(FuzzInput& in, tavo::platform::Clock& clock) {
   Cookie cookie;
   cookie.name = in.text();
@@ -74,8 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t length = in.byte() | (static_cast<std::size_t>(in.byte()) << 8);
   const std::size_t start = std::min<std::size_t>(2, size);
   const std::size_t fileLength = std::min(length, size - start);
-  platform.fileSystem->writeAtomically(platform.cookieStorage->path(),
-                                       tavo::platform::Data(data + start, data + start + fileLength));
+  // The harness's own file system never refuses a write; if it did, no input would test anything.
+  if (!platform.fileSystem->writeAtomically(platform.cookieStorage->path(),
+                                            tavo::platform::Data(data + start, data + start + fileLength)))
+    std::abort();
   for (std::size_t i = 0; i < fileLength; ++i) in.byte();
   platform.cookieStorage = open(platform);
   CookieStorage& storage = *platform.cookieStorage;
@@ -83,16 +94,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto& clock = environment.clock();
   for (int operation = 0; operation < kMaxOperations && !in.empty(); ++operation) {
     switch (in.byte() % 8) {
-      case 0: storage.setCookie(cookieFrom(in, clock)); break;
+      case 0: mustWrite(storage.setCookie(cookieFrom(in, clock))); break;
       case 1: {
         std::vector<Cookie> cookies(in.byte() % 4);
         for (Cookie& cookie : cookies) cookie = cookieFrom(in, clock);
         const std::string url = in.text();
-        storage.setCookies(cookies, url, in.flag() ? url : in.text());
+        mustWrite(storage.setCookies(cookies, url, in.flag() ? url : in.text()));
         break;
       }
-      case 2: storage.deleteCookie(cookieFrom(in, clock)); break;
-      case 3: storage.setCookieAcceptPolicy(static_cast<CookieStorage::AcceptPolicy>(in.byte() % 3)); break;
+      case 2: mustWrite(storage.deleteCookie(cookieFrom(in, clock))); break;
+      case 3: mustWrite(storage.setCookieAcceptPolicy(static_cast<CookieStorage::AcceptPolicy>(in.byte() % 3))); break;
       case 4: (void)storage.cookies(); break;
       case 5: (void)storage.cookiesForURL(in.text()); break;
       case 6: {

@@ -20,6 +20,7 @@
 
 #include "FuzzInput.h"
 #include "emulator/EmulatorFixtures.h"
+#include "emulator/InAppLedger.h"
 #include "emulator/RequestDecoder.h"
 #include "emulator/RequestPage.h"
 #include "emulator/RequestRecorder.h"
@@ -78,11 +79,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   request.answerStatus = answer.httpStatus;
   request.answerBody = answer.body;
   recorder.record(request);
+  InAppLedger ledger;
+  ledger.record(request);
+  if (!json::accept(ledger.toJSON().dump())) broken("the in-app tally is not JSON", shown(request));
 
   const auto recorded = recorder.requests();
   if (recorded.size() != 1 || shown(recorded[0]) != shown(request))
     broken("the recorder changed the request", shown(request));
-  (void)RequestPage::html(recorded, 1, "http://127.0.0.1:1/ws/", json::object());
+  (void)RequestPage::html(recorded, 1, "http://127.0.0.1:1/ws/", json::object(), ledger.entries());
   const std::string page = RequestPage::json(recorded, 1);
   if (!json::accept(page)) broken("the JSON page is not JSON", page);
   return 0;

@@ -54,7 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   environment.beginInput();
   const tavo::platform::Data bytes(data, data + size);
   auto store = tavo::TAVOController::sharedInstance().dataStoreController();
-  environment.platform().fileSystem->writeAtomically(store->pushIDSeenFilePath(), bytes);
+  // The harness's own file system never refuses a write; if it did, no input would test anything.
+  if (!environment.platform().fileSystem->writeAtomically(store->pushIDSeenFilePath(), bytes)) std::abort();
 
   if (auto seen = store->getPushSeenIDS()) {
     seen->push_back(Value("fuzz-push-id"));
