@@ -34,12 +34,12 @@
 #include <thread>
 #include <vector>
 
-#include "LoopbackServer.h"
 #include "SdkTestEnvironment.h"
-#include "WireFormat.h"
 #include "attribution/TAVOAttributionCampaign.h"
 #include "core/TAVOController.h"
 #include "core/TAVOSessionData.h"
+#include "emulator/Emulator.h"
+#include "emulator/UserRegistry.h"
 #include "network/TAVORequest.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Exception.h"
@@ -55,14 +55,9 @@ extern char** environ;
 namespace tavo {
 namespace {
 
-using platform::Array;
-using platform::Dictionary;
 using platform::Value;
-using testing::LoopbackServer;
 using testing::SdkTestEnvironment;
 using testing::TemporaryDirectory;
-using testing::WireFormat;
-using Answer = LoopbackServer::Answer;
 using Store = TAVODataStoreController;
 
 constexpr int kRounds = 15;
@@ -257,32 +252,27 @@ struct StoreView {
 
 class CrashSafetyTest : public ::testing::Test {
  protected:
-  CrashSafetyTest() {
-    server_.setResponder([this](const LoopbackServer::Request& request) { return answer(request); });
+  CrashSafetyTest() : server_(crashService()) {
+    server_.answerStatusWhen([this](const emulator::RecordedRequest& request) { return rejection(request); });
   }
 
-  // The web service: accepts everything except every fourth batch of the host's events, which it reads and
+  // The web service accepts everything except every fourth batch of the host's events, which it reads and
   // then answers 500, so that the host parks it.
-  Answer answer(const LoopbackServer::Request& request) {
-    if (request.path != "/ws/tracker") {
-      if (request.body.find("tavo_retrieve") != std::string::npos)
-        return Answer::json(R"({"status":200,"response":{"idtAVoUser":42}})");
-      return Answer::text("200");
-    }
-    const Array operations = WireFormat::batchOperations(request.body);
+  static emulator::Emulator::Options crashService() {
+    emulator::Emulator::Options options;
+    options.fixtures =
+        emulator::EmulatorFixtures::fromJSON(R"({"apps": [{"apiUser": "CRASHAPP001", "apiKey": "KEY123456"}]})");
+    return options;
+  }
+  std::optional<int> rejection(const emulator::RecordedRequest& request) {
     bool hostEvents = false;
-    for (const Value& operation : operations) {
-      const Value* params = operation.get("params");
-      const Value* name = params ? params->get("eventName") : nullptr;
-      if (name && name->isString() && name->asString()->starts_with("crash-")) hostEvents = true;
-    }
+    for (const auto& operation : request.operations)
+      hostEvents = hostEvents || operation["params"].value("eventName", "").starts_with("crash-");
     std::lock_guard lock(mutex_);
-    if (hostEvents && rejecting_ && ++hostBatches_ % kRejectEvery == 0) {
-      for (const Value& operation : operations)
-        if (const Value* id = operation.get("id"); id && id->isString()) rejected_.insert(*id->asString());
-      return Answer::json(R"({"status":500})", 500);
-    }
-    return Answer::json(R"({"status":200,"config":{"events":[]}})");
+    if (request.action != "tracker" || !hostEvents || !rejecting_ || ++hostBatches_ % kRejectEvery != 0)
+      return std::nullopt;
+    for (const auto& operation : request.operations) rejected_.insert(operation.value("id", ""));
+    return 500;
   }
 
   std::set<std::string> rejected() {
@@ -298,7 +288,7 @@ class CrashSafetyTest : public ::testing::Test {
     const auto requests = server_.requests();
     std::size_t count = 0;
     for (std::size_t i = from; i < to && i < requests.size(); ++i)
-      if (requests[i].path == "/ws/tracker" && requests[i].body == kCredentialsOnly) ++count;
+      if (requests[i].action == "tracker" && requests[i].body == kCredentialsOnly) ++count;
     return count;
   }
 
@@ -306,10 +296,9 @@ class CrashSafetyTest : public ::testing::Test {
   std::map<std::string, int> receivedEvents() const {
     std::map<std::string, int> received;
     for (const auto& request : server_.requests())
-      if (request.path == "/ws/tracker")
-        for (const Value& operation : WireFormat::batchOperations(request.body))
-          if (const Value* params = operation.get("params"))
-            if (const Value* name = params->get("eventName"); name && name->isString()) ++received[*name->asString()];
+      if (request.action == "tracker")
+        for (const auto& operation : request.operations)
+          if (const std::string name = operation["params"].value("eventName", ""); !name.empty()) ++received[name];
     return received;
   }
 
@@ -334,7 +323,7 @@ class CrashSafetyTest : public ::testing::Test {
   SdkTestEnvironment env_;        // the test's own platform: classes known to the unarchiver, a captured log
   TemporaryDirectory directory_;  // the child's data
   TemporaryDirectory logs_;       // the child's stderr, one file per run
-  LoopbackServer server_;
+  emulator::Emulator server_;
 };
 
 TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRulesKeep) {
@@ -411,7 +400,7 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRule
       EXPECT_TRUE(loginsBegunSince.count(*store.userID)) << "stored a user never logged in: " << *store.userID;
     }
     if (store.serverUserId) {
-      EXPECT_EQ(store.serverUserId->integerValue(), 42);
+      EXPECT_EQ(store.serverUserId->integerValue(), emulator::UserRegistry::kFirstUserId);
     }
 
     // The session count of every finished session end, and at most the one under way.
