@@ -193,21 +193,6 @@ TEST_F(NetworkLoopbackTest, AUserUpdateArrivesAsAFormBodyWithReservedCharactersL
   EXPECT_TRUE(requests()->pendingRequests().empty());
 }
 
-TEST_F(NetworkLoopbackTest, EachUserUpdateTypeReachesItsOwnAction) {
-  for (std::int32_t type : {1, 2, 0, 7}) {
-    auto update = std::make_shared<TAVOUpdateUser>();
-    update->initWithExtras(std::nullopt, false);
-    update->updateUserType = type;
-    requests()->addRequestToQueue(TAVORequest::requestWithUpdateUser(update));
-  }
-  settle(4);
-  // Sent side by side: the arrival order is the network's, so compare as a set.
-  std::multiset<std::string> paths;
-  for (const auto& seen : server_.requests()) paths.insert(seen.action);
-  EXPECT_EQ(paths, (std::multiset<std::string>{"firstlogin", "newregister", "updateuser", "updateuser"}));
-  EXPECT_TRUE(requests()->pendingRequests().empty());
-}
-
 // --- failures: retries, parking, resending ---
 
 TEST_F(NetworkLoopbackTest, EachOperationIsJudgedByItsOwnAnswerInTheBatchAnswer) {

@@ -17,7 +17,6 @@
 #include <fstream>
 #include <functional>
 #include <mutex>
-#include <set>
 #include <thread>
 
 #include "SdkTestEnvironment.h"
@@ -283,32 +282,17 @@ TEST(EmulatorCredentials, OnlyARegisteredApplicationIsAnswered) {
 // ---------------------------------------------------------------------------------------------------------
 // Failure switches
 
-TEST(EmulatorFailures, RefusedConnectionsDropWithoutAnAnswerThenServiceResumes) {
-  Emulator emulator;
-  emulator.refuseConnections(2);
-  Client client(emulator);
-  EXPECT_FALSE(client.form("setviewed", formBody(Dictionary{{"pushId", 1}})));
-  EXPECT_FALSE(client.form("setviewed", formBody(Dictionary{{"pushId", 2}})));
-  const auto third = client.form("setviewed", formBody(Dictionary{{"pushId", 3}}));
-  ASSERT_TRUE(third);
-  EXPECT_EQ(third->body, "200");
-  EXPECT_EQ(emulator.refusedConnectionCount(), 2u);
-  ASSERT_EQ(emulator.requestCount(), 1u);  // a refused connection was never read
-  EXPECT_EQ(emulator.requests()[0].params(0)->at("pushId"), 3);
-}
-
 TEST(EmulatorFailures, AForcedStatusTakesTheShapeOfEachAnswerForItsCount) {
   Emulator emulator;
-  emulator.answerStatus(503, 2);
+  emulator.answerStatus(503, 1);
   Client client(emulator);
-  EXPECT_EQ(parsed(client.batch({operation("A", "event", "none", json::object())})), (json{{"status", 503}}));
   const auto form = client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}));
   ASSERT_TRUE(form);
   EXPECT_EQ(form->body, "503");
   EXPECT_EQ(form->status, 503);
   EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "200");
   EXPECT_EQ(emulator.requests()[0].failure, "status 503");
-  EXPECT_EQ(emulator.requests()[2].failure, "");
+  EXPECT_EQ(emulator.requests()[1].failure, "");
 
   // A retrieving update answers JSON; the refused one gave the device no id.
   emulator.answerStatus(500, 1);
@@ -317,43 +301,15 @@ TEST(EmulatorFailures, AForcedStatusTakesTheShapeOfEachAnswerForItsCount) {
   EXPECT_EQ(emulator.userIdForDevice("accepted"), UserRegistry::kFirstUserId);
 }
 
-TEST(EmulatorFailures, ANotJSONAnswerCannotBeParsed) {
-  Emulator emulator;
-  emulator.answerNotJSON();
-  Client client(emulator);
-  const auto answer = client.batch({operation("A", "event", "none", json::object())});
-  ASSERT_TRUE(answer);
-  EXPECT_TRUE(json::parse(answer->body, nullptr, false).is_discarded());
-  EXPECT_TRUE(
-      json::parse(client.batch({operation("B", "event", "none", json::object())})->body, nullptr, false).is_object());
-}
-
-TEST(EmulatorFailures, AnAnswerClosedMidBodyIsATransportError) {
-  Emulator emulator;
-  emulator.closeMidBody();
-  Client client(emulator);
-  const auto cut = client.batch({operation("A", "event", "none", json::object())});
-  EXPECT_FALSE(cut);
-  EXPECT_TRUE(client.batch({operation("B", "event", "none", json::object())}));
-  EXPECT_EQ(emulator.requests()[0].failure, "closed mid-body");
-}
-
-TEST(EmulatorFailures, ADelayHoldsTheAnswerBackAndStoppingCutsItShort) {
+TEST(EmulatorFailures, StoppingCutsADelayedAnswerShort) {
   auto emulator = std::make_unique<Emulator>();
-  emulator->delayAnswers(300, 1);
-  {
-    Client client(*emulator);
-    const auto start = std::chrono::steady_clock::now();
-    ASSERT_TRUE(client.form("setviewed", formBody(Dictionary{{"pushId", 1}})));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
-  }
   emulator->delayAnswers(60'000, 1);
   std::thread waiting([port = emulator->port()] {
     httplib::Client client("127.0.0.1", port);
     client.set_read_timeout(std::chrono::seconds(90));
-    client.Post("/ws/setviewed", formBody(Dictionary{{"pushId", 2}}), "application/x-www-form-urlencoded");
+    client.Post("/ws/setviewed", formBody(Dictionary{{"pushId", 1}}), "application/x-www-form-urlencoded");
   });
-  ASSERT_TRUE(emulator->waitForRequests(2, 5.0));
+  ASSERT_TRUE(emulator->waitForRequests(1, 5.0));
   const auto stopping = std::chrono::steady_clock::now();
   emulator.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - stopping, std::chrono::seconds(10));
@@ -434,22 +390,6 @@ TEST(EmulatorRecording, RequestsAreRecordedInOrderWithWhatWasAnswered) {
   emulator.clear();
   EXPECT_EQ(emulator.requestCount(), 0u);
   EXPECT_TRUE(emulator.requests().empty());
-}
-
-TEST(EmulatorRecording, ConcurrentClientsAreAllRecorded) {
-  Emulator emulator;
-  std::vector<std::thread> clients;
-  for (int i = 0; i < 4; ++i) {
-    clients.emplace_back([&emulator, i] {
-      Client client(emulator);
-      for (int n = 0; n < 10; ++n) client.form("setviewed", formBody(Dictionary{{"pushId", i * 100 + n}}));
-    });
-  }
-  for (auto& client : clients) client.join();
-  EXPECT_EQ(emulator.requestCount(), 40u);
-  std::set<std::int64_t> ids;
-  for (const auto& request : emulator.requests()) ids.insert(request.id);
-  EXPECT_EQ(ids.size(), 40u);
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -569,32 +509,8 @@ TEST_F(SdkAgainstEmulator, ASessionStartsAndTheServersAnswersReachTheHost) {
   ASSERT_NE(info.find("segment"), nullptr);
   EXPECT_EQ(*info.find("segment"), Value("early-adopter"));
 
-  // A connection the service drops is sent again. (Not at the start: the start-session event is also a rule
-  // check, and those are dropped rather than sent again, so a refusal there would depend on which of the
-  // start's requests connects first.)
-  emulator.refuseConnections(1);
-  TAVOLegacy::loginUser(std::string("c-7"), std::string("ana@example.com"));
-  ASSERT_TRUE(settleUntil([&] { return !operationsWhere(emulator, "firstlogin", "customerid", "c-7").empty(); }))
-      << "arrived: " << arrivals(emulator);
-  EXPECT_EQ(emulator.refusedConnectionCount(), 1u);
-  EXPECT_EQ(operationsWhere(emulator, "firstlogin", "customerid", "c-7").size(), 1u) << arrivals(emulator);
-
-  std::mutex heardMutex;
-  std::vector<std::string> heard;
-  auto delegate = std::make_shared<TAVORequestDelegate>();
-  // A plain event's answer is a status only: the delegate hears that it started, and of no data.
-  delegate->onStarted = [&](const std::string& id) {
-    std::lock_guard lock(heardMutex);
-    heard.push_back("started " + id);
-  };
-  delegate->onFailed = [&](const std::string& id) {
-    std::lock_guard lock(heardMutex);
-    heard.push_back("failed " + id);
-  };
   TAVOEventRequest event("level_up");
   event.attributes = Dictionary{{"level", 3}};
-  event.customId = "my-level-event";
-  event.requestDelegate = delegate;
   TAVOLegacy::trackEvent(event);
   env.platform().mainLoop->runFor(11);  // a queue period of virtual time: the batch goes out
   std::vector<json> levelUps;
@@ -609,8 +525,6 @@ TEST_F(SdkAgainstEmulator, ASessionStartsAndTheServersAnswersReachTheHost) {
   EXPECT_EQ(params["eid"], emulator.userIdForDevice(TAVOLegacy::deviceId()));  // the id the server gave
   // The configuration arrived first and level_up is not among its screen events: no rule check.
   EXPECT_EQ(params.find("tavo_rules"), params.end());
-  std::lock_guard lock(heardMutex);
-  EXPECT_EQ(heard, std::vector<std::string>{"started my-level-event"});
 }
 
 TEST_F(SdkAgainstEmulator, AShortLinkIsResolvedByHostAndIdentifierAndItsLongURLComesBackToTheHost) {
