@@ -68,34 +68,28 @@ constexpr double kLongestLife = 1.0;
 constexpr int kRejectEvery = 4;  // every fourth batch of the host's events is answered 500, so requests get parked
 constexpr const char* kCredentialsOnly = "apiUser=CRASHAPP001&apiKey=KEY123456";
 
-// One run of the child: spawned with its stdout on a pipe that a thread of ours drains, its stderr in a file.
+std::string contentsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+// One run of the child, its stdout and its stderr each in a file.
 class ChildProcess {
  public:
-  ChildProcess(const std::vector<std::string>& arguments, const std::string& errorPath) {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return;
+  ChildProcess(const std::vector<std::string>& arguments, const std::string& outputPath, const std::string& errorPath)
+      : outputPath_(outputPath) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     std::vector<char*> argv;
     for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
     if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    reader_ = std::thread([this, fd = fds[0]] {
-      char buffer[4096];
-      for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;) {
-        std::lock_guard lock(mutex_);
-        output_.append(buffer, static_cast<std::size_t>(n));
-      }
-      close(fd);
-    });
   }
   ~ChildProcess() {
     if (pid_ > 0 && !exited_) kill();
-    if (reader_.joinable()) reader_.join();
   }
 
   bool spawned() const { return pid_ > 0; }
@@ -104,7 +98,6 @@ class ChildProcess {
     int status = 0;
     waitpid(pid_, &status, 0);
     exited_ = true;
-    if (reader_.joinable()) reader_.join();
   }
   // The exit code, or nullopt when it had to be killed at the time limit (or died of a signal).
   std::optional<int> waitForExit(double seconds) {
@@ -118,31 +111,23 @@ class ChildProcess {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     exited_ = true;
-    if (reader_.joinable()) reader_.join();
     return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
   }
   // Whole lines only: a line cut by the kill was never finished.
-  std::vector<std::string> lines() {
-    std::lock_guard lock(mutex_);
+  std::vector<std::string> lines() const {
+    const std::string output = contentsOf(outputPath_);
     std::vector<std::string> out;
     std::size_t start = 0;
-    for (std::size_t end; (end = output_.find('\n', start)) != std::string::npos; start = end + 1)
-      out.push_back(output_.substr(start, end - start));
+    for (std::size_t end; (end = output.find('\n', start)) != std::string::npos; start = end + 1)
+      out.push_back(output.substr(start, end - start));
     return out;
   }
 
  private:
+  std::string outputPath_;
   pid_t pid_ = -1;
   bool exited_ = false;
-  std::thread reader_;
-  std::mutex mutex_;
-  std::string output_;
 };
-
-std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
 
 // What one run of the child said it had done (each step is printed after the SDK call returned).
 struct RunReport {
@@ -322,7 +307,7 @@ class CrashSafetyTest : public ::testing::Test {
   std::set<std::string> rejected_;
   SdkTestEnvironment env_;        // the test's own platform: classes known to the unarchiver, a captured log
   TemporaryDirectory directory_;  // the child's data
-  TemporaryDirectory logs_;       // the child's stderr, one file per run
+  TemporaryDirectory logs_;       // the child's stdout and stderr, a file each per run
   emulator::Emulator server_;
 };
 
@@ -353,8 +338,9 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRule
     const double seconds = round % 3 == 0 ? early(random) : late(random);
     SCOPED_TRACE("round " + std::to_string(round) +
                  (last ? ", the clean run" : " killed after " + std::to_string(seconds) + " s"));
-    const std::string errorPath = logs_.path() + "/run-" + std::to_string(round) + ".err";
-    ChildProcess child(childArguments(last ? "finish" : "work", round), errorPath);
+    const std::string runPath = logs_.path() + "/run-" + std::to_string(round);
+    const std::string errorPath = runPath + ".err";
+    ChildProcess child(childArguments(last ? "finish" : "work", round), runPath + ".out", errorPath);
     ASSERT_TRUE(child.spawned());
     if (last) {
       const auto exitCode = child.waitForExit(60.0);

@@ -20,6 +20,7 @@
 #include "core/TAVOController.h"
 #include "emulator/Emulator.h"
 #include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
 #include "platform/HttpClient.h"
 #include "tavo/TAVO.h"
 
@@ -228,6 +229,8 @@ TEST_P(FaultMatrixTest, TheBatchIsRetriedParkedOrDroppedByTheRulesAndEveryEventN
   env_.restart();
   installClient();
   EXPECT_EQ(parkedCount(), c.parked ? 1u : 0u) << "the parked batch did not survive the restart";
+  EXPECT_FALSE(env_.platform().userDefaults->objectForKey(TAVODataStoreController::kPendingRequestsKey))
+      << "the new process took the parked list: the store no longer holds it";
   startSession();
   if (HasFatalFailure()) return;
   for (int i = 0; i < kEventsAfterRecovery; ++i) TAVOLegacy::trackEvent(TAVOEventRequest("after-" + std::to_string(i)));
@@ -250,6 +253,10 @@ TEST_P(FaultMatrixTest, TheBatchIsRetriedParkedOrDroppedByTheRulesAndEveryEventN
     EXPECT_EQ(received, 1u) << "after-" << i;
     if (received == 1) ++afterReceived;
   }
+
+  env_.restart();
+  installClient();
+  EXPECT_EQ(parkedCount(), 0u) << "a delivered request came back after a restart";
 
   // One line per case, for docs/RELIABILITY.md.
   std::printf(

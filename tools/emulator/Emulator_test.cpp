@@ -493,40 +493,6 @@ class SdkAgainstEmulator : public ::testing::Test {
   testing::SdkTestEnvironment env;
 };
 
-TEST_F(SdkAgainstEmulator, ASessionStartsAndTheServersAnswersReachTheHost) {
-  ASSERT_NO_FATAL_FAILURE(startSession());
-  std::optional<std::string> userId;
-  ASSERT_TRUE(settleUntil([&] {
-    TAVOLegacy::getUserId([&](std::optional<std::string> id) { userId = std::move(id); });
-    return userId.has_value();
-  })) << "arrived: "
-      << arrivals(emulator);
-  EXPECT_EQ(operationsWhere(emulator, "tracker", "eventName", "tavo_start_session").size(), 1u) << arrivals(emulator);
-  EXPECT_EQ(operationsWhere(emulator, "updateuser", "tavo_retrieve", "yes").size(), 1u) << arrivals(emulator);
-  EXPECT_EQ(userId, std::to_string(emulator.userIdForDevice(TAVOLegacy::deviceId())));
-  Dictionary info;
-  TAVOLegacy::getUserInfo([&](const Dictionary& given) { info = given; });
-  ASSERT_NE(info.find("segment"), nullptr);
-  EXPECT_EQ(*info.find("segment"), Value("early-adopter"));
-
-  TAVOEventRequest event("level_up");
-  event.attributes = Dictionary{{"level", 3}};
-  TAVOLegacy::trackEvent(event);
-  env.platform().mainLoop->runFor(11);  // a queue period of virtual time: the batch goes out
-  std::vector<json> levelUps;
-  ASSERT_TRUE(settleUntil([&] {
-    levelUps = operationsWhere(emulator, "tracker", "eventName", "level_up");
-    return !levelUps.empty();
-  })) << arrivals(emulator);
-
-  ASSERT_EQ(levelUps.size(), 1u);
-  const json& params = levelUps[0];
-  EXPECT_EQ(params["attributes"]["level"], 3);
-  EXPECT_EQ(params["eid"], emulator.userIdForDevice(TAVOLegacy::deviceId()));  // the id the server gave
-  // The configuration arrived first and level_up is not among its screen events: no rule check.
-  EXPECT_EQ(params.find("tavo_rules"), params.end());
-}
-
 TEST_F(SdkAgainstEmulator, AShortLinkIsResolvedByHostAndIdentifierAndItsLongURLComesBackToTheHost) {
   ASSERT_NO_FATAL_FAILURE(startSession());
   std::mutex continuedMutex;
