@@ -44,7 +44,6 @@ using testing::WireFormat;
 
 constexpr const char* kSessionKey = "APPUSER0001KEY123456";
 constexpr const char* kCredentialsOnly = "apiUser=APPUSER0001&apiKey=KEY123456";
-constexpr const char* kConnectionError = "TAVOLogger: 16 - Connection error: Retry request";
 
 // How many header fields of a request carry this name (names compare case-insensitively).
 std::size_t headerCount(const emulator::RecordedRequest& request, std::string_view name) {
@@ -53,14 +52,6 @@ std::size_t headerCount(const emulator::RecordedRequest& request, std::string_vi
         return std::equal(name.begin(), name.end(), field.first.begin(), field.first.end(),
                           [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
       }));
-}
-
-// The ids of a batch's operations, in the order sent.
-std::vector<std::string> operationIdsIn(const std::string& body) {
-  std::vector<std::string> ids;
-  for (const auto& operation : WireFormat::batchOperations(body))
-    if (const Value* id = operation.get("id"); id && id->isString()) ids.push_back(*id->asString());
-  return ids;
 }
 
 class NetworkLoopbackTest : public ::testing::Test {
@@ -75,9 +66,7 @@ class NetworkLoopbackTest : public ::testing::Test {
     env_.platform().httpClient = http_;
   }
   void startSession() {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string(kSessionKey));
-    controller.setSessionKey(std::string(kSessionKey));
+    SdkTestEnvironment::startSession(kSessionKey, false);
     requests()->setWebservicesURL(server_.baseURL());
   }
   // A new process on the same data directory, started again as a host would.
@@ -108,13 +97,6 @@ class NetworkLoopbackTest : public ::testing::Test {
     auto payload = std::make_shared<TAVOEvent>();
     payload->initWithRequest(request);
     return TAVOOperation::operationWithTransmitObject(payload);
-  }
-  // One plain event sent as a batch of its own.
-  std::shared_ptr<TAVOOperation> sendOneEvent(const std::string& token) {
-    auto operation = event(token);
-    requests()->addOperationToQueue(operation);
-    requests()->sendOperations();
-    return operation;
   }
   std::size_t countFailures(int code) const {
     const std::string prefix =
@@ -238,7 +220,8 @@ TEST_F(NetworkLoopbackTest, AParkedUserUpdateResentByTheNextProcessStillReadsThe
 // taken before it: otherwise every parked request reaches the server twice.
 TEST_F(NetworkLoopbackTest, TwoResendsAtOnceSendEachParkedRequestOnce) {
   server_.refuseConnections(3);
-  sendOneEvent("parked");
+  requests()->addOperationToQueue(event("parked"));
+  requests()->sendOperations();
   settle(3);
   ASSERT_EQ(requests()->pendingRequests().size(), 1u);
 
@@ -340,7 +323,7 @@ TEST_F(NetworkLoopbackTest, OperationsAddedFromManyThreadsWhileFlushingEachArriv
 
   std::multiset<std::string> arrived;
   for (const auto& seen : server_.requests())
-    for (const auto& id : operationIdsIn(seen.body)) arrived.insert(id);
+    for (const auto& operation : seen.operations) arrived.insert(operation.value("id", ""));
   std::multiset<std::string> expected;
   for (const auto& list : made)
     for (const auto& operation : list) expected.insert(operation->operationId);
