@@ -8,6 +8,7 @@
 
 #include "SdkTestEnvironment.h"
 #include "persistence/TAVODataStoreController.h"
+#include "platform/InMemoryUserDefaults.h"
 #include "platform/KeyedArchiver.h"
 
 namespace tavo {
@@ -56,6 +57,33 @@ TEST_F(DataStoreCacheTest, ANewStoreOnTheSameFileStartsKnowingNothing) {
   writeBehindTheCache(Value(Dictionary{{"from before", 1}}));
   EXPECT_FALSE(store.getUserTrackingDisabled());
   EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"from before", 1}}));
+}
+
+TEST(DataStoreCacheTicket, AReadOverlappingAWriteRemembersNothing) {
+  auto first = std::make_shared<platform::InMemoryUserDefaults>();
+  TAVODataStoreCache cache;
+  const auto ticket = cache.beginRead(first);
+  cache.forget(first, TAVODataStoreController::kPushTokenRegisteredKey);  // any write, any key
+  cache.remember(first, kCampaigns, Value(Dictionary{{"h", 1}}), ticket);
+  cache.rememberUserTrackingDisabled(first, true, ticket);
+  std::optional<Value> known;
+  EXPECT_FALSE(cache.recall(first, kCampaigns, known));
+  EXPECT_FALSE(cache.userTrackingDisabled(first));
+
+  cache.remember(first, kCampaigns, std::nullopt, cache.beginRead(first));
+  known = Value(1);
+  ASSERT_TRUE(cache.recall(first, kCampaigns, known));
+  EXPECT_FALSE(known) << "known to hold nothing";
+  cache.remember(first, kCampaigns, Value(Dictionary{{"h", 2}}), cache.beginRead(first));
+  ASSERT_TRUE(cache.recall(first, kCampaigns, known));
+  EXPECT_EQ(known, Value(Dictionary{{"h", 2}}));
+  cache.remember(first, TAVODataStoreController::kUserModelKey, Value(1), cache.beginRead(first));
+  EXPECT_FALSE(cache.recall(first, TAVODataStoreController::kUserModelKey, known)) << "not a key it caches";
+
+  // A store made after the first is gone may sit at the same address: it is still another store.
+  first.reset();
+  auto second = std::make_shared<platform::InMemoryUserDefaults>();
+  EXPECT_FALSE(cache.recall(second, kCampaigns, known));
 }
 
 TEST_F(DataStoreCacheTest, ReadersRacingAWriterEndWithWhatTheWriterLeft) {
