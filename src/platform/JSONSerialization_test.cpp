@@ -71,5 +71,12 @@ TEST(JSONWrite, EscapesControlCharactersRepairsInvalidUTF8AndReadsBackTheSame) {
   EXPECT_EQ(JSONSerialization::JSONObjectWithData(*repaired), Value("ok\xEF\xBF\xBD\xEF\xBF\xBD"));
 }
 
+TEST(JSONWrite, RefusesWhatJSONCannotCarry) {
+  EXPECT_FALSE(JSONSerialization::dataWithJSONObject(Value(Dictionary{{"d", Date(1)}})));
+  EXPECT_FALSE(JSONSerialization::dataWithJSONObject(Value(std::numeric_limits<double>::infinity())));
+  EXPECT_FALSE(JSONSerialization::isValidJSONObject(Value(std::nan(""))));
+  EXPECT_TRUE(JSONSerialization::isValidJSONObject(Value(Dictionary{{"n", Value()}})));
+}
+
 }  // namespace
 }  // namespace tavo::platform
