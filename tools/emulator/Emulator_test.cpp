@@ -326,6 +326,11 @@ TEST(EmulatorFailures, TheControlEndpointsSetAndResetTheSwitches) {
   EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
   EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "418");
 
+  // The bytes posted with "body" are the next answer, whatever the request.
+  httplib::Client raw("127.0.0.1", emulator.port());
+  EXPECT_EQ(raw.Post("/control/body?count=1", R"({"status":"666"})", "application/json")->status, 200);
+  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, R"({"status":"666"})");
+
   EXPECT_EQ(client.post("/control/refuse?count=1")->status, 200);
   EXPECT_FALSE(client.get("/"));  // a refusal takes any connection
   EXPECT_EQ(client.post("/control/clear")->status, 200);
