@@ -34,12 +34,12 @@
 #include <thread>
 #include <vector>
 
-#include "LoopbackServer.h"
 #include "SdkTestEnvironment.h"
-#include "WireFormat.h"
 #include "attribution/TAVOAttributionCampaign.h"
 #include "core/TAVOController.h"
 #include "core/TAVOSessionData.h"
+#include "emulator/Emulator.h"
+#include "emulator/UserRegistry.h"
 #include "network/TAVORequest.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/Exception.h"
@@ -55,14 +55,9 @@ extern char** environ;
 namespace tavo {
 namespace {
 
-using platform::Array;
-using platform::Dictionary;
 using platform::Value;
-using testing::LoopbackServer;
 using testing::SdkTestEnvironment;
 using testing::TemporaryDirectory;
-using testing::WireFormat;
-using Answer = LoopbackServer::Answer;
 using Store = TAVODataStoreController;
 
 constexpr int kRounds = 15;
@@ -73,34 +68,28 @@ constexpr double kLongestLife = 1.0;
 constexpr int kRejectEvery = 4;  // every fourth batch of the host's events is answered 500, so requests get parked
 constexpr const char* kCredentialsOnly = "apiUser=CRASHAPP001&apiKey=KEY123456";
 
-// One run of the child: spawned with its stdout on a pipe that a thread of ours drains, its stderr in a file.
+std::string contentsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+// One run of the child, its stdout and its stderr each in a file.
 class ChildProcess {
  public:
-  ChildProcess(const std::vector<std::string>& arguments, const std::string& errorPath) {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return;
+  ChildProcess(const std::vector<std::string>& arguments, const std::string& outputPath, const std::string& errorPath)
+      : outputPath_(outputPath) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     std::vector<char*> argv;
     for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
     if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    reader_ = std::thread([this, fd = fds[0]] {
-      char buffer[4096];
-      for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;) {
-        std::lock_guard lock(mutex_);
-        output_.append(buffer, static_cast<std::size_t>(n));
-      }
-      close(fd);
-    });
   }
   ~ChildProcess() {
     if (pid_ > 0 && !exited_) kill();
-    if (reader_.joinable()) reader_.join();
   }
 
   bool spawned() const { return pid_ > 0; }
@@ -109,7 +98,6 @@ class ChildProcess {
     int status = 0;
     waitpid(pid_, &status, 0);
     exited_ = true;
-    if (reader_.joinable()) reader_.join();
   }
   // The exit code, or nullopt when it had to be killed at the time limit (or died of a signal).
   std::optional<int> waitForExit(double seconds) {
@@ -123,31 +111,23 @@ class ChildProcess {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     exited_ = true;
-    if (reader_.joinable()) reader_.join();
     return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
   }
   // Whole lines only: a line cut by the kill was never finished.
-  std::vector<std::string> lines() {
-    std::lock_guard lock(mutex_);
+  std::vector<std::string> lines() const {
+    const std::string output = contentsOf(outputPath_);
     std::vector<std::string> out;
     std::size_t start = 0;
-    for (std::size_t end; (end = output_.find('\n', start)) != std::string::npos; start = end + 1)
-      out.push_back(output_.substr(start, end - start));
+    for (std::size_t end; (end = output.find('\n', start)) != std::string::npos; start = end + 1)
+      out.push_back(output.substr(start, end - start));
     return out;
   }
 
  private:
+  std::string outputPath_;
   pid_t pid_ = -1;
   bool exited_ = false;
-  std::thread reader_;
-  std::mutex mutex_;
-  std::string output_;
 };
-
-std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
 
 // What one run of the child said it had done (each step is printed after the SDK call returned).
 struct RunReport {
@@ -257,32 +237,27 @@ struct StoreView {
 
 class CrashSafetyTest : public ::testing::Test {
  protected:
-  CrashSafetyTest() {
-    server_.setResponder([this](const LoopbackServer::Request& request) { return answer(request); });
+  CrashSafetyTest() : server_(crashService()) {
+    server_.answerStatusWhen([this](const emulator::RecordedRequest& request) { return rejection(request); });
   }
 
-  // The web service: accepts everything except every fourth batch of the host's events, which it reads and
+  // The web service accepts everything except every fourth batch of the host's events, which it reads and
   // then answers 500, so that the host parks it.
-  Answer answer(const LoopbackServer::Request& request) {
-    if (request.path != "/ws/tracker") {
-      if (request.body.find("tavo_retrieve") != std::string::npos)
-        return Answer::json(R"({"status":200,"response":{"idtAVoUser":42}})");
-      return Answer::text("200");
-    }
-    const Array operations = WireFormat::batchOperations(request.body);
+  static emulator::Emulator::Options crashService() {
+    emulator::Emulator::Options options;
+    options.fixtures =
+        emulator::EmulatorFixtures::fromJSON(R"({"apps": [{"apiUser": "CRASHAPP001", "apiKey": "KEY123456"}]})");
+    return options;
+  }
+  std::optional<int> rejection(const emulator::RecordedRequest& request) {
     bool hostEvents = false;
-    for (const Value& operation : operations) {
-      const Value* params = operation.get("params");
-      const Value* name = params ? params->get("eventName") : nullptr;
-      if (name && name->isString() && name->asString()->starts_with("crash-")) hostEvents = true;
-    }
+    for (const auto& operation : request.operations)
+      hostEvents = hostEvents || operation["params"].value("eventName", "").starts_with("crash-");
     std::lock_guard lock(mutex_);
-    if (hostEvents && rejecting_ && ++hostBatches_ % kRejectEvery == 0) {
-      for (const Value& operation : operations)
-        if (const Value* id = operation.get("id"); id && id->isString()) rejected_.insert(*id->asString());
-      return Answer::json(R"({"status":500})", 500);
-    }
-    return Answer::json(R"({"status":200,"config":{"events":[]}})");
+    if (request.action != "tracker" || !hostEvents || !rejecting_ || ++hostBatches_ % kRejectEvery != 0)
+      return std::nullopt;
+    for (const auto& operation : request.operations) rejected_.insert(operation.value("id", ""));
+    return 500;
   }
 
   std::set<std::string> rejected() {
@@ -298,7 +273,7 @@ class CrashSafetyTest : public ::testing::Test {
     const auto requests = server_.requests();
     std::size_t count = 0;
     for (std::size_t i = from; i < to && i < requests.size(); ++i)
-      if (requests[i].path == "/ws/tracker" && requests[i].body == kCredentialsOnly) ++count;
+      if (requests[i].action == "tracker" && requests[i].body == kCredentialsOnly) ++count;
     return count;
   }
 
@@ -306,10 +281,9 @@ class CrashSafetyTest : public ::testing::Test {
   std::map<std::string, int> receivedEvents() const {
     std::map<std::string, int> received;
     for (const auto& request : server_.requests())
-      if (request.path == "/ws/tracker")
-        for (const Value& operation : WireFormat::batchOperations(request.body))
-          if (const Value* params = operation.get("params"))
-            if (const Value* name = params->get("eventName"); name && name->isString()) ++received[*name->asString()];
+      if (request.action == "tracker")
+        for (const auto& operation : request.operations)
+          if (const std::string name = operation["params"].value("eventName", ""); !name.empty()) ++received[name];
     return received;
   }
 
@@ -333,8 +307,8 @@ class CrashSafetyTest : public ::testing::Test {
   std::set<std::string> rejected_;
   SdkTestEnvironment env_;        // the test's own platform: classes known to the unarchiver, a captured log
   TemporaryDirectory directory_;  // the child's data
-  TemporaryDirectory logs_;       // the child's stderr, one file per run
-  LoopbackServer server_;
+  TemporaryDirectory logs_;       // the child's stdout and stderr, a file each per run
+  emulator::Emulator server_;
 };
 
 TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRulesKeep) {
@@ -364,8 +338,9 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRule
     const double seconds = round % 3 == 0 ? early(random) : late(random);
     SCOPED_TRACE("round " + std::to_string(round) +
                  (last ? ", the clean run" : " killed after " + std::to_string(seconds) + " s"));
-    const std::string errorPath = logs_.path() + "/run-" + std::to_string(round) + ".err";
-    ChildProcess child(childArguments(last ? "finish" : "work", round), errorPath);
+    const std::string runPath = logs_.path() + "/run-" + std::to_string(round);
+    const std::string errorPath = runPath + ".err";
+    ChildProcess child(childArguments(last ? "finish" : "work", round), runPath + ".out", errorPath);
     ASSERT_TRUE(child.spawned());
     if (last) {
       const auto exitCode = child.waitForExit(60.0);
@@ -411,7 +386,7 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverDamageTheStoreOrLoseWhatTheRule
       EXPECT_TRUE(loginsBegunSince.count(*store.userID)) << "stored a user never logged in: " << *store.userID;
     }
     if (store.serverUserId) {
-      EXPECT_EQ(store.serverUserId->integerValue(), 42);
+      EXPECT_EQ(store.serverUserId->integerValue(), emulator::UserRegistry::kFirstUserId);
     }
 
     // The session count of every finished session end, and at most the one under way.

@@ -1,5 +1,5 @@
-// Every way the network or the web service can fail a batch, over real sockets (libcurl against a loopback
-// server, a SQLite store): how often the SDK sends it, whether it parks or drops it, and what the server has
+// Every way the network or the web service can fail a batch, over real sockets (libcurl against the web-service
+// emulator, a SQLite store): how often the SDK sends it, whether it parks or drops it, and what the server has
 // received once the network is back and the next session (a new process on the same store) has started.
 //
 // What is lost by rule, and so not expected at the server after recovery:
@@ -11,36 +11,26 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "LoopbackServer.h"
 #include "ObservedHttpClient.h"
 #include "SdkTestEnvironment.h"
-#include "WireFormat.h"
 #include "core/TAVOController.h"
+#include "emulator/Emulator.h"
 #include "network/TAVORequestController.h"
+#include "persistence/TAVODataStoreController.h"
 #include "platform/HttpClient.h"
-#include "platform/JSONSerialization.h"
 #include "tavo/TAVO.h"
 
 namespace tavo {
 namespace {
 
-using platform::Array;
-using platform::Dictionary;
-using platform::JSONSerialization;
-using platform::Value;
-using testing::LoopbackServer;
+using emulator::Emulator;
+using emulator::EmulatorFixtures;
 using testing::ObservedHttpClient;
 using testing::SdkTestEnvironment;
-using testing::WireFormat;
-using Answer = LoopbackServer::Answer;
 
 constexpr const char* kSessionKey = "APPUSER0001KEY123456";
 constexpr const char* kCredentialsOnly = "apiUser=APPUSER0001&apiKey=KEY123456";
@@ -79,78 +69,44 @@ struct FaultCase {
 
 std::ostream& operator<<(std::ostream& out, const FaultCase& c) { return out << c.name; }
 
-// The web service when all is well: each operation of a batch answered by its id (the start-session event
-// with a configuration naming one screen event), a retrieving user update with the user's id, anything else
-// with the bare status text.
-Answer healthyAnswer(const LoopbackServer::Request& request) {
-  if (request.path != "/ws/tracker") {
-    const auto payload = WireFormat::formPayload(request.body);
-    if (payload && payload->get("tavo_retrieve")) return Answer::json(R"({"status":200,"response":{"idtAVoUser":42}})");
-    return Answer::text("200");
-  }
-  const Array operations = WireFormat::batchOperations(request.body);
-  if (operations.empty()) return Answer::json(R"({"status":200})");  // a parked batch resent: credentials only
-  Array answers;
-  for (const Value& operation : operations) {
-    Dictionary response{{"status", 200}};
-    const Value* params = operation.get("params");
-    const Value* name = params ? params->get("eventName") : nullptr;
-    if (name && *name == Value("tavo_start_session")) {
-      Array events{Value(Dictionary{{"id", 1}, {"category", "screen"}, {"active", 1}, {"token", kScreenToken}})};
-      response.set("config", Dictionary{{"events", Value(std::move(events))}});
-    }
-    const Value* id = operation.get("id");
-    answers.emplace_back(Dictionary{{"id", id ? *id : Value()}, {"response", Value(std::move(response))}});
-  }
-  const Value body(Dictionary{{"operations", Value(std::move(answers))}});
-  return Answer::json(*JSONSerialization::dataWithJSONObject(body));
+// The web service: the emulator with one screen event in its start-session configuration.
+Emulator::Options matrixService() {
+  Emulator::Options options;
+  options.fixtures = EmulatorFixtures::fromJSON(R"({"apps": [{"apiUser": "APPUSER0001", "apiKey": "KEY123456"}],
+      "screenEvents": [{"id": 1, "category": "screen", "active": 1, "token": "screen_home", "name": "Home"}]})");
+  return options;
 }
 
 // A valid answer of 20 MB: the SDK must read it whole, without choking, and accept its status.
-const std::string& hugeBody() {
-  static const std::string body = R"({"status":200,"padding":")" + std::string(20u << 20, 'x') + "\"}";
-  return body;
-}
+std::string hugeBody() { return R"({"status":200,"padding":")" + std::string(20u << 20, 'x') + "\"}"; }
 
-Answer faultyAnswer(Fault fault, const LoopbackServer::Request& request) {
+// Switches the fault on for every request until recovery. The SDK reads the status in the body; the HTTP status
+// is left as a server would send it.
+void inject(Emulator& server, Fault fault) {
+  constexpr int kUntilRecovery = 1000;
   switch (fault) {
-    case Fault::ResetMidBody: return Answer::cutOff(healthyAnswer(request).body);
-    case Fault::SilentPastTimeOut: {
-      Answer answer = healthyAnswer(request);
-      answer.delaySeconds = 10 * kShortTimeOut;  // cut short when the server stops
-      return answer;
-    }
-    // The SDK reads the status in the body; the HTTP status is left as a server would send it.
-    case Fault::Status500: return Answer::json(R"({"status":500})", 500);
-    case Fault::Status404: return Answer::json(R"({"status":404})", 404);
-    case Fault::Status666: return Answer::json(R"({"status":"666"})");
-    case Fault::Status0: return Answer::json(R"({"status":0})");
-    case Fault::EmptyBody: return Answer::json("");
-    case Fault::NotJSON: return Answer::text("<html><body>503 Service Unavailable</body></html>");
-    case Fault::TruncatedBody: {
-      const std::string whole = healthyAnswer(request).body;
-      return Answer::json(whole.substr(0, whole.size() / 2));  // a complete message whose JSON stops halfway
-    }
-    case Fault::HugeBody: return Answer::json(hugeBody());
-    case Fault::None:
-    case Fault::Refused: break;
+    case Fault::Refused: return server.refuseConnections(kUntilRecovery);
+    case Fault::ResetMidBody: return server.closeMidBody(kUntilRecovery);
+    case Fault::SilentPastTimeOut: return server.delayAnswers(static_cast<int>(10'000 * kShortTimeOut), kUntilRecovery);
+    case Fault::Status500: return server.answerStatus(500, kUntilRecovery);
+    case Fault::Status404: return server.answerStatus(404, kUntilRecovery);
+    case Fault::Status666: return server.answerBody(R"({"status":"666"})", kUntilRecovery);
+    case Fault::Status0: return server.answerStatus(0, kUntilRecovery);
+    case Fault::EmptyBody: return server.answerBody("", kUntilRecovery);
+    case Fault::NotJSON: return server.answerNotJSON(kUntilRecovery);
+    // A complete message whose JSON stops halfway.
+    case Fault::TruncatedBody: return server.answerBody(R"({"operations":[{"id":"1","response":{"sta)", kUntilRecovery);
+    // One answer of 20 MB is enough to read (it takes seconds in a sanitizer build); later ones are ordinary.
+    case Fault::HugeBody: return server.answerBody(hugeBody(), 1);
+    case Fault::None: break;
   }
-  return healthyAnswer(request);
 }
 
 bool deliveredDespite(Fault fault) { return fault == Fault::None || fault == Fault::HugeBody; }
 
 class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
  protected:
-  FaultMatrixTest() : env_(SdkTestEnvironment::Store::File) {
-    server_.setResponder([this](const LoopbackServer::Request& request) {
-      Fault fault = fault_.load();
-      // One answer of 20 MB is enough to read (it takes seconds in a sanitizer build); later ones are ordinary.
-      if (fault == Fault::HugeBody && hugeAnswered_.exchange(true)) fault = Fault::None;
-      return faultyAnswer(fault, request);
-    });
-    installClient();
-  }
+  FaultMatrixTest() : server_(matrixService()), env_(SdkTestEnvironment::Store::File) { installClient(); }
 
   void installClient() {
     http_ = std::make_shared<ObservedHttpClient>(env_.platform().operationQueue);
@@ -167,14 +123,12 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
   }
 
   void injectFault(Fault fault) {
-    if (fault == Fault::Refused) server_.refuseConnections();
     if (fault == Fault::SilentPastTimeOut) http_->setTimeoutSeconds(kShortTimeOut);
-    fault_.store(fault);
+    inject(server_, fault);
   }
 
   void recover() {
-    fault_.store(Fault::None);
-    server_.acceptConnections();
+    server_.resetFailures();
     http_->setTimeoutSeconds(0);
   }
 
@@ -202,18 +156,15 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
   std::size_t receivedEvents(const std::string& token) const {
     std::size_t count = 0;
     for (const auto& request : server_.requests())
-      if (request.path == "/ws/tracker")
-        for (const Value& operation : WireFormat::batchOperations(request.body))
-          if (const Value* params = operation.get("params");
-              params && params->get("eventName") && *params->get("eventName") == Value(token))
-            ++count;
+      if (request.action == "tracker")
+        for (const auto& operation : request.operations) count += operation["params"].value("eventName", "") == token;
     return count;
   }
 
   std::size_t credentialsOnlyResends() const {
     std::size_t count = 0;
     for (const auto& request : server_.requests())
-      if (request.path == "/ws/tracker" && request.body == kCredentialsOnly) ++count;
+      count += request.action == "tracker" && request.body == kCredentialsOnly;
     return count;
   }
 
@@ -233,9 +184,7 @@ class FaultMatrixTest : public ::testing::TestWithParam<FaultCase> {
     return 0;
   }
 
-  std::atomic<Fault> fault_{Fault::None};  // read by the server's threads: outlives the server
-  std::atomic<bool> hugeAnswered_{false};
-  LoopbackServer server_;  // outlives the environment: no answer is cut off by its end
+  Emulator server_;  // outlives the environment: no answer is cut off by its end
   SdkTestEnvironment env_;
   std::shared_ptr<ObservedHttpClient> http_;
 };
@@ -280,6 +229,8 @@ TEST_P(FaultMatrixTest, TheBatchIsRetriedParkedOrDroppedByTheRulesAndEveryEventN
   env_.restart();
   installClient();
   EXPECT_EQ(parkedCount(), c.parked ? 1u : 0u) << "the parked batch did not survive the restart";
+  EXPECT_FALSE(env_.platform().userDefaults->objectForKey(TAVODataStoreController::kPendingRequestsKey))
+      << "the new process took the parked list: the store no longer holds it";
   startSession();
   if (HasFatalFailure()) return;
   for (int i = 0; i < kEventsAfterRecovery; ++i) TAVOLegacy::trackEvent(TAVOEventRequest("after-" + std::to_string(i)));
@@ -302,6 +253,10 @@ TEST_P(FaultMatrixTest, TheBatchIsRetriedParkedOrDroppedByTheRulesAndEveryEventN
     EXPECT_EQ(received, 1u) << "after-" << i;
     if (received == 1) ++afterReceived;
   }
+
+  env_.restart();
+  installClient();
+  EXPECT_EQ(parkedCount(), 0u) << "a delivered request came back after a restart";
 
   // One line per case, for docs/RELIABILITY.md.
   std::printf(

@@ -13,6 +13,7 @@
 #include "network/TAVORequestController.h"
 #include "platform/PlatformForTesting.h"
 #include "platform/SqliteUserDefaults.h"
+#include "tracking/TAVOEventController.h"
 
 namespace tavo::testing {
 
@@ -44,6 +45,13 @@ SdkTestEnvironment::~SdkTestEnvironment() {
   platform::Platform::install(nullptr);
   std::error_code ignored;
   fs::remove_all(directory_, ignored);
+}
+
+void SdkTestEnvironment::startSession(const std::string& key, bool noScreenEvents) {
+  auto& controller = TAVOController::sharedInstance();
+  controller.generateApiKeyAndApiUserFrom(key);
+  controller.setSessionKey(key);
+  if (noScreenEvents) controller.eventController()->parseScreenEvents(platform::Value(platform::Array{}));
 }
 
 void SdkTestEnvironment::install() {

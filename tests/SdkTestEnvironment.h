@@ -20,6 +20,10 @@ class SdkTestEnvironment {
   explicit SdkTestEnvironment(Store store = Store::InMemory);
   ~SdkTestEnvironment();
 
+  // The shared controller as a started host has it: credentials and session key from key, and, with
+  // noScreenEvents, a configuration naming no screen event, so plain events wait for the timed flush.
+  static void startSession(const std::string& key = "APPUSER0001KEY000009", bool noScreenEvents = true);
+
   // Simulates a process restart on the same data directory: new platform services over the same files,
   // a new shared controller. Only meaningful with Store::File.
   void restart();

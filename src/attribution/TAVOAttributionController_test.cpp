@@ -35,13 +35,7 @@ class AttributionTest : public ::testing::Test {
     startSession();
   }
 
-  static void startSession() {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-    // No screen events configured: plain events wait for the timer instead of flushing as rule checks.
-    controller.eventController()->parseScreenEvents(Value(Array{}));
-  }
+  static void startSession() { SdkTestEnvironment::startSession(); }
   static std::shared_ptr<TAVOAttributionController> attribution() {
     return TAVOController::sharedInstance().attributionController();
   }

@@ -18,12 +18,7 @@ using testing::WireFormat;
 
 class DeepLinkTest : public ::testing::Test {
  protected:
-  DeepLinkTest() {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-    controller.eventController()->parseScreenEvents(Value(platform::Array{}));
-  }
+  DeepLinkTest() { SdkTestEnvironment::startSession(); }
 
   // What each request carried, by its action: "tracker" batches as their first operation's attributes,
   // user updates as their payload.

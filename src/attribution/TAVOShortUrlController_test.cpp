@@ -21,12 +21,7 @@ using testing::WireFormat;
 
 constexpr const char* kKey = "APPUSER0001KEY000009";
 
-void startSession() {
-  auto& controller = TAVOController::sharedInstance();
-  controller.generateApiKeyAndApiUserFrom(std::string(kKey));
-  controller.setSessionKey(std::string(kKey));
-  controller.eventController()->parseScreenEvents(Value(platform::Array{}));
-}
+void startSession() { SdkTestEnvironment::startSession(kKey); }
 
 // The host's continue-user-activity handler: records each web-page URL.
 struct ActivityRecorder {

@@ -1,4 +1,4 @@
-// A host written in plain C (tests/c_client) runs as its own process against a loopback web service; the
+// A host written in plain C (tests/c_client) runs as its own process against the web-service emulator; the
 // test reads what arrived.
 
 #include <gtest/gtest.h>
@@ -7,25 +7,16 @@
 #include <cstdio>
 #include <string>
 
-#include "LoopbackServer.h"
 #include "SdkTestEnvironment.h"
 #include "WireFormat.h"
+#include "emulator/Emulator.h"
 
 namespace tavo {
 namespace {
 
+using emulator::Emulator;
 using platform::Value;
-using testing::LoopbackServer;
 using testing::WireFormat;
-
-// The web service's answers by action: batches get a status per operation, a retrieving user update gets
-// the user's data, other single-object requests a bare status.
-LoopbackServer::Answer serviceAnswer(const LoopbackServer::Request& request) {
-  if (request.path == "/ws/tracker") return LoopbackServer::Answer::json(R"({"status":200})");
-  if (request.body.find("tavo_retrieve") != std::string::npos)
-    return LoopbackServer::Answer::json(R"({"status":200,"response":{"idtAVoUser":7}})");
-  return LoopbackServer::Answer::text("200");
-}
 
 struct ClientRun {
   int exitCode = -1;
@@ -45,8 +36,7 @@ ClientRun runClient(const std::string& dataDirectory, const std::string& baseURL
 }
 
 TEST(CClientProcess, StartsTracksLogsInAndOrdersOverARealSocket) {
-  LoopbackServer server;
-  server.setResponder(serviceAnswer);
+  Emulator server;
   testing::TemporaryDirectory data;
   const ClientRun run = runClient(data.path(), server.baseURL());
   ASSERT_EQ(run.exitCode, 0) << run.output;
@@ -56,7 +46,7 @@ TEST(CClientProcess, StartsTracksLogsInAndOrdersOverARealSocket) {
   // What each step of the client put on the wire; the payloads' details are the C interface tests' business.
   bool initialUpdate = false, startEvent = false, levelUp = false, login = false, order = false;
   for (const auto& request : server.requests()) {
-    if (request.path == "/ws/tracker") {
+    if (request.action == "tracker") {
       EXPECT_EQ(request.header("apiUser"), std::optional<std::string>("CCLIENTAPP1"));
       for (const auto& operation : WireFormat::batchOperations(request.body)) {
         const Value* params = operation.get("params");
@@ -69,9 +59,9 @@ TEST(CClientProcess, StartsTracksLogsInAndOrdersOverARealSocket) {
     const auto payload = WireFormat::formPayload(request.body);
     ASSERT_TRUE(payload) << request.body;
     EXPECT_EQ(*WireFormat::formFields(request.body).find("apiUser"), Value("CCLIENTAPP1"));
-    initialUpdate = initialUpdate || (request.path == "/ws/updateuser" && payload->get("tavo_retrieve"));
-    login = login || request.path == "/ws/firstlogin";
-    order = order || request.path == "/ws/addpurchase";
+    initialUpdate = initialUpdate || (request.action == "updateuser" && payload->get("tavo_retrieve"));
+    login = login || request.action == "firstlogin";
+    order = order || request.action == "addpurchase";
   }
   EXPECT_TRUE(initialUpdate && startEvent && levelUp && login && order)
       << initialUpdate << startEvent << levelUp << login << order;

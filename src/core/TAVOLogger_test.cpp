@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "SdkTestEnvironment.h"
 #include "core/TAVOError.h"
 
@@ -31,18 +29,6 @@ TEST_F(TAVOLoggerTest, TheDefaultMaskPrintsOnlyErrorsAndTheDebugMaskEveryLevelWi
             (std::vector<std::string>{"TAVOLogger: 4 - Starting TAVO session:k", "TAVOLogger: 2 - QueueCompleted",
                                       "TAVOLogger: 8 - UITabBarController has not items loads",
                                       "TAVOLogger: 16 - Request failed with message: boom"}));
-}
-
-TEST_F(TAVOLoggerTest, LogsFromManyThreadsArriveWholeAndUncounted) {
-  TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([t] {
-      for (int i = 0; i < 50; ++i) TAVOLogger::log("thread %d line %d", t, i);
-    });
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(env.logLines().size(), 200u);
-  EXPECT_TRUE(env.logged("TAVOLogger: 4 - thread 3 line 49"));
 }
 
 TEST_F(TAVOLoggerTest, ErrorsCarryTheFixedKeysTheHostLocalises) {

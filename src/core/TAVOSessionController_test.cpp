@@ -30,12 +30,7 @@ class SessionControllerTest : public ::testing::Test {
     startSdk();
   }
 
-  static void startSdk() {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-    controller.eventController()->parseScreenEvents(Value(platform::Array{}));  // plain events wait for a flush
-  }
+  static void startSdk() { testing::SdkTestEnvironment::startSession(); }
   static std::shared_ptr<TAVODataStoreController> store() {
     return TAVOController::sharedInstance().dataStoreController();
   }

@@ -33,12 +33,7 @@ class RequestControllerTest : public ::testing::Test {
 
   void SetUp() override { startSession(); }
 
-  void startSession() {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-    controller.eventController()->parseScreenEvents(Value(platform::Array{}));  // no screen events: no rule checks
-  }
+  void startSession() { testing::SdkTestEnvironment::startSession(); }
   std::shared_ptr<TAVORequestController> requests() { return TAVOController::sharedInstance().requestController(); }
 
   std::shared_ptr<TAVOOperation> event(const std::string& token,

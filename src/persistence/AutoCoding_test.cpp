@@ -34,61 +34,11 @@ class TestModel : public AutoCoding {
   }
 };
 
-class DerivedModel : public TestModel {
- public:
-  std::optional<Value> child;  // a nested model
-  std::string className() const override { return "DerivedModel"; }
-  std::vector<std::string> classHierarchy() const override { return {"DerivedModel", "TestModel", "NSObject"}; }
-  const std::vector<Property>& codableProperties() const override {
-    static const std::vector<Property> properties =
-        extend(TestModel::codableProperties(), {property("child", "TestModel", &DerivedModel::child)});
-    return properties;
-  }
-};
-
 const platform::ClassRegistration<TestModel> testModelClass("TestModel");
-const platform::ClassRegistration<DerivedModel> derivedModelClass("DerivedModel");
 
 std::shared_ptr<TestModel> decode(const platform::Data& data) {
   auto v = platform::KeyedUnarchiver::unarchiveObjectWithData(data);
   return v ? v->objectAs<TestModel>() : nullptr;
-}
-
-TEST(AutoCoding, EveryDeclaredPropertyRoundTripsAndNilsStayOut) {
-  auto model = std::make_shared<TestModel>();
-  model->name = "Ana";
-  model->score = 2.5;
-  model->enabled = true;
-  model->seen = platform::Date(1700000000.25);
-  model->extras = platform::Dictionary{{"color", "red"}, {"n", 3}};
-
-  const auto dict = model->dictionaryRepresentation();
-  EXPECT_EQ(dict.allKeys(), (std::vector<std::string>{"name", "score", "enabled", "seen", "extras"}));
-
-  const auto back =
-      decode(platform::KeyedArchiver::archivedDataWithRootObject(Value(std::shared_ptr<platform::Codable>(model))));
-  ASSERT_TRUE(back);
-  EXPECT_EQ(back->name, model->name);
-  EXPECT_EQ(back->seen, model->seen);
-  EXPECT_EQ(back->extras, model->extras);
-  EXPECT_FALSE(back->anything);
-}
-
-TEST(AutoCoding, SubclassesCodeTheirBasesPropertiesAndNestedModels) {
-  auto child = std::make_shared<TestModel>();
-  child->name = "child";
-  auto parent = std::make_shared<DerivedModel>();
-  parent->name = "parent";
-  parent->child = Value(std::shared_ptr<platform::Codable>(child));
-  const auto data =
-      platform::KeyedArchiver::archivedDataWithRootObject(Value(std::shared_ptr<platform::Codable>(parent)));
-  auto back = std::dynamic_pointer_cast<DerivedModel>(decode(data));
-  ASSERT_TRUE(back);
-  EXPECT_EQ(back->name, std::optional<std::string>("parent"));
-  ASSERT_TRUE(back->child);
-  auto backChild = back->child->objectAs<TestModel>();
-  ASSERT_TRUE(backChild);
-  EXPECT_EQ(backChild->name, std::optional<std::string>("child"));
 }
 
 // A stand-in written by another version: same class name, but "score" holds a string.

@@ -33,21 +33,6 @@ class DataStoreCacheTest : public ::testing::Test {
   TAVODataStoreController another;  // every instance sees the same data, and the same cache
 };
 
-TEST_F(DataStoreCacheTest, CampaignsAreReadOnceThenKnownUntilTheSdkWritesThem) {
-  EXPECT_TRUE(store.attributionCampaigns().empty());
-  EXPECT_TRUE(defaults()->objectForKey(kCampaigns)) << "the first read still stores an archive of nothing";
-  writeBehindTheCache(Value(Dictionary{{"sneaked", 1}}));
-  EXPECT_TRUE(another.attributionCampaigns().empty()) << "the second read must come from memory";
-
-  another.saveObjectToDataStore(Value(Dictionary{{"h1", 1}}), kCampaigns);
-  EXPECT_EQ(store.attributionCampaigns(), (Dictionary{{"h1", 1}}));
-  writeBehindTheCache(Value(Dictionary{{"sneaked", 1}}));
-  EXPECT_EQ(another.attributionCampaigns(), (Dictionary{{"h1", 1}})) << "the second read must come from memory";
-
-  store.removeAttributionCampaigns("h1");
-  EXPECT_TRUE(another.attributionCampaigns().empty());
-}
-
 TEST_F(DataStoreCacheTest, TheUserTrackingFlagFollowsEveryWriteOfIt) {
   EXPECT_FALSE(store.getUserTrackingDisabled());
   another.saveUserTracking(true);

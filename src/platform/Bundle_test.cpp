@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 
 namespace tavo::platform {
 namespace {
@@ -23,24 +22,6 @@ TEST(BundleLocalizedStrings, TablesFallBackToTheValueThenTheKey) {
   };
   for (const auto& c : cases)
     EXPECT_EQ(bundle.localizedStringForKey(c.key, c.value, c.table), c.expected) << c.key << " in " << c.table;
-}
-
-TEST(BundleThreads, ReadersSeeWholeTablesWhileTheHostWrites) {
-  Bundle bundle;
-  bundle.setLocalizedStrings("", Dictionary{{"K", "v0"}});
-  std::thread writer([&] {
-    for (int i = 1; i <= 500; ++i) {
-      bundle.setLocalizedStrings("", Dictionary{{"K", std::string("v").append(std::to_string(i))}});
-      bundle.setInfoValue("CFBundleVersion", i);
-    }
-  });
-  for (int i = 0; i < 500; ++i) {
-    const std::string text = bundle.localizedStringForKey("K", "");
-    ASSERT_EQ(text.front(), 'v');
-    bundle.infoDictionary();
-  }
-  writer.join();
-  EXPECT_EQ(bundle.localizedStringForKey("K", ""), "v500");
 }
 
 }  // namespace

@@ -103,24 +103,6 @@ TEST(DeviceControls, MajorVersionIsTheLeadingNumberOrZero) {
   }
 }
 
-TEST(DeviceControls, ConcurrentReadersAndWriters) {
-  Device device;
-  std::thread writer([&] {
-    for (int i = 0; i < 500; ++i) {
-      device.setSystem("iOS", std::to_string(i % 20) + ".0");
-      device.setModel("iPhone");
-      device.setTracking(true, i % 2 ? Device::Authorized : Device::Denied, std::nullopt);
-    }
-  });
-  for (int i = 0; i < 500; ++i) {
-    EXPECT_GE(device.systemMajorVersion(), 0);
-    device.model();
-    device.trackingAuthorizationStatus();
-  }
-  writer.join();
-  EXPECT_EQ(device.systemVersion(), "19.0");
-}
-
 // Sets environment variables for one test and puts the old values back.
 class CurrentLocale : public ::testing::Test {
  protected:

@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <future>
 #include <map>
@@ -20,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "RouteServer.h"
+#include "emulator/Emulator.h"
 #include "platform/OperationQueue.h"
 
 namespace tavo::platform {
@@ -57,27 +58,12 @@ HttpRequest request(std::string method, std::string url, double timeoutSeconds =
 
 std::string urlOn(int port, const std::string& path) { return "http://127.0.0.1:" + std::to_string(port) + path; }
 
-// A cpp-httplib server with keep-alive connections, served from its own thread.
-class LoopbackServer {
- public:
-  explicit LoopbackServer(const std::function<void(httplib::Server&)>& routes) {
-    // Enough workers that keep-alive connections never starve the requests queued behind them.
-    server_.new_task_queue = [] { return new httplib::ThreadPool(64); };
-    routes(server_);
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-  }
-  ~LoopbackServer() {
-    server_.stop();
-    thread_.join();
-  }
-  std::string url(const std::string& path) const { return urlOn(port_, path); }
-
- private:
-  httplib::Server server_;
-  int port_ = 0;
-  std::thread thread_;
-};
+// A request the emulator answers with a form body: a retrieving user update names the device's user.
+HttpRequest userUpdate(const emulator::Emulator& server, const std::string& udid, double timeoutSeconds = 3.0) {
+  HttpRequest r = request("POST", server.url("/ws/updateuser"), timeoutSeconds);
+  r.body = R"(apiUser=APPUSER0001&apiKey=KEY123456&json={"udid":")" + udid + R"(","tavo_retrieve":"yes"})";
+  return r;
+}
 
 int listeningSocket(int& port) {
   const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -236,7 +222,7 @@ TEST_F(HttpClientTest, TransportFailuresComeQuicklyAsAnErrorWithTheirOwnCode) {
 
 TEST_F(HttpClientTest, SilentServerTimesOutOnceAndItsLateAnswerIsIgnored) {
   std::atomic<bool> lateAnswerSent{false};
-  LoopbackServer server([&](httplib::Server& s) {
+  testing::RouteServer server([&](httplib::Server& s) {
     s.Get("/slow", [&](const httplib::Request&, httplib::Response& res) {
       std::this_thread::sleep_for(1200ms);
       res.set_content("late", "text/plain");
@@ -272,7 +258,7 @@ TEST_F(HttpClientTest, SilentServerTimesOutOnceAndItsLateAnswerIsIgnored) {
 }
 
 TEST_F(HttpClientTest, ManyConcurrentSendsEachCompleteExactlyOnceWithTheirOwnAnswer) {
-  LoopbackServer server([](httplib::Server& s) {
+  testing::RouteServer server([](httplib::Server& s) {
     s.Post("/echo",
            [](const httplib::Request& req, httplib::Response& res) { res.set_content(req.body, "text/plain"); });
   });
@@ -307,36 +293,16 @@ TEST_F(HttpClientTest, ManyConcurrentSendsEachCompleteExactlyOnceWithTheirOwnAns
 
 // --- destruction ---
 
-// A server whose answers on "/" wait until the test lets them go; "/quick" answers at once.
-struct GatedServer {
-  std::mutex mutex;
-  std::condition_variable changed;
-  int arrived = 0;
-  bool open = false;
-  LoopbackServer server{[this](httplib::Server& s) {
-    s.Get("/", [this](const httplib::Request&, httplib::Response& res) {
-      std::unique_lock lock(mutex);
-      ++arrived;
-      changed.notify_all();
-      changed.wait_for(lock, 4s, [this] { return open; });
-      res.set_content("late", "text/plain");
-    });
-    s.Get("/quick", [](const httplib::Request&, httplib::Response& res) { res.set_content("quick", "text/plain"); });
-  }};
-  bool waitForArrivals(int count) {
-    std::unique_lock lock(mutex);
-    return changed.wait_for(lock, 3s, [&] { return arrived >= count; });
-  }
-  void openGate() {
-    std::lock_guard lock(mutex);
-    open = true;
-    changed.notify_all();
-  }
-};
+// Holds back the first count answers until the emulator stops.
+std::unique_ptr<emulator::Emulator> holdingAnswers(int count) {
+  auto server = std::make_unique<emulator::Emulator>();
+  server->delayAnswers(60'000, count);
+  return server;
+}
 
 TEST(HttpClientDestructionTest, InFlightAndQueuedRequestsCompleteCancelledAndTheDestructorIsPrompt) {
   auto queue = std::make_shared<OperationQueue>();
-  GatedServer gated;
+  const auto gated = holdingAnswers(4);
   std::mutex mutex;
   std::vector<HttpError::Code> codes;
   int responses = 0;
@@ -347,14 +313,13 @@ TEST(HttpClientDestructionTest, InFlightAndQueuedRequestsCompleteCancelledAndThe
   };
 
   auto client = std::make_unique<CurlHttpClient>(queue);
-  for (int i = 0; i < 3; ++i) client->send(request("GET", gated.server.url("/"), 10.0), record);
-  ASSERT_TRUE(gated.waitForArrivals(3));
-  client->send(request("GET", gated.server.url("/"), 10.0), record);  // may not have left yet
+  for (int i = 0; i < 3; ++i) client->send(userUpdate(*gated, "held", 10.0), record);
+  ASSERT_TRUE(gated->waitForRequests(3, 3.0));
+  client->send(userUpdate(*gated, "held", 10.0), record);  // may not have left yet
   const auto start = SteadyClock::now();
   client.reset();
   EXPECT_LT(SteadyClock::now() - start, 1s);
   queue->waitUntilAllOperationsAreFinished();
-  gated.openGate();
 
   std::lock_guard lock(mutex);
   EXPECT_EQ(responses, 0);
@@ -363,14 +328,14 @@ TEST(HttpClientDestructionTest, InFlightAndQueuedRequestsCompleteCancelledAndThe
 
 TEST(HttpClientDestructionTest, DestroyingTheClientFromItsOwnCompletionDoesNotDeadlock) {
   auto queue = std::make_shared<OperationQueue>();
-  GatedServer gated;
+  const auto gated = holdingAnswers(1);
   auto client = std::make_shared<std::unique_ptr<CurlHttpClient>>(std::make_unique<CurlHttpClient>(queue));
   std::promise<std::optional<HttpError>> stuck;
-  (*client)->send(request("GET", gated.server.url("/"), 10.0),
+  (*client)->send(userUpdate(*gated, "held", 10.0),
                   [&](auto, std::optional<HttpError> error) { stuck.set_value(error); });
-  ASSERT_TRUE(gated.waitForArrivals(1));
+  ASSERT_TRUE(gated->waitForRequests(1, 3.0));
   std::promise<void> destroyed;
-  (*client)->send(request("GET", gated.server.url("/quick")), [&, client](auto, auto) {
+  (*client)->send(userUpdate(*gated, "quick"), [&, client](auto, auto) {
     client->reset();  // the last owner lets go from the completion queue itself
     destroyed.set_value();
   });
@@ -382,7 +347,6 @@ TEST(HttpClientDestructionTest, DestroyingTheClientFromItsOwnCompletionDoesNotDe
   const auto error = stuckFuture.get();
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code, HttpError::Cancelled);
-  gated.openGate();
 }
 
 // Whoever waits for quiet (a host at shutdown, a test) counts a request from send() until its completion is on
@@ -392,18 +356,18 @@ TEST(HttpClientInFlightTest, ARequestCountsUntilItsCompletionIsQueuedWhateverThe
   // The queue is kept busy, so completions wait on it: "queued" and "handled" are apart.
   std::promise<void> unblock;
   queue->addOperation([released = unblock.get_future().share()] { released.wait(); });
-  GatedServer gated;
+  auto gated = holdingAnswers(1);
   CurlHttpClient client(queue);
   EXPECT_EQ(client.requestsInFlight(), 0u);
 
-  client.send(request("GET", gated.server.url("/"), 10.0), [](auto, auto) {});
+  client.send(userUpdate(*gated, "held", 10.0), [](auto, auto) {});
   client.send(request("GET", "not a url at all"), [](auto, auto) {});
   client.send(request("GET", "http://127.0.0.1:1/", 10.0), nullptr);  // no completion at all
-  ASSERT_TRUE(gated.waitForArrivals(1));
+  ASSERT_TRUE(gated->waitForRequests(1, 3.0));
   for (int i = 0; i < 300 && client.requestsInFlight() > 1; ++i) std::this_thread::sleep_for(10ms);
-  EXPECT_EQ(client.requestsInFlight(), 1u);  // only the gated one is still on the wire
+  EXPECT_EQ(client.requestsInFlight(), 1u);  // only the held one is still on the wire
 
-  gated.openGate();
+  gated.reset();  // stopping lets the held answer go
   for (int i = 0; i < 300 && client.requestsInFlight() > 0; ++i) std::this_thread::sleep_for(10ms);
   EXPECT_EQ(client.requestsInFlight(), 0u);
   EXPECT_EQ(queue->operationCount(), 3u);  // the blocker and the two completions

@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -96,20 +94,6 @@ TEST_F(UserDefaultsFile, AConditionalWriteStoresOnlyOverWhatItExpects) {
     EXPECT_EQ(writer->objectForKey("k"), Value("read back"));
     EXPECT_EQ(writer->objectForKey("absent"), Value("first"));
   }
-}
-
-TEST_F(UserDefaultsFile, AWriteThatReturnedSurvivesAKilledProcess) {
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    SqliteUserDefaults defaults(path_);
-    if (!defaults.setObject("before the crash", "k")) std::_Exit(1);
-    std::raise(SIGKILL);  // no destructors, no close: only what reached the file counts
-  }
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFSIGNALED(status));
-  EXPECT_EQ(SqliteUserDefaults(path_).objectForKey("k"), Value("before the crash"));
 }
 
 TEST_F(UserDefaultsFile, ARowThatIsNotAPropertyListReadsAsAbsent) {

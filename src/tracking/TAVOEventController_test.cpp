@@ -16,11 +16,7 @@ using platform::Value;
 
 class EventControllerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-  }
+  void SetUp() override { testing::SdkTestEnvironment::startSession("APPUSER0001KEY000009", false); }
   std::shared_ptr<TAVOEventController> events() { return TAVOController::sharedInstance().eventController(); }
   std::shared_ptr<TAVORequestController> requests() { return TAVOController::sharedInstance().requestController(); }
   Value lastParams() {

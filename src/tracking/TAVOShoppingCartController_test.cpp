@@ -27,9 +27,7 @@ void setCustomerId(const std::optional<std::string>& id) {
 class ShoppingCartTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
+    testing::SdkTestEnvironment::startSession("APPUSER0001KEY000009", false);
     TAVOLogger::sharedLogger().setLogLevel(TAVOLogger::kDebugMask);
   }
   // The order's fields of every purchase sent so far, without the parameters every request carries.

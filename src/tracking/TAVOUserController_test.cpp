@@ -73,11 +73,7 @@ class InstallAttributionTest : public ::testing::Test {
   explicit InstallAttributionTest(SdkTestEnvironment::Store store = SdkTestEnvironment::Store::InMemory) : env(store) {
     startSession();
   }
-  static void startSession() {
-    auto& controller = TAVOController::sharedInstance();
-    controller.generateApiKeyAndApiUserFrom(std::string("APPUSER0001KEY000009"));
-    controller.setSessionKey(std::string("APPUSER0001KEY000009"));
-  }
+  static void startSession() { SdkTestEnvironment::startSession("APPUSER0001KEY000009", false); }
   void ask(Listener& listener) {
     TAVOLegacy::installAttributionInfo(listener.delegate);
     env.drainQueues();

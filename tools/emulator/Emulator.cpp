@@ -4,6 +4,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "emulator/EmulatorHttpServer.h"
 #include "emulator/RequestDecoder.h"
@@ -118,9 +119,18 @@ void Emulator::serveWebService(const httplib::Request& in, httplib::Response& ou
   RecordedRequest request = RequestDecoder::decode(in.matches[1].str(), std::move(headerFields), in.body);
   request.time = RequestRecorder::timestamp(std::chrono::system_clock::now());
 
-  const FailureSwitches::Plan plan = failures_.takePlan();
+  std::function<void(const RecordedRequest&)> observer;
+  std::function<std::optional<int>(const RecordedRequest&)> statusPicker;
+  {
+    platform::MutexLock lock(mutex_);
+    observer = observer_;
+    statusPicker = statusPicker_;
+  }
+  FailureSwitches::Plan plan = failures_.takePlan();
+  if (!plan.status && statusPicker) plan.status = statusPicker(request);
   // A switched answer replaces the real one, and nothing the real one would have done (a new user id) happens.
   const WebServiceResponder::Answer answer = plan.notJSON  ? WebServiceResponder::Answer{200, kNotJSON, "text/html"}
+                                             : plan.body   ? WebServiceResponder::Answer{200, *plan.body}
                                              : plan.status ? WebServiceResponder::statusAnswer(request, *plan.status)
                                                            : responder_->answer(request);
   request.answerStatus = answer.httpStatus;
@@ -128,12 +138,6 @@ void Emulator::serveWebService(const httplib::Request& in, httplib::Response& ou
   request.failure = plan.description();
   recorder_->record(request);
   inApp_.record(request);
-
-  std::function<void(const RecordedRequest&)> observer;
-  {
-    platform::MutexLock lock(mutex_);
-    observer = observer_;
-  }
   if (observer) observer(request);
 
   if (plan.delayMilliseconds > 0) waitOutDelay(plan.delayMilliseconds);
@@ -164,6 +168,8 @@ void Emulator::serveControl(const std::string& command, const httplib::Request& 
     const auto status = intParam(in, "status", std::nullopt);
     if (!status) return refuse("status=<code> is required");
     failures_.answerStatus(*status, *count);
+  } else if (command == "body") {
+    failures_.answerBody(in.body, *count);
   } else if (command == "not-json") {
     failures_.answerNotJSON(*count);
   } else if (command == "close-mid-body") {
@@ -215,6 +221,13 @@ std::int64_t Emulator::userIdForDevice(const std::string& udid) { return users_-
 void Emulator::refuseConnections(int count) { failures_.refuseConnections(count); }
 
 void Emulator::answerStatus(int status, int count) { failures_.answerStatus(status, count); }
+
+void Emulator::answerBody(std::string body, int count) { failures_.answerBody(std::move(body), count); }
+
+void Emulator::answerStatusWhen(std::function<std::optional<int>(const RecordedRequest&)> picker) {
+  platform::MutexLock lock(mutex_);
+  statusPicker_ = std::move(picker);
+}
 
 void Emulator::answerNotJSON(int count) { failures_.answerNotJSON(count); }
 

@@ -73,6 +73,10 @@ class Emulator {
   // Failure switches (the next count connections or requests of the web service).
   void refuseConnections(int count);
   void answerStatus(int status, int count = 1);
+  void answerBody(std::string body, int count = 1);
+  // Answers the status picker returns for a request (nullopt: the real answer), for failures that depend on
+  // what a request carries, as "every fourth batch of these events". Called on a server thread.
+  void answerStatusWhen(std::function<std::optional<int>(const RecordedRequest&)> picker);
   void answerNotJSON(int count = 1);
   void closeMidBody(int count = 1);
   void delayAnswers(int milliseconds, int count = 1);
@@ -103,6 +107,7 @@ class Emulator {
   platform::ConditionVariable stopped_;
   bool stopping_ GUARDED_BY(mutex_) = false;
   std::function<void(const RecordedRequest&)> observer_ GUARDED_BY(mutex_);
+  std::function<std::optional<int>(const RecordedRequest&)> statusPicker_ GUARDED_BY(mutex_);
 };
 
 }  // namespace tavo::emulator

@@ -1,6 +1,7 @@
 #include "emulator/FailureSwitches.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/MutexLock.h"
 
@@ -21,6 +22,7 @@ std::string FailureSwitches::Plan::description() const {
   std::string text;
   auto add = [&](const std::string& part) { text += (text.empty() ? "" : ", ") + part; };
   if (status) add("status " + std::to_string(*status));
+  if (body) add("body of " + std::to_string(body->size()) + " bytes");
   if (notJSON) add("not JSON");
   if (closeMidBody) add("closed mid-body");
   if (delayMilliseconds > 0) add("delay " + std::to_string(delayMilliseconds) + " ms");
@@ -36,6 +38,12 @@ void FailureSwitches::answerStatus(int status, int count) {
   platform::MutexLock lock(mutex_);
   status_ = status;
   statusCount_ = std::max(count, 0);
+}
+
+void FailureSwitches::answerBody(std::string body, int count) {
+  platform::MutexLock lock(mutex_);
+  body_ = std::move(body);
+  bodyCount_ = std::max(count, 0);
 }
 
 void FailureSwitches::answerNotJSON(int count) {
@@ -56,7 +64,7 @@ void FailureSwitches::delayAnswers(int milliseconds, int count) {
 
 void FailureSwitches::reset() {
   platform::MutexLock lock(mutex_);
-  refuse_ = statusCount_ = notJSON_ = closeMidBody_ = delayCount_ = 0;
+  refuse_ = statusCount_ = bodyCount_ = notJSON_ = closeMidBody_ = delayCount_ = 0;
 }
 
 bool FailureSwitches::takeRefusal() {
@@ -70,6 +78,7 @@ FailureSwitches::Plan FailureSwitches::takePlan() {
   platform::MutexLock lock(mutex_);
   Plan plan;
   if (takeOne(statusCount_)) plan.status = status_;
+  if (takeOne(bodyCount_)) plan.body = body_;
   plan.notJSON = takeOne(notJSON_);
   plan.closeMidBody = takeOne(closeMidBody_);
   if (takeOne(delayCount_)) plan.delayMilliseconds = delayMilliseconds_;
@@ -85,6 +94,7 @@ nlohmann::ordered_json FailureSwitches::state() const {
   platform::MutexLock lock(mutex_);
   return {{"refuseConnections", refuse_},
           {"answerStatus", {{"status", status_}, {"count", statusCount_}}},
+          {"answerBody", {{"bytes", body_.size()}, {"count", bodyCount_}}},
           {"answerNotJSON", notJSON_},
           {"closeMidBody", closeMidBody_},
           {"delay", {{"milliseconds", delayMilliseconds_}, {"count", delayCount_}}},

@@ -16,12 +16,13 @@ class FailureSwitches {
  public:
   // What one request gets: every switch that is on gives one of its count to it.
   struct Plan {
-    std::optional<int> status;  // answer this status instead of the real answer
-    bool notJSON = false;       // answer a body that no JSON reader accepts
-    bool closeMidBody = false;  // announce the whole answer, send half, close the connection
-    int delayMilliseconds = 0;  // wait this long before answering
+    std::optional<int> status;        // answer this status instead of the real answer
+    std::optional<std::string> body;  // answer this body (HTTP 200) instead of the real answer
+    bool notJSON = false;             // answer a body that no JSON reader accepts
+    bool closeMidBody = false;        // announce the whole answer, send half, close the connection
+    int delayMilliseconds = 0;        // wait this long before answering
 
-    bool any() const { return status || notJSON || closeMidBody || delayMilliseconds > 0; }
+    bool any() const { return status || body || notJSON || closeMidBody || delayMilliseconds > 0; }
     // "status 500, delay 300 ms", "" for none.
     std::string description() const;
   };
@@ -29,6 +30,8 @@ class FailureSwitches {
   // Close the next count connections as soon as they are accepted, before reading anything.
   void refuseConnections(int count);
   void answerStatus(int status, int count);
+  // Answers exactly these bytes: a status the SDK does not know, an empty or cut-off JSON, a huge answer.
+  void answerBody(std::string body, int count);
   void answerNotJSON(int count);
   void closeMidBody(int count);
   void delayAnswers(int milliseconds, int count);
@@ -49,6 +52,8 @@ class FailureSwitches {
   int refuse_ GUARDED_BY(mutex_) = 0;
   int statusCount_ GUARDED_BY(mutex_) = 0;
   int status_ GUARDED_BY(mutex_) = 0;
+  int bodyCount_ GUARDED_BY(mutex_) = 0;
+  std::string body_ GUARDED_BY(mutex_);
   int notJSON_ GUARDED_BY(mutex_) = 0;
   int closeMidBody_ GUARDED_BY(mutex_) = 0;
   int delayCount_ GUARDED_BY(mutex_) = 0;

@@ -4,8 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include "LoopbackServer.h"
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+
 #include "ObservedHttpClient.h"
+#include "RouteServer.h"
 #include "UiTestEnvironment.h"
 #include "platform/ui/ColorText.h"
 #include "platform/ui/TouchDispatcher.h"
@@ -17,16 +22,69 @@ namespace tavo::platform::ui {
 namespace {
 
 using Events = std::vector<std::string>;
-using testing::LoopbackServer;
 
-LoopbackServer::Answer html(std::string body, int status = 200) {
-  return LoopbackServer::Answer{status, std::move(body), "text/html"};
-}
+// The pages of a site of its own, by path: a page may redirect, or hold its answer until the site goes.
+class PageSite {
+ public:
+  struct Page {
+    int status = 200;
+    std::string body = {};
+    std::string location = {};  // a 302 to there
+    bool held = false;          // never answered while the test runs
+  };
 
-LoopbackServer::Answer redirect(const std::string& location) {
-  LoopbackServer::Answer answer{302, "", "text/html"};
-  answer.headerFields = {{"Location", location}};
-  return answer;
+  ~PageSite() {
+    std::lock_guard lock(mutex_);
+    leaving_ = true;
+    changed_.notify_all();
+  }
+
+  void set(const std::string& path, Page page) {
+    std::lock_guard lock(mutex_);
+    pages_[path] = std::move(page);
+  }
+  std::string url(const std::string& path) const { return server_.url(path); }
+  std::size_t requestCount() const {
+    std::lock_guard lock(mutex_);
+    return userAgents_.size();
+  }
+  std::string firstUserAgent() const {
+    std::lock_guard lock(mutex_);
+    return userAgents_.empty() ? "" : userAgents_.front();
+  }
+  bool waitForRequests(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return userAgents_.size() >= count; });
+  }
+
+ private:
+  void serve(const httplib::Request& in, httplib::Response& out) {
+    std::unique_lock lock(mutex_);
+    userAgents_.push_back(in.get_header_value("User-Agent"));
+    changed_.notify_all();
+    const auto page = pages_.find(in.path);
+    if (page == pages_.end()) return void(out.status = 404);
+    if (page->second.held) changed_.wait(lock, [&] { return leaving_; });
+    out.status = page->second.location.empty() ? page->second.status : 302;
+    if (!page->second.location.empty()) out.set_header("Location", page->second.location);
+    out.set_content(page->second.body, "text/html");
+  }
+
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::map<std::string, Page> pages_;
+  std::vector<std::string> userAgents_;
+  bool leaving_ = false;
+  testing::RouteServer server_{[this](httplib::Server& s) {
+    s.set_keep_alive_max_count(1);  // one answer per connection: the site goes at once when the test ends
+    s.Get(".*", [this](const auto& in, auto& out) { serve(in, out); });
+  }};
+};
+
+// A loopback address where nothing listens any more.
+std::string refusingURL(const std::string& path) {
+  const testing::RouteServer gone([](httplib::Server&) {});
+  return gone.url(path);
 }
 
 class WebViewTest : public ::testing::Test {
@@ -60,9 +118,12 @@ class WebViewTest : public ::testing::Test {
     web->setNavigationDelegate(delegate);
   }
 
-  std::string path(const std::string& url) const {
-    const std::string origin = server.url("");
-    return url.rfind(origin, 0) == 0 ? url.substr(origin.size()) : url;
+  // The path of a loopback URL, as the events show it.
+  static std::string path(const std::string& url) {
+    const std::string loopback = "http://127.0.0.1:";
+    if (url.rfind(loopback, 0) != 0) return url;
+    const auto slash = url.find('/', loopback.size());
+    return slash == std::string::npos ? "/" : url.substr(slash);
   }
   // Runs the main loop until the answers of count requests (since the test began) have arrived and been
   // handled; an answer handled may send the next request (a redirect).
@@ -76,7 +137,7 @@ class WebViewTest : public ::testing::Test {
   }
 
   testing::UiTestEnvironment env;
-  LoopbackServer server;
+  PageSite server;
   std::shared_ptr<testing::ObservedHttpClient> http =
       std::make_shared<testing::ObservedHttpClient>(env.platform().operationQueue);
   std::shared_ptr<WebView> web = std::make_shared<WebView>(Rect{0, 0, 390, 600});
@@ -87,10 +148,12 @@ class WebViewTest : public ::testing::Test {
 };
 
 TEST_F(WebViewTest, APageIsDecidedStartedCommittedAndFinishedAndItsHTMLRead) {
-  server.enqueueAnswer(
-      html("<html><head><title>Spring &amp; sale</title><style>p{color:red} body { background: #336699 url(a.png) }"
-           "</style></head><body><!-- <a href='/hidden'>no</a> --><a href=\"/next\">Next <b>page</b></a>"
-           "<a href='other.html' target=_blank>Other</a><script>var a = '<a href=\"/no\">';</script></body></html>"));
+  server.set(
+      "/shop/page",
+      {200,
+       "<html><head><title>Spring &amp; sale</title><style>p{color:red} body { background: #336699 url(a.png) }"
+       "</style></head><body><!-- <a href='/hidden'>no</a> --><a href=\"/next\">Next <b>page</b></a>"
+       "<a href='other.html' target=_blank>Other</a><script>var a = '<a href=\"/no\">';</script></body></html>"});
   web->load(URLRequest{server.url("/shop/page")});
   EXPECT_TRUE(events.empty());  // nothing from inside load()
   network(1);
@@ -102,10 +165,10 @@ TEST_F(WebViewTest, APageIsDecidedStartedCommittedAndFinishedAndItsHTMLRead) {
   EXPECT_EQ(web->page()->links()[0].text, "Next page");
   EXPECT_EQ(web->page()->links()[1].href, server.url("/shop/other.html"));
   EXPECT_FALSE(web->isLoading());
-  EXPECT_NE(server.requests().front().header("User-Agent")->find("AppleWebKit"), std::string::npos);
+  EXPECT_NE(server.firstUserAgent().find("AppleWebKit"), std::string::npos);
 
   events.clear();
-  server.enqueueAnswer(html("<title>Gone</title>", 404));
+  server.set("/missing", {404, "<title>Gone</title>"});
   web->load(URLRequest{server.url("/missing")});
   network(2);
   EXPECT_EQ(events, (Events{"decide /missing", "start /missing", "response 404", "commit", "finish"}));
@@ -113,18 +176,16 @@ TEST_F(WebViewTest, APageIsDecidedStartedCommittedAndFinishedAndItsHTMLRead) {
 }
 
 TEST_F(WebViewTest, RefusedAndSilentServersFailTheProvisionalNavigation) {
-  server.refuseConnections();
-  web->load(URLRequest{server.url("/page")});
+  web->load(URLRequest{refusingURL("/page")});
   network(1);
   EXPECT_EQ(events, (Events{"decide /page", "start /page", "fail provisional -1004 Could not connect to the server."}));
   EXPECT_EQ(web->url(), std::nullopt);  // back to what was committed: nothing
 
-  server.acceptConnections();
-  server.enqueueAnswer(LoopbackServer::Answer::delayed(30, "<title>Late</title>"));
+  server.set("/slow", {.held = true});
   events.clear();
   web->load(URLRequest{server.url("/slow"), URLRequest::CachePolicy::UseProtocolCachePolicy, 10});
   env.platform().mainLoop->runPending();
-  ASSERT_TRUE(server.waitForRequests(1, 10));
+  ASSERT_TRUE(server.waitForRequests(1));
   env.advance(9.9);
   EXPECT_EQ(events, (Events{"decide /slow", "start /slow"}));
   env.advance(0.2);
@@ -133,8 +194,8 @@ TEST_F(WebViewTest, RefusedAndSilentServersFailTheProvisionalNavigation) {
 }
 
 TEST_F(WebViewTest, RedirectsAreDecidedAgainAndMayBeRefused) {
-  server.enqueueAnswer(redirect("/final?x=1"));
-  server.enqueueAnswer(html("<title>Final</title>"));
+  server.set("/start", {.location = "/final?x=1"});
+  server.set("/final", {200, "<title>Final</title>"});
   web->load(URLRequest{server.url("/start")});
   network(2);
   EXPECT_EQ(events, (Events{"decide /start", "start /start", "decide /final?x=1", "redirect", "response 200", "commit",
@@ -142,7 +203,7 @@ TEST_F(WebViewTest, RedirectsAreDecidedAgainAndMayBeRefused) {
   EXPECT_EQ(web->url(), server.url("/final?x=1"));
 
   events.clear();
-  server.enqueueAnswer(redirect(server.url("/blocked")));
+  server.set("/start", {.location = server.url("/blocked")});
   web->load(URLRequest{server.url("/start")});
   network(3);
   EXPECT_EQ(events, (Events{"decide /start", "start /start", "decide /blocked",
@@ -154,10 +215,10 @@ TEST_F(WebViewTest, LinksFollowedByTouchOrByTheDriverAreDecidedLikeAnyNavigation
   const auto root = std::make_shared<ViewController>("Root");
   env.show(root);
   root->view()->addSubview(web);
-  server.enqueueAnswer(
-      html("<a href='/next'>Next</a><a href='myapp://promo/1'>App</a>"
-           "<a href='/popup' target='_blank'>Popup</a>"));
-  server.enqueueAnswer(html("<title>Next</title>"));
+  server.set(
+      "/",
+      {200, "<a href='/next'>Next</a><a href='myapp://promo/1'>App</a><a href='/popup' target='_blank'>Popup</a>"});
+  server.set("/next", {200, "<title>Next</title>"});
   web->load(URLRequest{server.url("/")});
   network(1);
   events.clear();
@@ -168,7 +229,7 @@ TEST_F(WebViewTest, LinksFollowedByTouchOrByTheDriverAreDecidedLikeAnyNavigation
   EXPECT_EQ(events, (Events{"decide /next", "start /next", "response 200", "commit", "finish"}));
 
   events.clear();
-  server.enqueueAnswer(html("<a href='myapp://promo/1'>App</a><a href='/popup' target='_blank'>Popup</a>"));
+  server.set("/", {200, "<a href='myapp://promo/1'>App</a><a href='/popup' target='_blank'>Popup</a>"});
   web->load(URLRequest{server.url("/")});
   network(3);
   events.clear();
@@ -184,7 +245,7 @@ TEST_F(WebViewTest, LinksFollowedByTouchOrByTheDriverAreDecidedLikeAnyNavigation
   // A decision given later goes on from there; a newer navigation cancels one under way.
   events.clear();
   hold = true;
-  server.enqueueAnswer(LoopbackServer::Answer::delayed(30, "<title>Late</title>"));
+  server.set("/later", {.held = true});
   web->load(URLRequest{server.url("/later")});
   env.advance(0);
   ASSERT_EQ(held.size(), 1u);
@@ -201,7 +262,7 @@ TEST_F(WebViewTest, LinksFollowedByTouchOrByTheDriverAreDecidedLikeAnyNavigation
 }
 
 TEST_F(WebViewTest, TheCachePolicySparesTheWireAndTheScanStaysBounded) {
-  server.enqueueAnswer(html("<title>Cached</title>"));
+  server.set("/c", {200, "<title>Cached</title>"});
   web->load(URLRequest{server.url("/c")});
   network(1);
   events.clear();
