@@ -11,18 +11,10 @@
 
 namespace tavo::testing {
 
-namespace {
-
-emulator::Emulator::Options optionsWith(const std::string& fixturesJSON) {
+InAppTestEnvironment::InAppTestEnvironment(const std::string& fixturesJSON) {
   emulator::Emulator::Options options;
   if (!fixturesJSON.empty()) options.fixtures = emulator::EmulatorFixtures::fromJSON(fixturesJSON);
-  return options;
-}
-
-}  // namespace
-
-InAppTestEnvironment::InAppTestEnvironment(const std::string& fixturesJSON)
-    : emulator_(std::make_unique<emulator::Emulator>(optionsWith(fixturesJSON))) {
+  emulator_ = std::make_unique<emulator::Emulator>(std::move(options));
   installNetwork();
 }
 
@@ -48,12 +40,6 @@ void InAppTestEnvironment::startSession() {
   settleUntil([] { return TAVOLegacy::isSessionStarted(); });
 }
 
-void InAppTestEnvironment::restart() {
-  window_.reset();
-  sdk_.restart();
-  installNetwork();
-}
-
 bool InAppTestEnvironment::settleUntil(const std::function<bool()>& done) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (std::chrono::steady_clock::now() < deadline) {
@@ -69,12 +55,10 @@ bool InAppTestEnvironment::settleUntil(const std::function<bool()>& done) {
 
 void InAppTestEnvironment::advance(double seconds) { sdk_.platform().mainLoop->runFor(seconds); }
 
-std::shared_ptr<platform::ui::Window> InAppTestEnvironment::show(
-    const std::shared_ptr<platform::ui::ViewController>& controller) {
+void InAppTestEnvironment::show(const std::shared_ptr<platform::ui::ViewController>& controller) {
   if (!window_) window_ = std::make_shared<platform::ui::Window>();
   window_->setRootViewController(controller);
   window_->makeKeyAndVisible();
-  return window_;
 }
 
 std::vector<std::string> InAppTestEnvironment::screenEvents() const {

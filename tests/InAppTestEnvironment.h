@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,27 +16,24 @@ class Window;
 namespace tavo::testing {
 
 // The SDK with its UI model against the emulator over real sockets: a manual clock for views and timers, a
-// store in a file (restart() is a new process on it), every URL the app is asked to open written down.
+// store in memory, the URLs the app is asked to open written down.
 class InAppTestEnvironment {
  public:
-  // fixturesJSON: the emulator's fixtures; the default set when empty.
+  // The emulator's fixtures as JSON text; its default set when empty.
   explicit InAppTestEnvironment(const std::string& fixturesJSON = "");
   ~InAppTestEnvironment();
 
-  // Starts a session (screen events on) and waits until the web service has it.
+  // Starts a session (which installs the screen-event hooks) and waits until the web service has it.
   void startSession();
-  void restart();
-  // Runs queues, network and the main loop (without moving the clock) until done() or 5 s of real time.
+  // Runs queues, network and the main loop (the clock stands still) until done() or 5 s of real time.
   bool settleUntil(const std::function<bool()>& done);
-  // Moves the clock on, running timers and animations.
   void advance(double seconds);
-  std::shared_ptr<platform::ui::Window> show(const std::shared_ptr<platform::ui::ViewController>& controller);
+  void show(const std::shared_ptr<platform::ui::ViewController>& controller);
 
-  // The names of the screen events the web service received, in order.
+  // The screen events the web service received, by screen name, in order of arrival.
   std::vector<std::string> screenEvents() const;
   emulator::InAppLedger::Entry tally(int campaignType, const std::string& campaignId) const;
-  std::vector<std::string> openedURLs() const { return openedURLs_; }
-
+  const std::vector<std::string>& openedURLs() const { return openedURLs_; }
   emulator::Emulator& emulator() { return *emulator_; }
   SdkTestEnvironment& sdk() { return sdk_; }
 
@@ -45,7 +41,7 @@ class InAppTestEnvironment {
   void installNetwork();
 
   std::unique_ptr<emulator::Emulator> emulator_;
-  SdkTestEnvironment sdk_{SdkTestEnvironment::Store::File};
+  SdkTestEnvironment sdk_;
   std::vector<std::string> openedURLs_;
   std::shared_ptr<platform::ui::Window> window_;
 };

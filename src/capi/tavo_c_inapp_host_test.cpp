@@ -6,41 +6,32 @@
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <string>
 
-#include "SdkTestEnvironment.h"
-#include "emulator/Emulator.h"
+#include "InAppTestEnvironment.h"
 
 namespace tavo {
 namespace {
 
 using json = nlohmann::json;
 
-// The views of a tree (depth first) whose "class" is className.
-void collect(const json& node, const std::string& className, std::vector<json>& found) {
-  if (node.value("class", "") == className) found.push_back(node);
-  if (const auto subviews = node.find("subviews"); subviews != node.end())
-    for (const auto& child : *subviews) collect(child, className, found);
-}
-
+// The views of class className in the tree the host printed after label.
 std::vector<json> viewsOf(const std::string& output, const std::string& label, const std::string& className) {
-  const auto start = output.find(label + ": ");
-  if (start == std::string::npos) return {};
-  const auto end = output.find('\n', start);
-  const json tree =
-      json::parse(output.substr(start + label.size() + 2, end - start - label.size() - 2), nullptr, false);
+  const auto start = output.find(label + ": ") + label.size() + 2;
+  const json tree = json::parse(output.substr(start, output.find('\n', start) - start), nullptr, false);
   std::vector<json> found;
-  if (tree.is_object())
-    for (const auto& window : tree["windows"]) collect(window, className, found);
+  std::function<void(const json&)> walk = [&](const json& node) {
+    if (node.value("class", "") == className) found.push_back(node);
+    for (const auto& child : node.value("subviews", json::array())) walk(child);
+  };
+  for (const auto& window : tree.value("windows", json::array())) walk(window);
   return found;
 }
 
 TEST(CInAppHostProcess, ShowsItsScreenGetsAStartViewAndClosesItWithItsButton) {
-  emulator::Emulator emulator;
-  testing::TemporaryDirectory data;
-  const std::string png = data.path() + "/start-view.png";
-  const std::string command = std::string(TAVO_C_INAPP_HOST_PATH) + " '" + data.path() + "/sdk' '" +
-                              emulator.baseURL() + "' '" + png + "' 2>&1";
+  testing::InAppTestEnvironment env;  // its emulator, and a place for the host's data
+  const std::string data = env.sdk().dataDirectory() + "/host";
+  const std::string command = std::string(TAVO_C_INAPP_HOST_PATH) + " '" + data + "' '" + env.emulator().baseURL() +
+                              "' '" + data + ".png' 2>&1";
   std::string output;
   FILE* pipe = popen(command.c_str(), "r");
   ASSERT_TRUE(pipe);
@@ -57,20 +48,12 @@ TEST(CInAppHostProcess, ShowsItsScreenGetsAStartViewAndClosesItWithItsButton) {
   ASSERT_EQ(pages.size(), 1u);
   EXPECT_EQ(pages[0]["pageTitle"], "Spring teas are in");
   EXPECT_TRUE(viewsOf(output, "tree-closed", "WKWebView").empty());
-  EXPECT_NE(output.find("listener: closed {\"type\":2,\"id\":501"), std::string::npos) << output;
-
-  bool screenEvent = false;
-  for (const auto& request : emulator.requests())
-    for (std::size_t i = 0; i < request.operations.size(); ++i)
-      if (const auto* params = request.params(i); params && params->contains("attributes"))
-        screenEvent = screenEvent || (*params)["attributes"].value("e_screen_name", "") == "HomeScreen";
-  EXPECT_TRUE(screenEvent);
-  emulator::InAppLedger::Entry startView;
-  for (const auto& entry : emulator.inAppEntries())
-    if (entry.campaignType == 2 && entry.campaignId == "501") startView = entry;
-  EXPECT_EQ(startView.checks, 1);
-  EXPECT_EQ(startView.impressions, 1);
-  EXPECT_EQ(startView.clicks, 0);  // the close button is not the page
+  EXPECT_NE(output.find("listener: shown {\"type\":2,\"id\":501"), std::string::npos) << output;
+  EXPECT_NE(output.find("listener: closed {\"type\":2,\"id\":501"), std::string::npos);
+  EXPECT_EQ(env.screenEvents(), std::vector<std::string>{"HomeScreen"});
+  EXPECT_EQ(env.tally(2, "501").checks, 1);
+  EXPECT_EQ(env.tally(2, "501").impressions, 1);
+  EXPECT_EQ(env.tally(2, "501").clicks, 0);  // the close button is not the page
 }
 
 }  // namespace
