@@ -38,8 +38,6 @@ class TAVOCampaignViewController : public platform::ui::ViewController, public T
 
   // Held weakly.
   void setDelegate(std::weak_ptr<TAVOCampaignViewControllerDelegate> delegate) { delegate_ = std::move(delegate); }
-  bool autoCreation = false;
-  bool interacted = false;
 
  protected:
   // The modal page is on screen.

@@ -49,6 +49,7 @@ std::shared_ptr<TAVOBannerView> TAVOBannerView::initWithBannerPromotion(
   banner->setUserInteractionEnabled(true);
   banner->setViewController(viewController);
   banner->reFrameBanner(promotion->position);
+  banner->center_ = platform::Platform::shared().notificationCenter;
   banner->rotationObserver_ = platform::Platform::shared().notificationCenter->addObserver(
       ui::kDeviceOrientationDidChangeNotification, [self](const auto&) {
         if (const auto view = self()) view->didRotate();
@@ -75,8 +76,7 @@ TAVOBannerView::TAVOBannerView(std::shared_ptr<TAVOBannerPromotion> promotion, b
 
 TAVOBannerView::~TAVOBannerView() {
   reset();
-  if (rotationObserver_ && platform::Platform::isInstalled())
-    platform::Platform::shared().notificationCenter->removeObserver(rotationObserver_);
+  if (const auto center = center_.lock()) center->removeObserver(rotationObserver_);
 }
 
 std::shared_ptr<ui::View> TAVOBannerView::hostViewFor(ui::ViewController& controller) {

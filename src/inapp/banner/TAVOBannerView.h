@@ -73,6 +73,7 @@ class TAVOBannerView : public platform::ui::View, public TAVOCampaignViewControl
   platform::ui::Rect placed_;
   std::weak_ptr<platform::MainLoop> loop_;
   platform::MainLoop::TimerId hideTimer_ = 0;
+  std::weak_ptr<platform::NotificationCenter> center_;
   platform::NotificationCenter::ObserverId rotationObserver_ = 0;
   std::shared_ptr<TAVOStartViewPromotionViewController> startView_;
   bool startViewOpen_ = false;
