@@ -85,7 +85,9 @@ json EmulatorFixtures::validated(json document) {
   requireShape(document, "images", &json::is_object, "an object");
   for (const auto& [name, html] : document["pages"].items())
     if (!html.is_string()) throw std::runtime_error("fixtures: page " + name + " must be HTML text");
-  for (const auto& [name, image] : document["images"].items()) {
+  for (const auto& entry : document["images"].items()) {
+    const json& image = entry.value();
+    const std::string& name = entry.key();
     const auto positive = [&](const char* key) {
       return image.is_object() && image.contains(key) && image[key].is_number_integer() && image[key].get<int>() > 0 &&
              image[key].get<int>() <= 4096;
