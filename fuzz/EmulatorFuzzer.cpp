@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto database = std::make_shared<SqliteDatabase>(":memory:");
   UserRegistry users(database);
   RequestRecorder recorder(database);
-  const WebServiceResponder responder(*fixtures, users);
+  const WebServiceResponder responder(*fixtures, users, "http://127.0.0.1:1");
 
   RecordedRequest request = RequestDecoder::decode(std::move(action), std::move(headers), std::move(body));
   const WebServiceResponder::Answer answer = responder.answer(request);

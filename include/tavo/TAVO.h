@@ -25,9 +25,14 @@
 #include "tavo/TAVOInstallAttribution.h"
 #include "tavo/TAVOInstallAttributionDelegate.h"
 #include "tavo/TAVORequestDelegate.h"
+#include "tavo/TAVOStartViewDelegate.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
+
+namespace platform::ui {
+class ViewController;
+}
 
 using Value = platform::Value;
 using Dictionary = platform::Dictionary;
@@ -47,6 +52,7 @@ class TAVO_EXPORT TAVOLegacy {
   static void startSessionWithConfiguration(const TAVOConfiguration& configuration);
   static void startSession(const std::optional<std::string>& sessionKey,
                            const std::optional<Dictionary>& launchOptions);
+  // This form also installs the automatic screen events (once per process).
   static void startSession(const std::optional<std::string>& sessionKey);
   // YES only once the start-session event has been delivered to the web service.
   static bool isSessionStarted();
@@ -117,6 +123,18 @@ class TAVO_EXPORT TAVOLegacy {
   // after nullopt, every address may.
   static void setWhitelist(const std::optional<std::vector<std::string>>& prefixes);
   static std::optional<std::vector<std::string>> whitelist();
+
+  // Start views and banners. Start views are presented from the root view controller: the one set here (held
+  // weakly), else the key window's root. Options are kept for the host; parameters are added to every start
+  // view's page address from then on (nullopt: none). closeStartView takes the start views on screen away
+  // without their close callbacks. The delegate (held weakly) hears when a start view has slid in.
+  static void setRootViewController(const std::shared_ptr<platform::ui::ViewController>& root);
+  static std::shared_ptr<platform::ui::ViewController> rootViewController();
+  static void setStartViewOptions(unsigned long options);
+  static void setStartViewDelegate(const std::shared_ptr<TAVOStartViewDelegate>& delegate);
+  static void setStartViewParameters(const std::optional<Dictionary>& parameters);
+  static void closeStartView();
+  static void setBannerAutoCreation(bool autoCreation);
 
   // Configuration at run time.
   static void setDebuggerOutput(bool enabled);  // YES turns every log level on; NO changes nothing

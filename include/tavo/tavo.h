@@ -237,6 +237,17 @@ TAVO_C_EXPORT void tavo_set_whitelist(const char* const* prefixes, size_t count)
 /* The white list as a JSON array of strings, or "null" when none is set; free with tavo_free. */
 TAVO_C_EXPORT char* tavo_whitelist_json(void);
 
+/* Start views: a campaign's page over the whole app, with a close button (35 x 35 points at the top right,
+ * accessibility identifier "startview_close") when the campaign may be closed. The options are kept for the
+ * host. The parameters (a JSON object; NULL: none) are added to the query of every later start view's page;
+ * text that is not an object is refused: false, nothing changes. tavo_close_start_view takes the start views
+ * on screen away without their on_close callbacks. */
+TAVO_C_EXPORT void tavo_set_start_view_options(unsigned options);
+TAVO_C_EXPORT bool tavo_set_start_view_parameters_json(const char* parameters_json);
+TAVO_C_EXPORT void tavo_close_start_view(void);
+/* Kept for the host; banners show as the web service sends them either way. */
+TAVO_C_EXPORT void tavo_set_banner_auto_creation(bool auto_creation);
+
 /* ---- the host's user interface ----
  *
  * The SDK's in-app formats and screen events work on a model of the phone's UI toolkit. A host written
@@ -278,6 +289,13 @@ TAVO_C_EXPORT void tavo_screen_pop(tavo_screen* navigation_root);
 TAVO_C_EXPORT void tavo_screen_present(tavo_screen* from, tavo_screen* screen, bool full_screen);
 /* Dismisses what screen presents, or screen itself when it is presented. */
 TAVO_C_EXPORT void tavo_screen_dismiss(tavo_screen* screen);
+/* The screen start views are presented from (held while it is on screen or the host keeps its handle); NULL:
+ * the key window's root, the default. */
+TAVO_C_EXPORT void tavo_set_root_view_controller(tavo_screen* screen);
+/* Screen events: once a session is started, each full-width screen that comes in front (its class name as
+ * the screen's name) is reported, and may bring a campaign the web service attached to it, which closes when
+ * the user leaves the screen. On by default (and as the start configuration says); false stops the reports. */
+TAVO_C_EXPORT void tavo_track_screen_events(bool track);
 
 /* The host's tab bar: a "UITabBarController" of the host's screens. */
 typedef struct tavo_tab_bar tavo_tab_bar;

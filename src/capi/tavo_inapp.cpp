@@ -256,6 +256,34 @@ void tavo_set_whitelist(const char* const* prefixes, size_t count) {
   });
 }
 
+void tavo_set_start_view_options(unsigned options) {
+  guarded(__func__, [&] { TAVOLegacy::setStartViewOptions(options); });
+}
+
+bool tavo_set_start_view_parameters_json(const char* parameters_json) {
+  return guarded(__func__, [&] {
+    if (!parameters_json) {
+      TAVOLegacy::setStartViewParameters(std::nullopt);
+      return true;
+    }
+    const auto parameters = tavo::platform::JSONSerialization::JSONObjectWithData(parameters_json);
+    if (!parameters || !parameters->isDictionary()) {
+      tavo::TAVOLogger::logAndType("Start view parameters ignored: not a JSON object", tavo::TAVOLogger::Plain);
+      return false;
+    }
+    TAVOLegacy::setStartViewParameters(*parameters->asDictionary());
+    return true;
+  });
+}
+
+void tavo_close_start_view(void) {
+  guarded(__func__, [] { TAVOLegacy::closeStartView(); });
+}
+
+void tavo_set_banner_auto_creation(bool auto_creation) {
+  guarded(__func__, [&] { TAVOLegacy::setBannerAutoCreation(auto_creation); });
+}
+
 char* tavo_whitelist_json(void) {
   return guarded(__func__, [&] {
     const auto prefixes = TAVOLegacy::whitelist();

@@ -20,6 +20,7 @@
 #include "platform/ui/View.h"
 #include "platform/ui/ViewTreeSnapshot.h"
 #include "platform/ui/Window.h"
+#include "tavo/TAVO.h"
 #include "tavo/tavo.h"
 
 namespace ui = tavo::platform::ui;
@@ -172,6 +173,15 @@ void tavo_screen_dismiss(tavo_screen* screen) {
     if (!screen) return refuse("tavo_screen_dismiss", "no screen");
     screen->controller->dismiss(true);
   });
+}
+
+void tavo_set_root_view_controller(tavo_screen* screen) {
+  onMainThread("tavo_set_root_view_controller",
+               [&] { tavo::TAVOLegacy::setRootViewController(screen ? screen->controller : nullptr); });
+}
+
+void tavo_track_screen_events(bool track) {
+  onMainThread("tavo_track_screen_events", [&] { tavo::TAVOLegacy::trackScreenEvents(track); });
 }
 
 tavo_tab_bar* tavo_tab_bar_new(void) {

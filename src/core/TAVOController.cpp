@@ -21,13 +21,17 @@
 #include "inapp/TAVOCheckStartView.h"
 #include "inapp/TAVOCheckTabBar.h"
 #include "inapp/TAVOCheckTextBanner.h"
+#include "inapp/banner/TAVOBannerController.h"
 #include "network/TAVORequestController.h"
 #include "network/TAVOUpdateUser.h"
 #include "persistence/TAVODataStoreController.h"
 #include "platform/MutexLock.h"
 #include "platform/Platform.h"
+#include "platform/ui/UserInterface.h"
+#include "platform/ui/Window.h"
 #include "tavo/TAVOEventRequest.h"
 #include "tavo/TAVOInAppRequest.h"
+#include "tracking/TAVOAutomaticEvents.h"
 #include "tracking/TAVOEventController.h"
 #include "tracking/TAVORulesController.h"
 #include "tracking/TAVOShoppingCartController.h"
@@ -81,6 +85,7 @@ void TAVOController::initTAVO() {
   fresh.session = std::make_shared<TAVOSessionController>();
   fresh.shoppingCart = std::make_shared<TAVOShoppingCartController>();
   fresh.promotion = std::make_shared<TAVOCampaignController>();
+  fresh.banner = std::make_shared<TAVOBannerController>();
   fresh.webSDK = std::make_shared<TAVOWebSDKController>();
   fresh.security = std::make_shared<SecurityController>();
   fresh.rules = std::make_shared<TAVORulesController>();
@@ -120,6 +125,14 @@ void TAVOController::reset() {
   }
   dataStoreController()->reset();
   initTAVO();
+}
+
+void TAVOController::addSwizzles() { TAVOAutomaticEvents::addSwizzles(); }
+
+std::shared_ptr<platform::ui::ViewController> TAVOController::rootViewController() const {
+  if (auto custom = customRootViewController_.lock()) return custom;
+  const auto window = platform::ui::UserInterface::current().keyWindow();
+  return window ? window->rootViewController() : nullptr;
 }
 
 void TAVOController::startSession(const std::optional<std::string>& key) {
@@ -407,6 +420,11 @@ std::shared_ptr<TAVOCampaignController> TAVOController::promotionViewController(
 std::shared_ptr<SecurityController> TAVOController::securityController() const {
   platform::MutexLock lock(mutex_);
   return subControllers_.security;
+}
+
+std::shared_ptr<TAVOBannerController> TAVOController::bannerController() const {
+  platform::MutexLock lock(mutex_);
+  return subControllers_.banner;
 }
 
 std::shared_ptr<TAVORulesController> TAVOController::rulesController() const {

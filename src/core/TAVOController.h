@@ -15,8 +15,13 @@
 
 namespace tavo {
 
+namespace platform::ui {
+class ViewController;
+}
+
 class SecurityController;
 class TAVOAttributionController;
+class TAVOBannerController;
 class TAVOCampaignController;
 class TAVOEventRequest;
 class TAVOInAppRequest;
@@ -55,6 +60,8 @@ class TAVOController {
   void generateApiKeyAndApiUserFrom(const std::optional<std::string>& sessionKey);
   // Flushes what is queued, clears the store and rebuilds everything but the credentials.
   void reset();
+  // Installs the automatic screen-event hooks on every view controller, once per process. Main thread.
+  void addSwizzles();
 
   // Foreground start: the common part on the first call, then (on every call) the start-session event, and
   // session tracking. The status reaches 2 only when the start-session event has been delivered.
@@ -105,6 +112,18 @@ class TAVOController {
   bool alreadyRated() const { return false; }
   bool hasHostTabBarController() const { return false; }
 
+  // The screen in front of the user as the screen-event hooks last saw it, and the host's root view controller
+  // (else the key window's root), where start views are presented. Both are held weakly: the host owns its
+  // screens. Main thread only.
+  std::shared_ptr<platform::ui::ViewController> currentViewController() const { return currentViewController_.lock(); }
+  void setCurrentViewController(const std::shared_ptr<platform::ui::ViewController>& controller) {
+    currentViewController_ = controller;
+  }
+  void setCustomRootViewController(const std::shared_ptr<platform::ui::ViewController>& controller) {
+    customRootViewController_ = controller;
+  }
+  std::shared_ptr<platform::ui::ViewController> rootViewController() const;
+
   std::int32_t connectionStatus() const { return connectionStatus_.load(); }
   void setConnectionStatusTo(std::int32_t status) { connectionStatus_.store(status); }
 
@@ -131,6 +150,8 @@ class TAVOController {
   std::shared_ptr<TAVOSessionController> sessionController() const;
   std::shared_ptr<TAVOShoppingCartController> shoppingCartController() const;
   std::shared_ptr<TAVOCampaignController> promotionViewController() const;
+  // Main thread only: its banners are views.
+  std::shared_ptr<TAVOBannerController> bannerController() const;
   std::shared_ptr<SecurityController> securityController() const;
   std::shared_ptr<TAVORulesController> rulesController() const;
   std::shared_ptr<TAVOEventController> eventController() const;
@@ -175,6 +196,7 @@ class TAVOController {
     std::shared_ptr<TAVOSessionController> session;
     std::shared_ptr<TAVOShoppingCartController> shoppingCart;
     std::shared_ptr<TAVOCampaignController> promotion;
+    std::shared_ptr<TAVOBannerController> banner;
     std::shared_ptr<TAVOWebSDKController> webSDK;
     std::shared_ptr<SecurityController> security;
     std::shared_ptr<TAVORulesController> rules;
@@ -191,6 +213,9 @@ class TAVOController {
   void invokeInApp(Callback TAVOInAppMessageDelegate::*callback, const Arg& argument);
 
   std::atomic<std::int32_t> connectionStatus_{NotStarted};
+  // Main thread only.
+  std::weak_ptr<platform::ui::ViewController> currentViewController_;
+  std::weak_ptr<platform::ui::ViewController> customRootViewController_;
   std::atomic<std::uint64_t> logLevel_{0};
 
   mutable platform::Mutex mutex_;

@@ -9,6 +9,8 @@
 #include "core/TAVOLogger.h"
 #include "core/TAVOSessionController.h"
 #include "core/TAVOVersion.h"
+#include "inapp/TAVOCampaignController.h"
+#include "inapp/banner/TAVOBannerController.h"
 #include "network/TAVORequestController.h"
 #include "persistence/TAVODataStoreController.h"
 #include "tavo/TAVO.h"
@@ -66,6 +68,7 @@ void TAVOLegacy::startSession(const std::optional<std::string>& sessionKey, cons
 void TAVOLegacy::startSession(const std::optional<std::string>& sessionKey) {
   assertMainThread();
   controller().startSession(sessionKey);
+  controller().addSwizzles();
 }
 
 bool TAVOLegacy::isSessionStarted() {
@@ -311,6 +314,41 @@ void TAVOLegacy::setWhitelist(const std::optional<std::vector<std::string>>& pre
 std::optional<std::vector<std::string>> TAVOLegacy::whitelist() {
   assertMainThread();
   return controller().securityController()->whitelist();
+}
+
+void TAVOLegacy::setRootViewController(const std::shared_ptr<platform::ui::ViewController>& root) {
+  assertMainThread();
+  controller().setCustomRootViewController(root);
+}
+
+std::shared_ptr<platform::ui::ViewController> TAVOLegacy::rootViewController() {
+  assertMainThread();
+  return controller().rootViewController();
+}
+
+void TAVOLegacy::setStartViewOptions(unsigned long options) {
+  assertMainThread();
+  controller().promotionViewController()->setStartViewOptions(options);
+}
+
+void TAVOLegacy::setStartViewDelegate(const std::shared_ptr<TAVOStartViewDelegate>& delegate) {
+  assertMainThread();
+  controller().promotionViewController()->setDelegate(delegate);
+}
+
+void TAVOLegacy::setStartViewParameters(const std::optional<Dictionary>& parameters) {
+  assertMainThread();
+  controller().promotionViewController()->setStartViewParameters(parameters);
+}
+
+void TAVOLegacy::closeStartView() {
+  assertMainThread();
+  controller().promotionViewController()->closeStartView();
+}
+
+void TAVOLegacy::setBannerAutoCreation(bool autoCreation) {
+  assertMainThread();
+  controller().bannerController()->setAutoCreation(autoCreation);
 }
 
 void TAVOLegacy::setDebuggerOutput(bool enabled) {

@@ -10,7 +10,9 @@
 #include "core/TAVOLogger.h"
 #include "inapp/TAVOPromotionViewController.h"
 #include "inapp/adball/TAVOAdBallPromotion.h"
+#include "inapp/banner/TAVOBannerController.h"
 #include "inapp/banner/TAVOBannerPromotion.h"
+#include "inapp/startview/TAVOStartViewPromotionViewController.h"
 #include "inapp/strip/TAVOStripCampaign.h"
 #include "inapp/tab/TAVOTabBarPromotion.h"
 #include "platform/Device.h"
@@ -144,6 +146,8 @@ void TAVOCampaignController::displayOnMainQueue(const std::shared_ptr<TAVOCampai
     }
     case TAVOCampaign::Banner: {
       const auto banner = std::dynamic_pointer_cast<TAVOBannerPromotion>(campaign);
+      if (const auto banners = TAVOController::sharedInstance().bannerController())
+        banners->setViewController(TAVOController::sharedInstance().currentViewController());
       if (!banner || !imageURLInWhiteList(banner->urlImageSP, banner->type) ||
           !imageURLInWhiteList(banner->urlImageTB, banner->type))
         return;
@@ -232,8 +236,20 @@ void TAVOCampaignController::removeFromCurrentPromos(const std::shared_ptr<TAVOP
 
 void TAVOCampaignController::onPresented() {
   if (!startView_) return;
-  platform::MutexLock lock(currentPromosMutex_);
-  currentPromos_.push_back(startView_);
+  {
+    platform::MutexLock lock(currentPromosMutex_);
+    currentPromos_.push_back(startView_);
+  }
+  if (const auto delegate = delegate_.lock(); delegate && delegate->onPresented) delegate->onPresented();
+}
+
+void TAVOCampaignController::closeStartView() {
+  for (const auto& entry : currentPromos()) {
+    const auto startView = std::dynamic_pointer_cast<TAVOStartViewPromotionViewController>(entry);
+    if (!startView) continue;
+    closePromo(entry);
+    startView->dismiss(true);
+  }
 }
 
 void TAVOCampaignController::cleanAllPromos() { cleanAllPromos(false); }
@@ -275,12 +291,26 @@ void TAVOCampaignController::setStartView(std::shared_ptr<TAVOPromotionViewContr
   startView_ = std::move(controller);
 }
 
-// The formats' views are built on the UI layer. Until a format's view is there, its campaign is counted and
-// checked above but not shown: no view, no impression, no shown callback.
-
 void TAVOCampaignController::showStartView(const std::shared_ptr<TAVOCampaign>& campaign) {
-  logNotShown("start view", *campaign);
+  // No view for a deep link: it was opened instead.
+  auto view = TAVOStartViewPromotionViewController::initWithPromotion(campaign);
+  if (!view) return;
+  startView_ = view;
+  view->setStartViewDelegate(weak_from_this());
+  view->setDelegate(std::weak_ptr<TAVOCampaignViewControllerDelegate>(weak_from_this()));
+  view->startViewOptions = startViewOptions_;
+  auto& controller = TAVOController::sharedInstance();
+  controller.sendImpression(campaign->type, StringFormat::format("%ld", static_cast<long>(campaign->idPromo)));
+  controller.invokeShownDelegates(campaign);
 }
+
+void TAVOCampaignController::showBanner(const std::shared_ptr<TAVOBannerPromotion>& promotion) {
+  // Its impression and shown callbacks come from the banner's view as it slides in.
+  if (const auto banners = TAVOController::sharedInstance().bannerController()) banners->showBanner(promotion);
+}
+
+// The views of the formats below are not built yet: their campaigns are counted and checked above but not
+// shown (no view, no impression, no shown callback).
 
 void TAVOCampaignController::showTabBar(const std::shared_ptr<TAVOTabBarPromotion>& promotion) {
   logNotShown("dynamic tab", *promotion);
@@ -288,10 +318,6 @@ void TAVOCampaignController::showTabBar(const std::shared_ptr<TAVOTabBarPromotio
 
 void TAVOCampaignController::showAdBall(const std::shared_ptr<TAVOAdBallPromotion>& promotion) {
   logNotShown("AdBall", *promotion);
-}
-
-void TAVOCampaignController::showBanner(const std::shared_ptr<TAVOBannerPromotion>& promotion) {
-  logNotShown("banner", *promotion);
 }
 
 void TAVOCampaignController::showStrip(const std::shared_ptr<TAVOStripCampaign>& strip) {

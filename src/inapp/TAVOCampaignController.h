@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "inapp/TAVOCampaignViewControllerDelegate.h"
 #include "platform/Mutex.h"
+#include "tavo/TAVOStartViewDelegate.h"
 #include "tavo/platform/Value.h"
 
 namespace tavo {
@@ -26,7 +28,8 @@ class TAVOTabBarPromotion;
 // Threads: answers arrive on the request queue's threads (processPromotionResponseDictionary, displayCampaign,
 // checkFilters); everything else, the view work and the view controllers it keeps, is main-thread only. The
 // list of promotions on screen is locked, and walked over a copy so an entry may leave during the walk.
-class TAVOCampaignController : public std::enable_shared_from_this<TAVOCampaignController> {
+class TAVOCampaignController : public std::enable_shared_from_this<TAVOCampaignController>,
+                               public TAVOCampaignViewControllerDelegate {
  public:
   // A campaign answer ("response" of an accepted answer) for a campaign type (2 start view, 3 dynamic tab,
   // 4 AdBall, 5 banner, 6 strip). A target address outside the white list drops it with a log line.
@@ -42,9 +45,11 @@ class TAVOCampaignController : public std::enable_shared_from_this<TAVOCampaignC
   // Registers a promotion on screen when its audience filter passes; one that fails is only marked showing.
   void showPromotion(const std::shared_ptr<TAVOPromotionViewController>& controller);
   // Unregisters a promotion and lifts the block of a start view opened from a push.
-  void closePromo(const std::shared_ptr<TAVOPromotionViewController>& controller);
-  // The start view is presented: registers it.
+  void closePromo(const std::shared_ptr<TAVOPromotionViewController>& controller) override;
+  // The start view is presented: registers it and tells the host's start-view delegate.
   void onPresented();
+  // Unregisters every start view on screen and dismisses it, without close callbacks.
+  void closeStartView();
   // Closes and unregisters every promotion on screen, then the strip.
   void cleanAllPromos();
   // The same; with keepAdBall, an AdBall and the strip stay.
@@ -65,6 +70,17 @@ class TAVOCampaignController : public std::enable_shared_from_this<TAVOCampaignC
   std::shared_ptr<TAVOPromotionViewController> startView() const { return startView_; }
   void setStartView(std::shared_ptr<TAVOPromotionViewController> controller);
   std::shared_ptr<TAVOStripCampaign> currentStrip() const { return currentStrip_; }
+
+  // What every start view made from now on gets: the host's options (kept, not acted on) and the parameters
+  // added to its page's query. Main thread.
+  unsigned long startViewOptions() const { return startViewOptions_; }
+  void setStartViewOptions(unsigned long options) { startViewOptions_ = options; }
+  const std::optional<platform::Dictionary>& startViewParameters() const { return startViewParameters_; }
+  void setStartViewParameters(std::optional<platform::Dictionary> parameters) {
+    startViewParameters_ = std::move(parameters);
+  }
+  // The host's listener of start views; held weakly. Main thread.
+  void setDelegate(std::weak_ptr<TAVOStartViewDelegate> delegate) { delegate_ = std::move(delegate); }
 
  private:
   // The by-type step of displayCampaign, on the main thread.
@@ -90,6 +106,9 @@ class TAVOCampaignController : public std::enable_shared_from_this<TAVOCampaignC
   std::shared_ptr<TAVOPromotionViewController> adBallViewController_;
   std::shared_ptr<TAVOPromotionViewController> startView_;
   std::shared_ptr<TAVOStripCampaign> currentStrip_;
+  unsigned long startViewOptions_ = 0;
+  std::optional<platform::Dictionary> startViewParameters_;
+  std::weak_ptr<TAVOStartViewDelegate> delegate_;
 };
 
 }  // namespace tavo

@@ -117,6 +117,7 @@ TEST_F(ResponseHandlerTest, ARuleAnswerKeepsItsRuleAndTellsTheHostWhetherOneCame
                    R"("times":9,"tavo_banner_max":3,"tavo_url_banner_sp":null,"tavo_position":1,"params":{"k":"v"}}})",
                    request),
             (std::vector<int>{-1}));
+  env.platform().mainLoop->runPending();  // a rule is taken up on the main thread
   const auto rule = TAVOController::sharedInstance().rulesController()->activeRule();
   ASSERT_TRUE(rule);
   const auto banner = std::dynamic_pointer_cast<const TAVOBannerPromotion>(rule->campaign);
@@ -133,6 +134,7 @@ TEST_F(ResponseHandlerTest, ARuleAnswerKeepsItsRuleAndTellsTheHostWhetherOneCame
   // A strip whose colour the server got wrong keeps its rule without that colour, and no crash.
   EXPECT_EQ(handle(R"({"status":200,"rule":{"type":"strip","tavo_text_color":"#12345"}})", request),
             (std::vector<int>{-1}));
+  env.platform().mainLoop->runPending();
   const auto stripRule = TAVOController::sharedInstance().rulesController()->activeRule();
   ASSERT_TRUE(stripRule);
   const auto strip = std::dynamic_pointer_cast<const TAVOStripCampaign>(stripRule->campaign);

@@ -9,7 +9,7 @@ namespace tavo {
 // The server's answer to an event that asked for rules: one campaign to show at once (a plain campaign, or
 // its banner, AdBall or strip form).
 struct TAVORule {
-  std::shared_ptr<const TAVOCampaign> campaign;
+  std::shared_ptr<TAVOCampaign> campaign;
 };
 
 }  // namespace tavo

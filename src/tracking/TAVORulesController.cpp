@@ -1,10 +1,14 @@
 #include "tracking/TAVORulesController.h"
 
+#include "core/TAVOController.h"
 #include "core/TAVOLogger.h"
+#include "inapp/TAVOCampaignController.h"
 #include "inapp/adball/TAVOAdBallPromotion.h"
+#include "inapp/banner/TAVOBannerController.h"
 #include "inapp/banner/TAVOBannerPromotion.h"
 #include "inapp/strip/TAVOStripCampaign.h"
 #include "platform/MutexLock.h"
+#include "platform/Platform.h"
 
 namespace tavo {
 
@@ -44,12 +48,41 @@ std::shared_ptr<const TAVORule> TAVORulesController::parseRuleFromResponse(const
 
 void TAVORulesController::processRule(const std::shared_ptr<const TAVORule>& rule) {
   if (!rule || !rule->campaign) return;
+  TAVOLogger::log("Rule received: campaign %@ of type %@", rule->campaign->idPromo,
+                  TAVOCampaign::stringFromType(rule->campaign->type));
+  std::weak_ptr<TAVORulesController> weakSelf = weak_from_this();
+  platform::Platform::shared().mainLoop->post([weakSelf, rule] {
+    if (const auto self = weakSelf.lock()) self->showRule(rule);
+  });
+}
+
+void TAVORulesController::showRule(const std::shared_ptr<const TAVORule>& rule) {
+  if (activeRule()) closeRules(true);
   {
     platform::MutexLock lock(mutex_);
     activeRule_ = rule;
   }
-  TAVOLogger::log("Rule received: campaign %@ of type %@", rule->campaign->idPromo,
-                  TAVOCampaign::stringFromType(rule->campaign->type));
+  auto& controller = TAVOController::sharedInstance();
+  const auto promotions = controller.promotionViewController();
+  if (!promotions) return;
+  switch (rule->campaign->type) {
+    case TAVOCampaign::StartView:
+    case TAVOCampaign::AdBall:
+    case TAVOCampaign::Strip: promotions->displayCampaign(rule->campaign); break;
+    case TAVOCampaign::Banner:
+      if (const auto banners = controller.bannerController())
+        banners->setViewController(controller.currentViewController());
+      promotions->displayCampaign(rule->campaign);
+      break;
+    default: break;  // kept as the active rule, shown by nothing
+  }
+}
+
+void TAVORulesController::closeRules(bool keepAdBall) {
+  if (const auto promotions = TAVOController::sharedInstance().promotionViewController())
+    promotions->cleanAllPromos(keepAdBall);
+  platform::MutexLock lock(mutex_);
+  activeRule_ = nullptr;
 }
 
 std::shared_ptr<const TAVORule> TAVORulesController::activeRule() const {

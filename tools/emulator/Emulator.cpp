@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "emulator/EmulatorHttpServer.h"
+#include "emulator/PlaceholderImage.h"
 #include "emulator/RequestDecoder.h"
 #include "emulator/RequestPage.h"
 #include "emulator/RequestRecorder.h"
@@ -41,8 +42,7 @@ Emulator::Emulator(Options options)
     : fixtures_(options.fixtures ? std::move(*options.fixtures) : EmulatorFixtures::defaults()),
       database_(std::make_shared<SqliteDatabase>(options.databasePath)),
       recorder_(std::make_unique<RequestRecorder>(database_)),
-      users_(std::make_unique<UserRegistry>(database_)),
-      responder_(std::make_unique<WebServiceResponder>(fixtures_, *users_)) {
+      users_(std::make_unique<UserRegistry>(database_)) {
   // A database kept from an earlier run brings its requests' tally with it.
   for (const auto& request : recorder_->requests()) inApp_.record(request);
   server_ = std::make_unique<EmulatorHttpServer>([this] { return failures_.takeRefusal(); });
@@ -56,6 +56,8 @@ Emulator::Emulator(Options options)
   } else {
     port_ = options.port;
   }
+  // The answers name the emulator's own pages by its address, known once bound; nothing is served before.
+  responder_ = std::make_unique<WebServiceResponder>(fixtures_, *users_, url(""));
   EmulatorHttpServer* server = server_.get();
   listenThread_ = std::thread([server] { server->listen_after_bind(); });
   // stop() is ignored until the loop runs: wait for it, so a quick stop cannot leave the thread unjoinable.
@@ -103,6 +105,24 @@ void Emulator::route() {
   });
   server_->Get("/inapp.json", [this](const httplib::Request&, httplib::Response& out) {
     out.set_content(inApp_.toJSON().dump(2), "application/json");
+  });
+  // The campaigns' own content: pages with their links, images drawn to order.
+  server_->Get("/pages/(.+)", [this](const httplib::Request& in, httplib::Response& out) {
+    const auto page = fixtures_.page(in.matches[1].str());
+    if (!page) {
+      out.status = 404;
+      return;
+    }
+    out.set_content(responder_->withOrigin(*page), "text/html; charset=utf-8");
+  });
+  server_->Get("/images/(.+)", [this](const httplib::Request& in, httplib::Response& out) {
+    const auto image = fixtures_.image(in.matches[1].str());
+    const std::string png = image ? PlaceholderImage::png(*image) : std::string();
+    if (png.empty()) {
+      out.status = 404;
+      return;
+    }
+    out.set_content(png, "image/png");
   });
   server_->Get("/requests.json", [this](const httplib::Request&, httplib::Response& out) {
     out.set_content(RequestPage::json(recorder_->latest(kPageRows), recorder_->requestCount()), "application/json");

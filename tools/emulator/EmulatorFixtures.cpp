@@ -62,7 +62,8 @@ json EmulatorFixtures::validated(json document) {
   // Every section but the applications may be left out.
   for (const char* list : {"screenEvents", "coupons"})
     if (!document.contains(list)) document[list] = json::array();
-  for (const char* map : {"userInfo", "attributionInfo", "shortLinks", "campaigns", "nativeAds", "rules"})
+  for (const char* map :
+       {"userInfo", "attributionInfo", "shortLinks", "campaigns", "nativeAds", "rules", "pages", "images"})
     if (!document.contains(map)) document[map] = json::object();
 
   if (!document.contains("apps") || !document["apps"].is_array() || document["apps"].empty())
@@ -80,6 +81,21 @@ json EmulatorFixtures::validated(json document) {
   requireShape(document, "campaigns", &json::is_object, "an object");
   requireShape(document, "nativeAds", &json::is_object, "an object");
   requireShape(document, "rules", &json::is_object, "an object");
+  requireShape(document, "pages", &json::is_object, "an object");
+  requireShape(document, "images", &json::is_object, "an object");
+  for (const auto& [name, html] : document["pages"].items())
+    if (!html.is_string()) throw std::runtime_error("fixtures: page " + name + " must be HTML text");
+  for (const auto& entry : document["images"].items()) {
+    const json& image = entry.value();
+    const std::string& name = entry.key();
+    const auto positive = [&](const char* key) {
+      return image.is_object() && image.contains(key) && image[key].is_number_integer() && image[key].get<int>() > 0 &&
+             image[key].get<int>() <= 4096;
+    };
+    if (!positive("width") || !positive("height") || !image.contains("color") || !image["color"].is_string())
+      throw std::runtime_error("fixtures: image " + name +
+                               " needs \"width\" and \"height\" (1 to 4096) and a \"color\" (\"#RRGGBB\")");
+  }
   for (const auto& [key, target] : document["shortLinks"].items()) {
     if (!isShortLinkKey(key))
       throw std::runtime_error("fixtures: short link \"" + key +
@@ -126,6 +142,20 @@ json EmulatorFixtures::nativeAds(const std::string& templateId) const {
   if (auto found = ads.find(templateId); found != ads.end()) return *found;
   if (auto found = ads.find("default"); found != ads.end()) return *found;
   return json::array();
+}
+
+std::optional<std::string> EmulatorFixtures::page(const std::string& name) const {
+  const auto& pages = document_["pages"];
+  const auto found = pages.find(name);
+  if (found == pages.end()) return std::nullopt;
+  return found->get<std::string>();
+}
+
+std::optional<json> EmulatorFixtures::image(const std::string& name) const {
+  const auto& images = document_["images"];
+  const auto found = images.find(name);
+  if (found == images.end()) return std::nullopt;
+  return *found;
 }
 
 std::optional<json> EmulatorFixtures::rule(const std::string& key) const {

@@ -9,8 +9,8 @@ namespace tavo::emulator {
 
 // What the emulated web service knows: the registered applications, the start-session configuration, the
 // user data and install attribution it hands out, short links, and the in-app content (campaigns, coupons,
-// native ads, rules). Read from a JSON file (see README.md); immutable once loaded, so it is shared freely
-// between server threads.
+// native ads, rules) with the pages and images of that content. Read from a JSON file (see README.md); immutable once
+// loaded, so it is shared freely between server threads.
 class EmulatorFixtures {
  public:
   using json = nlohmann::ordered_json;
@@ -41,6 +41,10 @@ class EmulatorFixtures {
   json nativeAds(const std::string& templateId) const;
   // The rule answered to a rule check named key (a screen name or an event name), or nullopt.
   std::optional<json> rule(const std::string& key) const;
+  // The HTML of a page the emulator serves itself at /pages/<name>, or nullopt.
+  std::optional<std::string> page(const std::string& name) const;
+  // How an image it serves at /images/<name> looks ({"width", "height", "color", "text"}), or nullopt.
+  std::optional<json> image(const std::string& name) const;
 
   const json& document() const { return document_; }
 

@@ -44,18 +44,34 @@ int InAppLedger::campaignTypeOfCheck(const std::string& checkType) {
   return 0;
 }
 
+int InAppLedger::campaignTypeOfName(const std::string& name) {
+  static constexpr std::array<std::pair<std::string_view, int>, 5> kTypes = {
+      {{"startview", 2}, {"dynamictab", 3}, {"adball", 4}, {"banner", 5}, {"strip", 6}}};
+  for (const auto& [known, code] : kTypes)
+    if (name == known) return code;
+  return 1;
+}
+
 std::vector<InAppLedger::CheckOutcome> InAppLedger::checkOutcomes(const RecordedRequest& request) {
   std::vector<CheckOutcome> outcomes;
   if (request.kind != RecordedRequest::kBatch) return outcomes;
   const json answer = json::parse(request.answerBody, nullptr, false);
-  for (const auto& operation : request.operations) {
-    const std::string type = field(operation, "type");
-    if (field(operation, "action") != "check" || campaignTypeOfCheck(type) == 0) continue;
+  for (std::size_t i = 0; i < request.operations.size(); ++i) {
+    const json& operation = request.operations[i];
     const json response = answerFor(answer, field(operation, "id"));
-    // A campaign is an object; "0" (or a refused answer) is none.
-    const auto campaign = response.is_object() ? response.find("response") : response.end();
-    const bool given = response.is_object() && campaign != response.end() && campaign->is_object();
-    outcomes.push_back({type, given ? field(*campaign, "id") : std::string()});
+    const std::string type = field(operation, "type");
+    if (field(operation, "action") == "check" && campaignTypeOfCheck(type) != 0) {
+      // A campaign is an object; "0" (or a refused answer) is none.
+      const auto campaign = response.is_object() ? response.find("response") : response.end();
+      const bool given = response.is_object() && campaign != response.end() && campaign->is_object();
+      outcomes.push_back({type, campaignTypeOfCheck(type), given ? field(*campaign, "id") : std::string()});
+      continue;
+    }
+    const json* params = request.params(i);
+    if (type != "event" || !params || field(*params, "tavo_rules") != "1" || !response.is_object()) continue;
+    const auto rule = response.find("rule");
+    if (rule == response.end() || !rule->is_object() || rule->empty()) continue;
+    outcomes.push_back({"rule", campaignTypeOfName(field(*rule, "type")), field(*rule, "id")});
   }
   return outcomes;
 }
@@ -63,7 +79,7 @@ std::vector<InAppLedger::CheckOutcome> InAppLedger::checkOutcomes(const Recorded
 void InAppLedger::record(const RecordedRequest& request) {
   const auto outcomes = checkOutcomes(request);
   platform::MutexLock lock(mutex_);
-  for (const auto& outcome : outcomes) ++entry(campaignTypeOfCheck(outcome.checkType), outcome.campaignId).checks;
+  for (const auto& outcome : outcomes) ++entry(outcome.campaignType, outcome.campaignId).checks;
   if (request.kind != RecordedRequest::kBatch) return;
   for (std::size_t i = 0; i < request.operations.size(); ++i) {
     const json* params = request.params(i);

@@ -1,6 +1,7 @@
 #include "emulator/WebServiceResponder.h"
 
 #include <array>
+#include <string_view>
 
 namespace tavo::emulator {
 
@@ -50,8 +51,22 @@ int httpStatusFor(int status) { return status >= 200 && status <= 599 ? status :
 
 }  // namespace
 
-WebServiceResponder::WebServiceResponder(const EmulatorFixtures& fixtures, UserRegistry& users)
-    : fixtures_(fixtures), users_(users) {}
+WebServiceResponder::WebServiceResponder(const EmulatorFixtures& fixtures, UserRegistry& users, std::string origin)
+    : fixtures_(fixtures), users_(users), origin_(std::move(origin)) {}
+
+std::string WebServiceResponder::withOrigin(std::string text) const {
+  const std::string_view placeholder(kOriginPlaceholder);
+  for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + origin_.size()))
+    text.replace(at, placeholder.size(), origin_);
+  return text;
+}
+
+json WebServiceResponder::withOrigin(json value) const {
+  if (value.is_string()) return withOrigin(value.get<std::string>());
+  if (value.is_structured())
+    for (auto& element : value) element = withOrigin(std::move(element));
+  return value;
+}
 
 bool WebServiceResponder::isKnownAction(const std::string& action) {
   static constexpr std::array<const char*, 7> kActions = {
@@ -124,7 +139,7 @@ json WebServiceResponder::eventAnswer(const json& params) const {
     if (const auto attributes = params.find("attributes"); attributes != params.end()) {
       if (const std::string screen = text(*attributes, "e_screen_name"); !screen.empty()) key = screen;
     }
-    if (auto rule = fixtures_.rule(key)) return {{"status", 200}, {"rule", std::move(*rule)}};
+    if (auto rule = fixtures_.rule(key)) return {{"status", 200}, {"rule", withOrigin(std::move(*rule))}};
   }
   return kOk;
 }
@@ -148,7 +163,7 @@ json WebServiceResponder::inAppAnswer(const std::string& type, const std::string
   const char* labelKey = labelParameter(type);
   const std::string label = labelKey ? text(params, labelKey) : std::string();
   if (auto campaign = fixtures_.campaign(label.empty() ? type : type + "/" + label))
-    return {{"status", 200}, {"response", std::move(*campaign)}};
+    return {{"status", 200}, {"response", withOrigin(std::move(*campaign))}};
   return {{"status", 200}, {"response", "0"}};
 }
 

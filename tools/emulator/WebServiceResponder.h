@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include "emulator/EmulatorFixtures.h"
 #include "emulator/RecordedRequest.h"
@@ -20,7 +21,13 @@ class WebServiceResponder {
     std::string contentType = "application/json";
   };
 
-  WebServiceResponder(const EmulatorFixtures& fixtures, UserRegistry& users);
+  // Campaigns and rules may point at the emulator's own pages and images: "{{origin}}" in their texts stands
+  // for origin ("http://127.0.0.1:<port>").
+  WebServiceResponder(const EmulatorFixtures& fixtures, UserRegistry& users, std::string origin);
+
+  static constexpr const char* kOriginPlaceholder = "{{origin}}";
+  // text with every "{{origin}}" replaced.
+  std::string withOrigin(std::string text) const;
 
   static bool isKnownAction(const std::string& action);
 
@@ -37,9 +44,12 @@ class WebServiceResponder {
   nlohmann::ordered_json eventAnswer(const nlohmann::ordered_json& params) const;
   nlohmann::ordered_json inAppAnswer(const std::string& type, const std::string& action,
                                      const nlohmann::ordered_json& params) const;
+  // Every text in value with its placeholders replaced.
+  nlohmann::ordered_json withOrigin(nlohmann::ordered_json value) const;
 
   const EmulatorFixtures& fixtures_;
   UserRegistry& users_;
+  std::string origin_;
 };
 
 }  // namespace tavo::emulator

@@ -25,6 +25,8 @@ void Window::setRootViewController(std::shared_ptr<ViewController> controller) {
   if (controller == root_) return;
   const auto old = root_;
   const bool shown = visible_;
+  // Sized to the window before it hears viewWillAppear, as the platform does.
+  if (controller) controller->view()->setFrame(controller->frameForView(bounds()));
   if (shown && old) old->beginAppearanceTransition(false, false);
   if (shown && controller) controller->beginAppearanceTransition(true, false);
   if (old && old->isViewLoaded() && old->viewIfLoaded()->superview().get() == this)
@@ -32,7 +34,6 @@ void Window::setRootViewController(std::shared_ptr<ViewController> controller) {
   root_ = controller;
   if (controller) {
     const auto view = controller->view();
-    view->setFrame(controller->frameForView(bounds()));
     view->setAutoresizingMask(FlexibleWidth | FlexibleHeight);
     insertSubview(view, 0);
   }
