@@ -70,6 +70,12 @@ class Client {
   httplib::Result form(const std::string& action, const std::string& body) {
     return client_.Post("/ws/" + action, body, "application/x-www-form-urlencoded");
   }
+  // The body of a form request's answer, or what went wrong.
+  std::string formText(const std::string& action, const std::string& body) {
+    const auto answer = form(action, body);
+    return answer ? answer->body : "no answer: " + httplib::to_string(answer.error());
+  }
+  std::string purchase() { return formText("addpurchase", formBody(Dictionary{{"orderid", "o"}})); }
   httplib::Result post(const std::string& path) { return client_.Post(path); }
   httplib::Result get(const std::string& path) { return client_.Get(path); }
 
@@ -209,14 +215,9 @@ TEST(EmulatorAnswers, ARetrievingUserUpdateGetsAServerIdStablePerDevice) {
   EXPECT_NE(retrieve("newregister", "device-B")["response"]["idtAVoUser"], id);
 
   // Without retrieve the answer is the bare status text.
-  const auto plain = client.form("firstlogin", formBody(Dictionary{{"udid", "device-A"}, {"customerid", "c-1"}}));
-  ASSERT_TRUE(plain);
-  EXPECT_EQ(plain->body, "200");
-  for (const char* action : {"addpurchase", "setviewed", "setcommunicationinteract"}) {
-    const auto answer = client.form(action, formBody(Dictionary{{"orderid", "o-1"}}));
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->body, "200") << action;
-  }
+  EXPECT_EQ(client.formText("firstlogin", formBody(Dictionary{{"udid", "device-A"}, {"customerid", "c-1"}})), "200");
+  for (const char* action : {"addpurchase", "setviewed", "setcommunicationinteract"})
+    EXPECT_EQ(client.formText(action, formBody(Dictionary{{"orderid", "o-1"}})), "200") << action;
 }
 
 TEST(EmulatorAnswers, UserIdsAndRequestsSurviveAReopenOfTheDatabaseFile) {
@@ -268,12 +269,8 @@ TEST(EmulatorCredentials, OnlyARegisteredApplicationIsAnswered) {
   EXPECT_EQ(refusedForm->body, "401");
   EXPECT_EQ(refusedForm->status, 401);
 
-  const auto resent = client.form("tracker", "apiUser=APPUSER0001&apiKey=KEY123456");
-  ASSERT_TRUE(resent);
-  EXPECT_EQ(json::parse(resent->body), (json{{"status", 200}}));
-  const auto resentUnknown = client.form("tracker", "apiUser=APPUSER0001&apiKey=");
-  ASSERT_TRUE(resentUnknown);
-  EXPECT_EQ(json::parse(resentUnknown->body), (json{{"status", 401}}));
+  EXPECT_EQ(parsed(client.form("tracker", "apiUser=APPUSER0001&apiKey=KEY123456")), (json{{"status", 200}}));
+  EXPECT_EQ(parsed(client.form("tracker", "apiUser=APPUSER0001&apiKey=")), (json{{"status", 401}}));
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -287,7 +284,7 @@ TEST(EmulatorFailures, AForcedStatusTakesTheShapeOfEachAnswerForItsCount) {
   ASSERT_TRUE(form);
   EXPECT_EQ(form->body, "503");
   EXPECT_EQ(form->status, 503);
-  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "200");
+  EXPECT_EQ(client.purchase(), "200");
   EXPECT_EQ(emulator.requests()[0].failure, "status 503");
   EXPECT_EQ(emulator.requests()[1].failure, "");
 
@@ -320,24 +317,24 @@ TEST(EmulatorFailures, TheControlEndpointsSetAndResetTheSwitches) {
   EXPECT_EQ(client.post("/control/delay?count=1")->status, 400);  // no ms
   EXPECT_EQ(client.post("/control/refuse?count=-1")->status, 400);
   EXPECT_EQ(client.post("/control/explode")->status, 404);
-  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "500");
+  EXPECT_EQ(client.purchase(), "500");
 
   EXPECT_EQ(client.post("/control/not-json?count=3")->status, 200);
   EXPECT_EQ(parsed(client.get("/control"))["answerNotJSON"], 3);
   EXPECT_EQ(client.post("/control/reset")->status, 200);
-  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "200");
+  EXPECT_EQ(client.purchase(), "200");
 
   // As "curl -X POST" sends it: no body, no Content-Length.
   const std::string reply = rawExchange(emulator.port(),
                                         "POST /control/status?status=418&count=1 HTTP/1.1\r\n"
                                         "Host: 127.0.0.1\r\nConnection: close\r\n\r\n");
   EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
-  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, "418");
+  EXPECT_EQ(client.purchase(), "418");
 
   // The bytes posted with "body" are the next answer, whatever the request.
   httplib::Client raw("127.0.0.1", emulator.port());
   EXPECT_EQ(raw.Post("/control/body?count=1", R"({"status":"666"})", "application/json")->status, 200);
-  EXPECT_EQ(client.form("addpurchase", formBody(Dictionary{{"orderid", "o"}}))->body, R"({"status":"666"})");
+  EXPECT_EQ(client.purchase(), R"({"status":"666"})");
 
   EXPECT_EQ(client.post("/control/refuse?count=1")->status, 200);
   EXPECT_FALSE(client.get("/"));  // a refusal takes any connection
@@ -421,21 +418,20 @@ TEST(EmulatorFixturesFile, AnotherFileReplacesTheDefaultsAndBadOnesAreRefusedWit
     }
     return std::string("accepted");
   };
-  EXPECT_NE(refusal("{").find("not JSON"), std::string::npos);
-  EXPECT_NE(refusal("{}").find("\"apps\""), std::string::npos);
-  EXPECT_NE(refusal(R"({"apps": [{"apiUser": "A"}]})").find("apiKey"), std::string::npos);
-  EXPECT_NE(refusal(R"({"apps": [{"apiUser": "A", "apiKey": "B"}], "coupons": {}})").find("\"coupons\""),
-            std::string::npos);
+  const std::string app = R"({"apps": [{"apiUser": "A", "apiKey": "B"}])";
   // Short links are keyed as the SDK names them; a whole URL or a "~" it strips would never match.
+  const std::vector<std::pair<std::string, std::string>> refused{
+      {"{", "not JSON"},
+      {"{}", "\"apps\""},
+      {R"({"apps": [{"apiUser": "A"}]})", "apiKey"},
+      {app + R"(, "coupons": {}})", "\"coupons\""},
+      {app + R"(, "shortLinks": {"go.tavo.link/x": 1}})", "must map to a string"}};
+  for (const auto& [text, reason] : refused) EXPECT_NE(refusal(text).find(reason), std::string::npos) << text;
   for (const char* key :
-       {"https://go.tavo.link/x", "go.tavo.link", "go.tavo.link/", "/x", "go.tavo.link/a/x", "go.tavo.link/~x"}) {
-    const std::string text = std::string(R"({"apps": [{"apiUser": "A", "apiKey": "B"}], "shortLinks": {")") + key +
-                             R"(": "https://shop.example/"}})";
-    EXPECT_NE(refusal(text).find("host/identifier"), std::string::npos) << key;
-  }
-  EXPECT_NE(refusal(R"({"apps": [{"apiUser": "A", "apiKey": "B"}], "shortLinks": {"go.tavo.link/x": 1}})")
-                .find("must map to a string"),
-            std::string::npos);
+       {"https://go.tavo.link/x", "go.tavo.link", "go.tavo.link/", "/x", "go.tavo.link/a/x", "go.tavo.link/~x"})
+    EXPECT_NE(refusal(app + R"(, "shortLinks": {")" + key + R"(": "https://shop.example/"}})").find("host/identifier"),
+              std::string::npos)
+        << key;
   EXPECT_THROW(EmulatorFixtures::fromFile(directory.path() + "/missing.json"), std::runtime_error);
 }
 
