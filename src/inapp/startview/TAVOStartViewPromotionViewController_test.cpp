@@ -51,7 +51,6 @@ TEST(StartView, ItsPageCoversTheAppAndALinkIntoTheAppOpensThereAndClosesIt) {
   ASSERT_TRUE(view->closeButton());
   EXPECT_EQ(view->closeButton()->frame(), (ui::Rect{390 - 47, 47 + 5, 35, 35}));
   const auto picture = ui::ScreenshotRenderer::render(ui::UserInterface::current(), 1);
-  ui::ScreenshotRenderer::writePNG(ui::UserInterface::current(), ::testing::TempDir() + "start_view.png");
   const auto page = picture.at(200, 700);  // the page's background, #FFF3E0, over the white home screen
   EXPECT_NEAR(page.g, 0xF3, 8);
   EXPECT_NEAR(page.b, 0xE0, 8);
