@@ -373,7 +373,6 @@ TEST_F(BadInputTest, AbsentValuesThroughTheCppFacadeFollowItsRulesAndNeverCrash)
   TAVOLegacy::trackEvent(TAVOEventRequest("before-start"));  // no session yet: refused with the rule's line
   EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Can not perform requests. Session is not started"));
   start();
-  TAVOLegacy::setWebServiceURL(std::nullopt);
   TAVOLegacy::setCustomerId(std::nullopt);
   TAVOLegacy::handleLink(std::nullopt);
   TAVOLegacy::handleLink(std::string("not a url \xFF"));
@@ -387,7 +386,6 @@ TEST_F(BadInputTest, AbsentValuesThroughTheCppFacadeFollowItsRulesAndNeverCrash)
   TAVOLegacy::startOrder("", std::numeric_limits<float>::infinity(), std::nullopt, std::nullopt, std::nullopt);
   TAVOLegacy::trackOrder();
   env_.drainQueues();
-  EXPECT_EQ(TAVOController::sharedInstance().requestController()->webservicesURL(), TAVOConfiguration::kDefaultURLBase);
   EXPECT_TRUE(env_.logged("TAVOLogger: 4 - Discarted order, customer id is not set"));
   // The login without id or mail still goes, as the facade's rule says, and carries neither.
   const auto login = lastPayloadTo("firstlogin");

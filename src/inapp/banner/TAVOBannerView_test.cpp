@@ -58,7 +58,6 @@ TEST(Banner, SlidesInOverTheTabBarStaysItsTimeAndATapHidesItCancelsItsTimerAndOp
   env.advance(0.6);
   EXPECT_EQ(banner->presentation().frame(), placed);
   const auto picture = ui::ScreenshotRenderer::render(ui::UserInterface::current(), 1);
-  ui::ScreenshotRenderer::writePNG(ui::UserInterface::current(), ::testing::TempDir() + "banner.png");
   const auto red = picture.at(10, static_cast<int>(placed.midY()));  // #C62828, the emulator's banner image
   EXPECT_GT(red.r, 170);
   EXPECT_LT(red.g, 70);

@@ -47,11 +47,8 @@ TEST(StartView, ItsPageCoversTheAppAndALinkIntoTheAppOpensThereAndClosesIt) {
   }));
   env.advance(0.5);  // slides in
   EXPECT_EQ(view->webView()->url(), env.emulator().url("/pages/welcome.html?from=in%20app"));
-  // Top right, under the status bar's safe area (47 points on this phone).
-  ASSERT_TRUE(view->closeButton());
-  EXPECT_EQ(view->closeButton()->frame(), (ui::Rect{390 - 47, 47 + 5, 35, 35}));
+  // The close button's place is read by the C host's test; here, that it is drawn there.
   const auto picture = ui::ScreenshotRenderer::render(ui::UserInterface::current(), 1);
-  ui::ScreenshotRenderer::writePNG(ui::UserInterface::current(), ::testing::TempDir() + "start_view.png");
   const auto page = picture.at(200, 700);  // the page's background, #FFF3E0, over the white home screen
   EXPECT_NEAR(page.g, 0xF3, 8);
   EXPECT_NEAR(page.b, 0xE0, 8);

@@ -230,19 +230,6 @@ TEST_F(AppearanceTest, AnAlertLeavesItsPresenterAndRunsTheHandlerAfterItIsGone) 
   EXPECT_EQ(heard, (std::vector<std::string>{"gone"}));
 }
 
-TEST_F(AppearanceTest, AStackEmbeddedLateTakesTheScreensPlaceQuietly) {
-  const auto a = screen("A"), b = screen("B");
-  const auto window = env.show(a);
-  env.takeAppearances();
-  const auto navigation = NavigationController::embed(a);
-  EXPECT_EQ(window->rootViewController(), navigation);
-  EXPECT_EQ(navigation->appearanceState(), AppearanceState::Appeared);
-  EXPECT_TRUE(env.takeAppearances().empty());
-  navigation->push(b, false);
-  EXPECT_EQ(env.takeAppearances(), (Calls{"A.willDisappear", "B.willAppear", "A.didDisappear", "B.didAppear"}));
-  EXPECT_EQ(NavigationController::embed(b), nullptr);  // already in a stack
-}
-
 TEST_F(AppearanceTest, ShowAndDismissCyclesLeaveNoViewOrControllerAlive) {
   const auto root = screen("Root");
   env.show(root);

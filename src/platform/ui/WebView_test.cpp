@@ -44,13 +44,10 @@ class PageSite {
     pages_[path] = std::move(page);
   }
   std::string url(const std::string& path) const { return server_.url(path); }
-  std::size_t requestCount() const {
+  // The User-Agent of each request so far.
+  std::vector<std::string> userAgents() const {
     std::lock_guard lock(mutex_);
-    return userAgents_.size();
-  }
-  std::string firstUserAgent() const {
-    std::lock_guard lock(mutex_);
-    return userAgents_.empty() ? "" : userAgents_.front();
+    return userAgents_;
   }
   bool waitForRequests(std::size_t count) {
     std::unique_lock lock(mutex_);
@@ -165,7 +162,7 @@ TEST_F(WebViewTest, APageIsDecidedStartedCommittedAndFinishedAndItsHTMLRead) {
   EXPECT_EQ(web->page()->links()[0].text, "Next page");
   EXPECT_EQ(web->page()->links()[1].href, server.url("/shop/other.html"));
   EXPECT_FALSE(web->isLoading());
-  EXPECT_NE(server.firstUserAgent().find("AppleWebKit"), std::string::npos);
+  EXPECT_NE(server.userAgents().at(0).find("AppleWebKit"), std::string::npos);
 
   events.clear();
   server.set("/missing", {404, "<title>Gone</title>"});
@@ -269,7 +266,7 @@ TEST_F(WebViewTest, TheCachePolicySparesTheWireAndTheScanStaysBounded) {
   web->load(URLRequest{server.url("/c"), URLRequest::CachePolicy::ReturnCacheDataElseLoad});
   env.drain();
   EXPECT_EQ(events.back(), "finish");
-  EXPECT_EQ(server.requestCount(), 1u);
+  EXPECT_EQ(server.userAgents().size(), 1u);
   web->load(URLRequest{server.url("/d"), URLRequest::CachePolicy::ReturnCacheDataDontLoad});
   env.drain();
   EXPECT_EQ(events.back(), "fail provisional -1008 resource unavailable");
